@@ -1,0 +1,30 @@
+// Loads the plugin library as Xojo does: opens it, finds REALPluginMain and
+// calls it with the substitute host's resolver. Every load is a fresh copy of
+// the library, so that the plugin's process-wide state (its caches and
+// settings) starts as it does when an application starts.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace subhost {
+
+class PluginLibrary {
+ public:
+  explicit PluginLibrary(const std::string &path);
+  ~PluginLibrary();
+  PluginLibrary(const PluginLibrary &) = delete;
+  PluginLibrary &operator=(const PluginLibrary &) = delete;
+
+  // Calls REALPluginMain with the host's resolver.
+  void start();
+  // Test builds of the plugin only: fail the plugin's n-th allocation from
+  // now (n < 0: every one; 0: none). False when the library has no such hook.
+  bool fail_allocation(int64_t nth);
+
+ private:
+  std::string copy_;
+  void *handle_ = nullptr;
+};
+
+}  // namespace subhost

@@ -1,0 +1,287 @@
+#include "subhost.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <unordered_map>
+
+#include "convert.h"
+#include "invoke.h"
+
+namespace subhost {
+
+Host &Host::get() {
+  static Host host;
+  return host;
+}
+
+void Host::reset(Settings s) {
+  settings = std::move(s);
+  failures.clear();
+  ledger = Ledger{};
+  reportedVersion = -1;
+  registered.clear();
+  clear_pending();
+}
+
+bool Host::fail(const char *service) {
+  auto it = failures.find(service);
+  if (it == failures.end()) return false;
+  if (it->second.always) return true;
+  if (it->second.onCall > 0 && --it->second.onCall == 0) return true;
+  return false;
+}
+
+bool Host::check(REALstring s, const char *service) {
+  if (s == nullptr || strings_.count(s) != 0) return true;
+  ledger.errors.push_back(std::string(service) + ": string handle that is not live");
+  return false;
+}
+
+bool Host::check(REALobject o, const char *service) {
+  if (o == nullptr || objects_.count(o) != 0) return true;
+  ledger.errors.push_back(std::string(service) + ": object handle that is not live");
+  return false;
+}
+
+// Storage: a leading byte that is not text, the bytes, then four zero bytes,
+// and nothing more, so that a read past the end is caught by the sanitizers.
+REALstring Host::new_string(const void *bytes, size_t n, uint32_t encoding) {
+  auto *s = new REALstringStruct{};
+  s->refCount = 1;
+  s->storage = static_cast<unsigned char *>(std::calloc(n + 5, 1));
+  if (n > 0) std::memcpy(s->storage + 1, bytes, n);
+  s->allocLength = static_cast<int32_t>(n + 5);
+  s->length = static_cast<int32_t>(n);
+  s->encoding = encoding;
+  strings_.insert(s);
+  return s;
+}
+
+void Host::unref(REALstring s) {
+  if (s == nullptr || !check(s, "REALUnlockString")) return;
+  if (--s->refCount == 0) {
+    strings_.erase(s);
+    std::free(s->storage);
+    delete s;
+  }
+}
+
+void Host::unref(REALobject o) {
+  if (o == nullptr || !check(o, "REALUnlockObject")) return;
+  if (--o->refCount == 0) {
+    objects_.erase(o);
+    unref(o->message);
+    std::free(o->data);
+    delete o;
+  }
+}
+
+REALstring Host::make_string(std::string_view bytes, uint32_t encoding) {
+  return new_string(bytes.data(), bytes.size(), encoding);
+}
+REALstring Host::make_empty_string() { return new_string(nullptr, 0, enc::kNone); }
+std::string Host::bytes(REALstring s) {
+  return s == nullptr ? std::string() : std::string(reinterpret_cast<char *>(s->storage + 1), s->length);
+}
+uint32_t Host::encoding(REALstring s) { return s == nullptr ? enc::kNone : s->encoding; }
+int32_t Host::refs(REALstring s) { return s == nullptr ? 0 : s->refCount; }
+void Host::release(REALstring s) { unref(s); }
+
+REALobject Host::make_memoryblock(std::string_view bytes) {
+  REALobject o = new_object(REALobjectStruct::Kind::MemoryBlock, "MemoryBlock");
+  o->size = static_cast<int64_t>(bytes.size());
+  o->data = static_cast<uint8_t *>(std::calloc(bytes.size() > 0 ? bytes.size() : 1, 1));
+  if (!bytes.empty()) std::memcpy(o->data, bytes.data(), bytes.size());
+  return o;
+}
+std::string Host::bytes(REALobject o) {
+  return o == nullptr ? std::string() : std::string(reinterpret_cast<char *>(o->data), static_cast<size_t>(o->size));
+}
+int32_t Host::refs(REALobject o) { return o == nullptr ? 0 : o->refCount; }
+void Host::release(REALobject o) { unref(o); }
+
+void Host::clear_pending() {
+  REALobject p = pending;
+  pending = nullptr;
+  unref(p);
+}
+
+namespace {
+
+Host &H() { return Host::get(); }
+
+void RegisterPluginVersion(int version) { H().reportedVersion = version; }
+double REALGetRBVersion() { return H().settings.version.value_or(0.0); }
+RBBoolean REALinRuntime() { return H().settings.inRuntime ? 1 : 0; }
+void PluginRegisterMethod(REALmethodDefinition *record) { H().registered.push_back(record); }
+
+RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *record) {
+  if (s == nullptr || record == nullptr || !H().check(s, "PluginGetStringData")) return 0;
+  std::string bytes = Host::bytes(s);
+  if (encoding != enc::kNone && encoding != s->encoding) bytes = convert(bytes, s->encoding, encoding);
+  auto *copy = static_cast<char *>(std::calloc(bytes.size() + 4, 1));
+  if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
+  *record = REALstringData{copy, bytes.size(), encoding, nullptr, 0};
+  ++H().ledger.outstandingStringData;
+  return 1;
+}
+
+void PluginDisposeStringData(REALstringData *record) {
+  if (record == nullptr || record->data == nullptr) return;
+  std::free(const_cast<void *>(record->data));
+  record->data = nullptr;
+  --H().ledger.outstandingStringData;
+}
+
+void *StringGetCString(REALstring s) {
+  if (s == nullptr || !H().check(s, "StringGetCString")) return nullptr;
+  return s->storage + 1;
+}
+
+RBInteger LenB(REALstring s) {
+  if (s == nullptr || !H().check(s, "LenB")) return 0;
+  return s->length;
+}
+
+void *REALLoadGlobalMethod(const char *module, const char *declaration) {
+  if (module == nullptr && declaration != nullptr && std::strcmp(declaration, "LenB( s as string ) as integer") == 0) {
+    return reinterpret_cast<void *>(&LenB);
+  }
+  return nullptr;
+}
+
+void REALLockString(REALstring s) {
+  if (s != nullptr && H().check(s, "REALLockString")) ++s->refCount;
+}
+void REALUnlockString(REALstring s) { H().unref(s); }
+void REALLockObject(REALobject o) {
+  if (o != nullptr && H().check(o, "REALLockObject")) ++o->refCount;
+}
+void REALUnlockObject(REALobject o) { H().unref(o); }
+
+uint32_t REALGetStringEncoding(REALstring s) {
+  if (s == nullptr || !H().check(s, "REALGetStringEncoding")) return enc::kNone;
+  return s->encoding;
+}
+
+REALstring REALConvertString(REALstring s, uint32_t encoding) {
+  if (H().fail("REALConvertString") || s == nullptr || !H().check(s, "REALConvertString")) return nullptr;
+  ++H().ledger.conversions;
+  const std::string bytes = convert(Host::bytes(s), s->encoding, encoding);
+  return H().new_string(bytes.data(), bytes.size(), encoding);
+}
+
+REALstring REALBuildString(const char *bytes, int length) {
+  if (H().fail("REALBuildString") || length < 0 || (bytes == nullptr && length > 0)) return nullptr;
+  ++H().ledger.stringsBuilt;
+  return H().new_string(bytes, static_cast<size_t>(length), enc::kNone);
+}
+
+void REALSetStringEncoding(REALstring s, uint32_t encoding) {
+  if (s != nullptr && H().check(s, "REALSetStringEncoding")) s->encoding = encoding;
+}
+
+REALobject PluginNewInstance(const char *className) {
+  if (H().fail("PluginNewInstance") || className == nullptr) return nullptr;
+  if (std::strcmp(className, "OutOfMemoryException") != 0 && std::strcmp(className, "RuntimeException") != 0) {
+    return nullptr;
+  }
+  return H().new_object(REALobjectStruct::Kind::Exception, className);
+}
+
+RBBoolean REALSetPropValueString(REALobject o, const char *property, REALstring value) {
+  if (o == nullptr || !H().check(o, "REALSetPropValueString") || !H().check(value, "REALSetPropValueString") ||
+      o->kind != REALobjectStruct::Kind::Exception || std::strcmp(property, "Message") != 0) {
+    return 0;
+  }
+  if (value != nullptr) ++value->refCount;  // the property keeps its own reference
+  H().unref(o->message);
+  o->message = value;
+  return 1;
+}
+
+RBBoolean REALSetPropValueInt(REALobject o, const char *property, int32_t value) {
+  if (o == nullptr || !H().check(o, "REALSetPropValueInt") || o->kind != REALobjectStruct::Kind::Exception ||
+      std::strcmp(property, "ErrorNumber") != 0) {
+    return 0;
+  }
+  o->errorNumber = value;
+  return 1;
+}
+
+void RuntimeRaiseException(REALobject o) {
+  if (o == nullptr || !H().check(o, "RuntimeRaiseException")) return;
+  ++o->refCount;  // the pending exception keeps its own reference
+  H().clear_pending();
+  H().pending = o;
+}
+
+REALmemoryBlock newMemoryBlock(int size) {
+  if (H().fail("newMemoryBlock") || size < 0) return nullptr;
+  REALobject o = H().new_object(REALobjectStruct::Kind::MemoryBlock, "MemoryBlock");
+  o->size = size;
+  o->data = static_cast<uint8_t *>(std::calloc(size > 0 ? static_cast<size_t>(size) : 1, 1));
+  return o;
+}
+
+void *memoryBlockGetPtr(REALmemoryBlock m) {
+  if (m == nullptr || !H().check(m, "memoryBlockGetPtr") || m->kind != REALobjectStruct::Kind::MemoryBlock) {
+    return nullptr;
+  }
+  return m->data;
+}
+
+RBInteger memoryBlockGetSize(REALmemoryBlock m) {
+  if (m == nullptr || !H().check(m, "memoryBlockGetSize") || m->kind != REALobjectStruct::Kind::MemoryBlock) return 0;
+  return m->size;
+}
+
+#define ZTK_SERVICE(name) {#name, reinterpret_cast<void *>(&name)}
+const std::unordered_map<std::string, void *> &services() {
+  static const std::unordered_map<std::string, void *> table = {
+      ZTK_SERVICE(RegisterPluginVersion), ZTK_SERVICE(REALGetRBVersion),     ZTK_SERVICE(REALinRuntime),
+      ZTK_SERVICE(PluginRegisterMethod),  ZTK_SERVICE(PluginGetStringData),  ZTK_SERVICE(PluginDisposeStringData),
+      ZTK_SERVICE(StringGetCString),      ZTK_SERVICE(REALLoadGlobalMethod), ZTK_SERVICE(REALLockString),
+      ZTK_SERVICE(REALUnlockString),      ZTK_SERVICE(REALLockObject),       ZTK_SERVICE(REALUnlockObject),
+      ZTK_SERVICE(REALGetStringEncoding), ZTK_SERVICE(REALConvertString),    ZTK_SERVICE(REALBuildString),
+      ZTK_SERVICE(REALSetStringEncoding), ZTK_SERVICE(PluginNewInstance),    ZTK_SERVICE(REALSetPropValueString),
+      ZTK_SERVICE(REALSetPropValueInt),   ZTK_SERVICE(RuntimeRaiseException), ZTK_SERVICE(newMemoryBlock),
+      ZTK_SERVICE(memoryBlockGetPtr),     ZTK_SERVICE(memoryBlockGetSize),
+  };
+  return table;
+}
+#undef ZTK_SERVICE
+
+}  // namespace
+
+REALobject Host::new_object(REALobjectStruct::Kind kind, const char *className) {
+  auto *o = new REALobjectStruct{};
+  o->kind = kind;
+  o->className = className;
+  objects_.insert(o);
+  return o;
+}
+
+void *Host::resolve(const char *name) {
+  Host &host = get();
+  ++host.ledger.lookups[name];
+  if (host.settings.withheld.count(name) != 0) return nullptr;
+  if (std::strcmp(name, "REALGetRBVersion") == 0 && !host.settings.version) return nullptr;
+  auto it = services().find(name);
+  return it != services().end() ? it->second : nullptr;
+}
+
+Value Host::call(std::string_view declaration, const std::vector<Value> &args) {
+  for (const REALmethodDefinition *record : registered) {
+    if (declaration != record->declaration) continue;
+    const MethodInfo *info = find_method(declaration);
+    if (info == nullptr) throw std::invalid_argument("no invoker for " + std::string(declaration));
+    if (args.size() != info->params.size()) throw std::invalid_argument("wrong argument count");
+    clear_pending();
+    return info->invoke(record->function, args);
+  }
+  throw std::invalid_argument("not registered: " + std::string(declaration));
+}
+
+}  // namespace subhost

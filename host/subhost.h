@@ -1,0 +1,110 @@
+// The substitute host: plays Xojo's part of the plugin interface, so that the
+// plugin library can be loaded and called exactly as Xojo would, and keeps a
+// ledger of everything the plugin took and gave back.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "frame/rb_types.h"
+
+struct REALobjectStruct {
+  enum class Kind { MemoryBlock, Exception } kind;
+  int32_t refCount = 1;
+  std::string className;
+  uint8_t *data = nullptr;  // memoryblock bytes (exactly `size` bytes)
+  int64_t size = 0;
+  REALstring message = nullptr;  // exception "Message"
+  int32_t errorNumber = 0;       // exception "ErrorNumber"
+};
+
+namespace subhost {
+
+// A value passed to or returned by a method, in the C type its declaration
+// gives it.
+using Value = std::variant<REALstring, REALobject, RBInteger, double, RBBoolean>;
+
+struct Settings {
+  std::optional<double> version = 2024.0;  // nullopt: "REALGetRBVersion" withheld
+  bool inRuntime = false;
+  std::set<std::string> withheld;  // names the resolver does not answer
+};
+
+// Failure injection for the host's allocating services.
+struct Failure {
+  bool always = false;
+  int64_t onCall = 0;  // fail the n-th call from now (1 = the next one), once
+};
+
+struct Ledger {
+  std::map<std::string, int> lookups;  // resolver requests by name
+  int64_t outstandingStringData = 0;   // filled by PluginGetStringData, not yet disposed
+  int64_t stringsBuilt = 0, conversions = 0;
+  std::vector<std::string> errors;     // misuse seen by the host (bad handle, double release)
+};
+
+class Host {
+ public:
+  static Host &get();
+
+  // Forgets settings, registrations, exceptions and the ledger. Live strings
+  // and objects remain theirs to release.
+  void reset(Settings settings = {});
+  Settings settings;
+  std::map<std::string, Failure> failures;  // "REALBuildString", "REALConvertString", "newMemoryBlock", "PluginNewInstance"
+  Ledger ledger;
+
+  static void *resolve(const char *name);
+  REALresolver resolver() const { return &Host::resolve; }
+
+  // What the plugin told the host at start.
+  int reportedVersion = -1;
+  std::vector<const REALmethodDefinition *> registered;
+
+  // Strings owned by the caller (one reference each).
+  REALstring make_string(std::string_view bytes, uint32_t encoding);
+  REALstring make_empty_string();  // a non-null string of no bytes, tagged 0xFFFF
+  static std::string bytes(REALstring s);
+  static uint32_t encoding(REALstring s);
+  static int32_t refs(REALstring s);
+  void release(REALstring s);
+
+  REALobject make_memoryblock(std::string_view bytes);
+  static std::string bytes(REALobject block);
+  static int32_t refs(REALobject o);
+  void release(REALobject o);
+
+  // The exception raised during the current call, with its own reference.
+  REALobject pending = nullptr;
+  void clear_pending();
+
+  size_t live_strings() const { return strings_.size(); }
+  size_t live_objects() const { return objects_.size(); }
+  bool is_live(REALstring s) const { return strings_.count(s) != 0; }
+  bool is_live(REALobject o) const { return objects_.count(o) != 0; }
+
+  // Calls a registered method by its declaration text, through the function
+  // pointer the plugin registered, with the C types of its declaration.
+  Value call(std::string_view declaration, const std::vector<Value> &args);
+
+  // Service implementations (public so the resolver table can name them).
+  bool fail(const char *service);
+  REALstring new_string(const void *bytes, size_t n, uint32_t encoding);
+  REALobject new_object(REALobjectStruct::Kind kind, const char *className);
+  void unref(REALstring s);
+  void unref(REALobject o);
+  bool check(REALstring s, const char *service);
+  bool check(REALobject o, const char *service);
+
+ private:
+  std::set<REALstring> strings_;
+  std::set<REALobject> objects_;
+};
+
+}  // namespace subhost

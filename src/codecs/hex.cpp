@@ -1,0 +1,50 @@
+#include "codecs/hex.h"
+
+#include "frame/plugin_alloc.h"
+#include "frame/registry.h"
+#include "frame/string_access.h"
+#include "frame/string_build.h"
+#include "text/ascii.h"
+#include "text/rb_text.h"
+
+namespace ztk::hex {
+
+void encode(ByteView in, char *out) {
+  for (size_t i = 0; i < in.size; ++i) out = ascii::put_hex(out, in[i]);
+}
+
+void decode(ByteView digits, uint8_t *out) {
+  for (size_t i = 0; i + 1 < digits.size; i += 2) {
+    *out++ = static_cast<uint8_t>(ascii::hex_value(digits[i]) << 4 | ascii::hex_value(digits[i + 1]));
+  }
+}
+
+}  // namespace ztk::hex
+
+REALstring EncodingToHex(REALstring s) {
+  if (s == nullptr) return nullptr;
+  rbData in;
+  ztk::ReadString(in, s);
+  const uint64_t size = 2 * uint64_t(in.view().size);
+  if (in.view().empty() || !ztk::mem::size_ok(size)) return nullptr;
+  char *out = static_cast<char *>(ztk::mem::alloc_zeroed(size));
+  if (out == nullptr) return nullptr;
+  ztk::hex::encode(in.view(), out);
+  REALstring result = ztk::BuildString(out, static_cast<int64_t>(size), enc::kASCII);
+  ztk::mem::release(out);
+  return result;
+}
+
+// Serves DecodingFromHexZTK (the handler keeps its historical name).
+REALstring DecodingToHex(REALstring s) {
+  rbText text(s);
+  const ztk::ByteView digits = text.ascii();
+  if (digits.size < 2) return nullptr;
+  const size_t size = digits.size / 2;
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(size));
+  if (out == nullptr) return nullptr;
+  ztk::hex::decode(digits, out);
+  REALstring result = ztk::BuildRawBytes({out, size});
+  ztk::mem::release(out);
+  return result;
+}

@@ -1,0 +1,73 @@
+// Wrappers of the host services. Each resolves its entry point by name on first
+// use and caches it; a missing service is asked for again on the next use and,
+// meanwhile, falls back as documented beside each wrapper. Nothing else in the
+// plugin calls the host.
+#pragma once
+
+#include <optional>
+
+#include "frame/rb_types.h"
+
+extern REALresolver gResolver;
+extern double rbversion;
+
+namespace ztk::host {
+using RegisterPluginVersionFn = void (*)(int);
+using GetRBVersionFn = double (*)(void);
+using InRuntimeFn = RBBoolean (*)(void);
+using RegisterMethodFn = void (*)(REALmethodDefinition *);
+using GetStringDataFn = RBBoolean (*)(REALstring, uint32_t, REALstringData *);
+using DisposeStringDataFn = void (*)(REALstringData *);
+using StringGetCStringFn = void *(*)(REALstring);
+using LoadGlobalMethodFn = void *(*)(const char *, const char *);
+using LenBFn = RBInteger (*)(REALstring);
+using StringRefFn = void (*)(REALstring);
+using ObjectRefFn = void (*)(REALobject);
+using GetStringEncodingFn = uint32_t (*)(REALstring);
+using ConvertStringFn = REALstring (*)(REALstring, uint32_t);
+using BuildStringFn = REALstring (*)(const char *, int);
+using SetStringEncodingFn = void (*)(REALstring, uint32_t);
+using NewInstanceFn = REALobject (*)(const char *);
+using SetPropValueStringFn = RBBoolean (*)(REALobject, const char *, REALstring);
+using SetPropValueIntFn = RBBoolean (*)(REALobject, const char *, int32_t);
+using RaiseExceptionFn = void (*)(REALobject);
+using NewMemoryBlockFn = REALmemoryBlock (*)(int);
+using MemoryBlockGetPtrFn = void *(*)(REALmemoryBlock);
+using MemoryBlockGetSizeFn = RBInteger (*)(REALmemoryBlock);
+
+// The one look-up rule: ask the resolver while the cache is empty; a null
+// answer is stored as null, so the next use asks again.
+template <class Fn>
+Fn resolve(Fn &cache, const char *name) {
+  if (cache == nullptr && gResolver != nullptr) {
+    cache = reinterpret_cast<Fn>(gResolver(name));
+  }
+  return cache;
+}
+
+// One-shot look-up without a cache (REALPluginMain's version services).
+template <class Fn>
+Fn lookup(const char *name) {
+  return gResolver != nullptr ? reinterpret_cast<Fn>(gResolver(name)) : nullptr;
+}
+}  // namespace ztk::host
+
+bool REALinRuntime();                                  // missing: false
+bool REALRegisterMethod(REALmethodDefinition *record);  // missing: false, record skipped
+void *REALLoadFrameworkMethod(const char *declaration);  // missing: null
+void REALDisposeStringData(REALstringData *record);      // missing: free() of the data
+void REALLockString(REALstring s);
+void REALUnlockString(REALstring s);
+void REALLockObject(REALobject o);
+void REALUnlockObject(REALobject o);
+std::optional<uint32_t> REALGetStringEncoding(REALstring s);  // missing: nullopt
+REALstring REALConvertString(REALstring s, uint32_t encoding);  // missing: null
+REALstring originalREALBuildString(const void *bytes, int length);  // missing: null
+void REALSetStringEncoding(REALstring s, uint32_t encoding);
+REALobject REALnewInstance(const char *className);  // missing: null
+void REALSetPropValueString(REALobject o, const char *property, REALstring value);
+void REALSetPropValueInt32(REALobject o, const char *property, int32_t value);
+void REALRaiseException(REALobject exception);
+REALmemoryBlock REALNewMemoryBlockOriginal(int size);  // missing: null
+void *REALMemoryBlockGetPtr(REALmemoryBlock m);         // missing: null
+RBInteger REALMemoryBlockGetSize(REALmemoryBlock m);    // missing: 0

@@ -1,0 +1,52 @@
+#include "frame/plugin_alloc.h"
+
+#include <cstdlib>
+
+#include "frame/rb_types.h"
+
+namespace {
+#ifdef ZTK_TEST_HOOKS
+// Allocation failure injection for the test build of the plugin:
+// gFailAt > 0 fails the gFailAt-th allocation from now on (once),
+// gFailAt < 0 fails every allocation, 0 fails none.
+int64_t gFailAt = 0;
+int64_t gCount = 0;
+
+bool injected_failure() {
+  ++gCount;
+  if (gFailAt < 0) return true;
+  if (gFailAt > 0 && --gFailAt == 0) return true;
+  return false;
+}
+#else
+constexpr bool injected_failure() { return false; }
+#endif
+}  // namespace
+
+namespace ztk::mem {
+
+void *alloc_zeroed(uint64_t n) {
+  if (!size_ok(n) || injected_failure()) return nullptr;
+  return std::calloc(1, static_cast<size_t>(n));
+}
+
+void *resize(void *p, uint64_t n) {
+  if (!size_ok(n) || injected_failure()) return nullptr;
+  return std::realloc(p, static_cast<size_t>(n));
+}
+
+void release(void *p) { std::free(p); }
+
+}  // namespace ztk::mem
+
+#ifdef ZTK_TEST_HOOKS
+#if defined(_WIN32)
+#define ZTK_TEST_EXPORT extern "C" __declspec(dllexport)
+#else
+#define ZTK_TEST_EXPORT extern "C" __attribute__((visibility("default")))
+#endif
+ZTK_TEST_EXPORT void ZTKTestingFailAllocation(int64_t nth) {
+  gFailAt = nth;
+}
+ZTK_TEST_EXPORT int64_t ZTKTestingAllocationCount() { return gCount; }
+#endif

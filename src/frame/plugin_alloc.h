@@ -1,0 +1,25 @@
+// The plugin's one heap allocator. Every block the plugin allocates for itself
+// comes from here, so that a test build can make any chosen allocation fail.
+// Blocks are zero-filled and released with ztk::mem::release (which is the C
+// library's free, so a host that lacks its disposal service can still hand
+// the plugin's copies to free()).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace ztk::mem {
+
+constexpr uint64_t kMaxBlock = 0x7FFFFFFF;
+
+// True when n is a size the plugin may allocate: 1 to 0x7FFFFFFF bytes.
+constexpr bool size_ok(uint64_t n) { return n >= 1 && n <= kMaxBlock; }
+
+// A zero-filled block of n bytes, or null when n is out of range or the
+// allocation fails.
+void *alloc_zeroed(uint64_t n);
+// Resizes a block from alloc_zeroed (null on failure; the old block stays).
+void *resize(void *p, uint64_t n);
+void release(void *p);
+
+}  // namespace ztk::mem

@@ -1,0 +1,219 @@
+#include "text/rb_text.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "frame/host_api.h"
+#include "frame/plugin_alloc.h"
+#include "frame/string_access.h"
+#include "frame/string_build.h"
+
+namespace {
+// Static zeros that stand for empty texts; never freed.
+const uint16_t EmptyBufferUInt16[8] = {};
+const uint32_t EmptyBufferUInt32[4] = {};
+const void *const kEmpty8 = reinterpret_cast<const uint8_t *>(EmptyBufferUInt16) + 8;
+
+bool fits_31(uint64_t n) { return n < (uint64_t{1} << 31); }
+}  // namespace
+
+rbText::rbText(REALstringStruct *s) {
+  reset();
+  if (s == nullptr) return;
+  const auto encoding = REALGetStringEncoding(s);
+  if (!encoding || *encoding != enc::kNone) {
+    source_ = s;
+    REALLockString(s);
+  } else {
+    // Raw bytes: 7-bit text is used as it is; anything else is read as Mac
+    // Roman from a tagged copy, so that the host can convert it.
+    rbData r;
+    ztk::ReadString(r, s);
+    if (r.length < 1 || ztk::RawBytesTag(r.view()) == enc::kASCII) {
+      source_ = s;
+      REALLockString(s);
+      isASCII_ = true;
+    } else if (!fits_31(uint64_t(r.length) + 3 + 1)) {
+      failed_ = true;
+    } else {
+      source_ = originalREALBuildString(r.data, r.length);
+      if (source_ != nullptr) {
+        REALSetStringEncoding(source_, enc::kMacRoman);
+      } else {
+        failed_ = true;
+      }
+    }
+  }
+  for (int32_t &length : lengths_) length = -1;
+}
+
+rbText::~rbText() {
+  if (source_ != nullptr) REALUnlockString(source_);
+  for (REALstring &c : converted_) {
+    if (c != nullptr) REALUnlockString(c);
+  }
+  for (int f = 0; f < 5; ++f) {
+    if (owned_[f]) REALDisposeStringData(&records_[f]);
+  }
+  for (void *b : buffers_) ztk::mem::release(b);
+  reset();
+}
+
+void rbText::reset() {
+  source_ = nullptr;
+  for (int f = 0; f < 6; ++f) {
+    lengths_[f] = 0;
+    buffers_[f] = nullptr;
+    texts_[f] = kEmpty8;
+    if (f < 5) {
+      converted_[f] = nullptr;
+      records_[f] = REALstringData{};
+      owned_[f] = false;
+    }
+  }
+  texts_[kUTF16] = EmptyBufferUInt16;
+  texts_[kUTF32] = EmptyBufferUInt32;
+  isASCII_ = false;
+  failed_ = false;
+}
+
+// Makes sure the form's text is followed by a zero unit (and, for UTF-16,
+// starts on a 2-byte boundary: a host string's text begins one byte into its
+// storage). False when the copy could not be made; the form is then empty.
+bool rbText::terminate(Form f, size_t unitSize) {
+  const auto *text = static_cast<const uint8_t *>(texts_[f]);
+  const size_t n = static_cast<size_t>(lengths_[f]) * unitSize;
+  uint16_t end = 0;
+  std::memcpy(&end, text + n, unitSize);
+  const bool aligned = unitSize == 1 || reinterpret_cast<uintptr_t>(text) % alignof(uint16_t) == 0;
+  if (end == 0 && aligned) return true;
+  void *copy = fits_31(uint64_t{n} + 4) ? ztk::mem::alloc_zeroed(n + 4) : nullptr;
+  if (copy == nullptr) return false;
+  if (n > 0) std::memcpy(copy, text, n);
+  buffers_[f] = copy;
+  texts_[f] = copy;
+  return true;
+}
+
+void rbText::convert_8bit(Form f, uint32_t encoding) {
+  lengths_[f] = 0;
+  texts_[f] = kEmpty8;
+  if (source_ == nullptr) return;
+  const uint32_t wanted = isASCII_ ? enc::kNone : encoding;
+  if (rbversion >= 2012.0) {
+    if (REALGetStringData(source_, wanted, &records_[f])) {
+      owned_[f] = true;
+      if (records_[f].data != nullptr && fits_31(uint64_t{records_[f].length} + 4)) {
+        texts_[f] = records_[f].data;
+        lengths_[f] = static_cast<int32_t>(records_[f].length);
+      } else {
+        failed_ = true;
+      }
+    } else {
+      failed_ = true;
+    }
+  } else if (isASCII_) {
+    texts_[f] = source_->storage + 1;
+    lengths_[f] = source_->length > 0 ? source_->length : 0;
+  } else {
+    REALstring c = REALConvertString(source_, encoding);
+    converted_[f] = c;
+    if (c != nullptr && c->storage != nullptr) {
+      texts_[f] = c->storage + 1;
+      lengths_[f] = c->length > 0 ? c->length : 0;
+    } else {
+      failed_ = true;
+    }
+  }
+  if (!isASCII_ && !terminate(f, 1)) {
+    lengths_[f] = 0;
+    texts_[f] = kEmpty8;
+  }
+}
+
+void rbText::ConvertASCII() { convert_8bit(kASCII, enc::kASCII); }
+void rbText::ConvertUTF8() { convert_8bit(kUTF8, enc::kUTF8); }
+
+void rbText::ConvertUTF16() {
+  lengths_[kUTF16] = 0;
+  texts_[kUTF16] = EmptyBufferUInt16;
+  if (source_ == nullptr) return;
+  if (isASCII_) {
+    // Untagged 7-bit bytes: give the host an ASCII-tagged copy to convert.
+    REALstring tagged = nullptr;
+    {
+      rbData r;
+      ztk::ReadString(r, source_);
+      if (r.data != nullptr && r.length > 0) {
+        tagged = originalREALBuildString(r.data, r.length);
+        if (tagged != nullptr) REALSetStringEncoding(tagged, enc::kASCII);
+      }
+    }
+    REALUnlockString(source_);
+    source_ = tagged;
+    if (source_ == nullptr) {
+      failed_ = true;
+      return;
+    }
+  }
+  if (rbversion >= 2013.0) {
+    REALstringData &record = records_[kUTF16];
+    if (!REALGetStringData(source_, enc::kUTF16, &record)) {
+      failed_ = true;
+      return;
+    }
+    owned_[kUTF16] = true;
+    if (record.data == nullptr || !fits_31(uint64_t{record.length} + 4)) {
+      failed_ = true;
+      return;
+    }
+    texts_[kUTF16] = record.data;
+    lengths_[kUTF16] = static_cast<int32_t>(record.length / 2);
+  } else {
+    REALstring c = REALConvertString(source_, enc::kUTF16);
+    converted_[kUTF16] = c;
+    if (c == nullptr || c->storage == nullptr) {
+      failed_ = true;
+      return;
+    }
+    texts_[kUTF16] = c->storage + 1;
+    lengths_[kUTF16] = c->length > 0 ? c->length / 2 : 0;
+  }
+  if (!terminate(kUTF16, 2)) {
+    texts_[kUTF16] = EmptyBufferUInt16;
+    lengths_[kUTF16] = 0;
+    return;
+  }
+  auto drop_leading = [this](uint16_t mark) {
+    const auto *units = static_cast<const uint16_t *>(texts_[kUTF16]);
+    if (lengths_[kUTF16] >= 1 && units[0] == mark) {
+      texts_[kUTF16] = units + 1;
+      --lengths_[kUTF16];
+    }
+  };
+  drop_leading(0xFEFF);
+  drop_leading(0xFFFE);
+}
+
+int32_t rbText::LengthWChar() {
+  GetWChar();
+  return lengths_[kUTF32];
+}
+
+const uint32_t *rbText::GetWChar() {
+  if (lengths_[kUTF32] >= 0) return static_cast<const uint32_t *>(texts_[kUTF32]);
+  const int32_t n = LengthUTF16();
+  const uint16_t *units = GetUTF16();
+  texts_[kUTF32] = EmptyBufferUInt32;
+  lengths_[kUTF32] = 0;
+  if (n >= 1 && fits_31(uint64_t(n) * 4 + 16)) {
+    auto *wide = static_cast<uint32_t *>(ztk::mem::alloc_zeroed(uint64_t(n) * 4 + 16));
+    if (wide != nullptr) {
+      for (int32_t i = 0; i < n; ++i) wide[i] = units[i];
+      buffers_[kUTF32] = wide;
+      texts_[kUTF32] = wide;
+      lengths_[kUTF32] = n;
+    }
+  }
+  return static_cast<const uint32_t *>(texts_[kUTF32]);
+}
