@@ -1,0 +1,17 @@
+#include "analysis/sql_boolean.h"
+
+#include "frame/registry.h"
+#include "text/rb_text.h"
+#include "text/string_handles.h"
+
+REALstring SQLReplaceBooleanZTK(REALstring sql) {
+  if (sql == nullptr) return nullptr;
+  rbText text(sql);
+  const ztk::ByteView in = text.ascii();
+  AsciiStringHandle out(int64_t(in.size) + 10);
+  if (!out.alive()) return nullptr;
+  ztk::sql::replace_booleans(in, [&out](const uint8_t *bytes, size_t n) {
+    AddBinary(out, bytes, static_cast<int>(n));
+  });
+  return out.Finish(enc::kUTF8);
+}

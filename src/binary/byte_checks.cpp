@@ -1,0 +1,63 @@
+// Byte checks and generators: ASCII tests, replacement of bytes outside
+// printable ASCII, and random byte strings.
+#include <cstdlib>
+
+#include "frame/plugin_alloc.h"
+#include "frame/registry.h"
+#include "frame/string_access.h"
+#include "frame/string_build.h"
+#include "text/ascii.h"
+
+namespace {
+
+// Whether every byte passes `mode`: 0 ASCII (below 0x80), 1 printable ASCII
+// (0x20-0x7F), 2 at or above 0x20. Any other mode passes nothing.
+bool all_in_class(ztk::ByteView bytes, RBInteger mode) {
+  if (bytes.empty() || mode < 0 || mode > 2) return false;
+  for (size_t i = 0; i < bytes.size; ++i) {
+    const uint8_t b = bytes[i];
+    const bool pass = mode == 0 ? b < 0x80 : mode == 1 ? ztk::ascii::is_print(b) : b >= 0x20;
+    if (!pass) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+RBBoolean IsASCIIString2(REALstring s, RBInteger mode) {
+  if (s == nullptr) return 0;
+  rbData in;
+  ztk::ReadString(in, s);
+  return all_in_class(in.view(), mode) ? 1 : 0;
+}
+
+RBBoolean IsASCIIString1(REALstring s) { return IsASCIIString2(s, 0); }
+
+REALstring ReplaceNonPrintableCharactersZTK(REALstring s, RBInteger replacevalue) {
+  if (s == nullptr) return nullptr;
+  rbData in;
+  ztk::ReadString(in, s);
+  const ztk::ByteView bytes = in.view();
+  if (bytes.empty()) return nullptr;
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(bytes.size));
+  if (out == nullptr) return nullptr;
+  const auto replacement = static_cast<uint8_t>(replacevalue & 0xFF);
+  for (size_t i = 0; i < bytes.size; ++i) out[i] = ztk::ascii::is_print(bytes[i]) ? bytes[i] : replacement;
+  REALstring result = ztk::BuildString(out, static_cast<int64_t>(bytes.size), enc::kASCII);
+  ztk::mem::release(out);
+  return result;
+}
+
+REALstring RandomBytesStringZTK(RBInteger length, RBBoolean ascii) {
+  if (length < 1 || !ztk::mem::size_ok(static_cast<uint64_t>(length))) return nullptr;
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(static_cast<uint64_t>(length)));
+  if (out == nullptr) return nullptr;
+  // Byte i comes from the i-th rand() call of this method.
+  for (RBInteger i = 0; i < length; ++i) {
+    const int r = std::rand();
+    out[i] = ascii != 0 ? static_cast<uint8_t>(32 + r % 96) : static_cast<uint8_t>(r & 0xFF);
+  }
+  REALstring result = REALBuildUnicodeString(out, length, ascii != 0 ? enc::kASCII : enc::kNone);
+  ztk::mem::release(out);
+  return result;
+}

@@ -1,0 +1,51 @@
+// Binary concatenation: the stored bytes of up to six strings, back to back,
+// with no conversion between their encodings.
+#include <cstring>
+
+#include "frame/plugin_alloc.h"
+#include "frame/registry.h"
+#include "frame/string_access.h"
+#include "frame/string_build.h"
+
+namespace {
+
+REALstring ConcatBinaryStringsZTK(REALstring a, REALstring b, REALstring c, REALstring d, REALstring e,
+                                  REALstring f) {
+  const REALstring parts[6] = {a, b, c, d, e, f};
+  rbData reads[6];
+  uint64_t total = 0;
+  for (int k = 0; k < 6; ++k) {
+    ztk::ReadString(reads[k], parts[k]);
+    total += reads[k].view().size;
+  }
+  if (!ztk::mem::size_ok(total + 10)) return nullptr;
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(total + 10));
+  if (out == nullptr) return nullptr;
+  size_t at = 0;
+  for (const rbData &r : reads) {
+    if (!r.view().empty()) std::memcpy(out + at, r.data, r.view().size);
+    at += r.view().size;
+  }
+  REALstring result = total > 0 ? ztk::BuildRawBytes({out, static_cast<size_t>(total)}) : nullptr;
+  ztk::mem::release(out);
+  return result;
+}
+
+}  // namespace
+
+REALstring ConcatBinaryStringsZTK6(REALstring a, REALstring b, REALstring c, REALstring d, REALstring e,
+                                   REALstring f) {
+  return ConcatBinaryStringsZTK(a, b, c, d, e, f);
+}
+REALstring ConcatBinaryStringsZTK5(REALstring a, REALstring b, REALstring c, REALstring d, REALstring e) {
+  return ConcatBinaryStringsZTK(a, b, c, d, e, nullptr);
+}
+REALstring ConcatBinaryStringsZTK4(REALstring a, REALstring b, REALstring c, REALstring d) {
+  return ConcatBinaryStringsZTK(a, b, c, d, nullptr, nullptr);
+}
+REALstring ConcatBinaryStringsZTK3(REALstring a, REALstring b, REALstring c) {
+  return ConcatBinaryStringsZTK(a, b, c, nullptr, nullptr, nullptr);
+}
+REALstring ConcatBinaryStringsZTK2(REALstring a, REALstring b) {
+  return ConcatBinaryStringsZTK(a, b, nullptr, nullptr, nullptr, nullptr);
+}

@@ -1,0 +1,84 @@
+#include "codecs/code_pages.h"
+
+#include "frame/registry.h"
+#include "frame/string_access.h"
+#include "frame/string_build.h"
+#include "text/byte_sink.h"
+#include "text/rb_text.h"
+
+namespace ztk::codepage {
+namespace {
+
+constexpr Table identity() {
+  Table t{};
+  for (int b = 0; b < 256; ++b) t[b] = static_cast<uint16_t>(b);
+  return t;
+}
+
+// Windows-1252 differs from ISO 8859-1 only in 0x80-0x9F (Microsoft's
+// published bestfit mapping for code page 1252); 0 marks the five bytes the
+// code page leaves undefined (0x81, 0x8D, 0x8F, 0x90, 0x9D).
+constexpr uint16_t kCP1252High[32] = {
+    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,  // 0x80-0x87
+    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,       // 0x88-0x8F
+    0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,  // 0x90-0x97
+    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178,  // 0x98-0x9F
+};
+
+constexpr Table cp1252() {
+  Table t = identity();
+  for (int i = 0; i < 32; ++i) t[0x80 + i] = kCP1252High[i];
+  return t;
+}
+
+}  // namespace
+
+const Table escapecharsISO8859 = identity();  // ISO 8859-1 maps every byte to the same code point
+const Table escapecharsCP1252 = cp1252();
+
+int find_byte(const Table &table, uint16_t unit) {
+  // Both pages hold every byte outside 0x80-0x9F at its own value, so only
+  // those 32 entries need searching; the first match in byte order wins.
+  if (unit < 0x80) return unit;
+  for (int b = 0x80; b <= 0x9F; ++b) {
+    if (table[b] == unit) return b;
+  }
+  return (unit >= 0xA0 && unit < 0x100) ? unit : -1;
+}
+
+}  // namespace ztk::codepage
+
+namespace {
+
+REALstring EncodingTo(REALstring s, const ztk::codepage::Table &table) {
+  rbText text(s);
+  const ztk::U16View units = text.utf16();
+  ztk::ByteSink out(2 * int64_t(units.size));
+  if (!out.alive()) return nullptr;
+  for (size_t i = 0; i < units.size && out.alive(); ++i) {
+    const int b = ztk::codepage::find_byte(table, units[i]);
+    if (b >= 0) out.put(static_cast<uint8_t>(b));
+  }
+  if (!out.alive() || out.size() == 0) return nullptr;
+  return out.build(ztk::RawBytesTag({out.data(), static_cast<size_t>(out.size())}));
+}
+
+REALstring DecodingTo(REALstring s, const ztk::codepage::Table &table) {
+  rbData in;
+  ztk::ReadString(in, s);
+  const ztk::ByteView bytes = in.view();
+  ztk::ByteSink out(int64_t(bytes.size) + 1024);
+  for (size_t i = 0; i < bytes.size && out.alive(); ++i) {
+    const uint16_t unit = table[bytes[i]];
+    out.put(&unit, 2);
+  }
+  return out.build_unicode(enc::kUTF16);
+}
+
+}  // namespace
+
+REALstring EncodingToISO8859(REALstring s) { return EncodingTo(s, ztk::codepage::escapecharsISO8859); }
+REALstring EncodingToCP1252(REALstring s) { return EncodingTo(s, ztk::codepage::escapecharsCP1252); }
+// The decoders serve the DecodingFrom... methods (the handlers keep their historical names).
+REALstring DecodingToISO8859(REALstring s) { return DecodingTo(s, ztk::codepage::escapecharsISO8859); }
+REALstring DecodingToCP1252(REALstring s) { return DecodingTo(s, ztk::codepage::escapecharsCP1252); }

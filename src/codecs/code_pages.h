@@ -1,0 +1,24 @@
+// Single-byte code pages: ISO 8859-1 and Windows-1252.
+//
+// Each page is a table of 256 UTF-16 units indexed by byte. Encoding finds a
+// character's byte (the first entry holding it) and drops characters the page
+// lacks; decoding maps every byte through the table (the five bytes
+// Windows-1252 leaves undefined become U+0000).
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "text/byte_view.h"
+
+namespace ztk::codepage {
+
+using Table = std::array<uint16_t, 256>;
+extern const Table escapecharsISO8859;
+extern const Table escapecharsCP1252;
+
+// The byte for `unit`, or -1 when the page lacks it: the same answer as a
+// scan of the table from entry 0.
+int find_byte(const Table &table, uint16_t unit);
+
+}  // namespace ztk::codepage

@@ -1,0 +1,35 @@
+// HTML entity codec: text to pure-ASCII HTML with entity references, entity
+// references back to text, and a test for text that can go into HTML as it is.
+//
+// Both directions work one UTF-16 code unit at a time. The decoder knows the
+// names of the table (case-sensitive, at most six characters), decimal
+// references and lower-case "x" hexadecimal references of up to four digits.
+// Anything it does not decode is copied, starting with its "&".
+#pragma once
+
+#include <cstdint>
+
+#include "text/byte_view.h"
+
+namespace ztk::html {
+
+struct EscapeCode {
+  uint32_t code;
+  const char *name;
+};
+
+// The entity table in ascending code order, ending with a {0, nullptr} record.
+extern const EscapeCode escapecodes[];
+constexpr int kEntityCount = 253;
+
+// The record whose code is `unit`, or null: the same answer as a scan of the
+// table from its first record, found by binary search.
+const EscapeCode *find_code(uint16_t unit);
+// The record named by the k units at `name`, or null.
+const EscapeCode *find_name(const uint16_t *name, size_t k);
+
+// True when every byte can stand in HTML unchanged: no NUL, nothing from 0x80
+// up, none of " & ' < >.
+bool is_html_ready(ByteView bytes);
+
+}  // namespace ztk::html

@@ -1,0 +1,178 @@
+#include "codecs/quoted_printable.h"
+
+#include <array>
+
+#include "frame/registry.h"
+#include "frame/string_access.h"
+#include "text/ascii.h"
+
+// The encoder's line length: set by the two-argument form (values of 2 and
+// more), reset to 72 by the one-argument form, kept between calls otherwise.
+static int32_t LINELEN = 72;
+
+namespace ztk::qp {
+namespace {
+
+enum Class : uint8_t { kEncoded = 0, kLiteral = 1, kWhite = 2, kLineEnd = 3, kLiteralSpecial = 4 };
+
+// 0: written as =XX; 1 and 4: written as they are (4 marks the characters
+// that some gateways mangle, kept literal all the same); 2: space and tab,
+// held back until what follows is known; 3: CR and LF.
+constexpr std::array<uint8_t, 256> character_class = [] {
+  std::array<uint8_t, 256> c{};
+  for (int b = 33; b <= 126; ++b) c[b] = b == '=' ? kEncoded : kLiteral;
+  c['\t'] = c[' '] = kWhite;
+  c['\n'] = c['\r'] = kLineEnd;
+  for (int b : {33, 34, 35, 36, 64, 91, 92, 93, 94, 96, 123, 124, 125, 126}) c[b] = kLiteralSpecial;
+  return c;
+}();
+
+constexpr uint8_t line_break[] = {'\r', '\n'};
+
+bool is_line_end(uint8_t b) { return b == '\r' || b == '\n'; }
+
+// The other line-end byte after position i (LF after CR, CR after LF).
+bool partner_follows(ByteView in, size_t i) {
+  return i + 1 < in.size && is_line_end(in[i + 1]) && in[i + 1] != in[i];
+}
+
+class Encoder {
+ public:
+  Encoder(int32_t lineLength, ByteSink &out) : L_(lineLength), out_(out) {}
+
+  void literal(uint8_t b) {
+    room(1);
+    col_ += 1;
+    out_.put(b);
+  }
+  void encoded(uint8_t b) {
+    room(3);
+    col_ += 3;
+    char escape[3] = {'='};
+    ascii::put_hex(escape + 1, b);
+    out_.put(escape, 3);
+  }
+  void flush_literal() {
+    if (pending_ != 0) literal(pending_);
+    pending_ = 0;
+  }
+  void flush_encoded() {
+    if (pending_ != 0) encoded(pending_);
+    pending_ = 0;
+  }
+  void hold(uint8_t b) { pending_ = b; }
+  void hard_break() {
+    out_.put(line_break, 2);
+    col_ = 0;
+  }
+  void finish() {
+    flush_literal();
+    if (col_ > 0) soft_break();
+  }
+
+ private:
+  void room(int k) {
+    if (int64_t{col_} + k >= int64_t{L_} - 1) soft_break();
+  }
+  void soft_break() {
+    out_.put('=');
+    hard_break();
+  }
+
+  const int32_t L_;
+  ByteSink &out_;
+  int32_t col_ = 0;
+  uint8_t pending_ = 0;
+};
+
+}  // namespace
+
+void encode(ByteView in, int32_t lineLength, ByteSink &out) {
+  Encoder coder(lineLength, out);
+  for (size_t i = 0; i < in.size && out.alive(); ++i) {
+    const uint8_t b = in[i];
+    switch (character_class[b]) {
+      case kEncoded:
+        coder.flush_literal();
+        coder.encoded(b);
+        break;
+      case kLiteral:
+      case kLiteralSpecial:
+        coder.flush_literal();
+        coder.literal(b);
+        break;
+      case kWhite:
+        coder.flush_literal();
+        coder.hold(b);
+        break;
+      case kLineEnd:
+        if (partner_follows(in, i)) ++i;
+        coder.flush_encoded();  // white space at a line's end is always escaped
+        coder.hard_break();
+        break;
+    }
+  }
+  coder.finish();
+}
+
+void decode(ByteView in, ByteSink &out) {
+  size_t i = 0;
+  // Consumes the line end at i and its partner, if any.
+  auto skip_line_end = [&] { i += partner_follows(in, i) ? 2 : 1; };
+  while (i < in.size && out.alive()) {
+    const uint8_t c = in[i];
+    if (is_line_end(c)) {
+      skip_line_end();
+      out.put('\n');
+      continue;
+    }
+    if (c != '=') {
+      out.put(c);
+      ++i;
+      continue;
+    }
+    if (++i == in.size) break;  // a final "=" is dropped
+    const uint8_t c2 = in[i];
+    if (is_line_end(c2)) {
+      skip_line_end();  // soft line break
+    } else if (c2 == ' ' || c2 == '\t') {
+      // Soft break with trailing white space: skip to the line end (stray
+      // bytes included) and consume it with its partner.
+      while (i < in.size && !is_line_end(in[i])) ++i;
+      if (i < in.size) skip_line_end();
+    } else {
+      const bool hasC3 = i + 1 < in.size;
+      if (hasC3 && ascii::is_hex_digit(c2) && ascii::is_hex_digit(in[i + 1])) {
+        out.put(static_cast<uint8_t>(ascii::hex_value(c2) << 4 | ascii::hex_value(in[i + 1])));
+      }
+      i += hasC3 ? 2 : 1;
+    }
+  }
+}
+
+}  // namespace ztk::qp
+
+namespace {
+template <class Coder>
+REALstring transform(REALstring s, Coder coder) {
+  if (s == nullptr) return nullptr;
+  rbData in;
+  ztk::ReadString(in, s);
+  const int64_t capacity = int64_t{in.length} + 1024;
+  if (capacity > 0x7FFFFFFF) return nullptr;
+  ztk::ByteSink out(capacity);
+  if (!out.alive()) return nullptr;
+  coder(in.view(), out);
+  return out.build(enc::kASCII);
+}
+}  // namespace
+
+REALstring EncodingToQuotedPrintable2(REALstring s, RBInteger lineLength) {
+  if (lineLength >= 2) LINELEN = lineLength > INT32_MAX ? INT32_MAX : static_cast<int32_t>(lineLength);
+  return transform(s, [](ztk::ByteView in, ztk::ByteSink &out) { ztk::qp::encode(in, LINELEN, out); });
+}
+
+REALstring EncodingToQuotedPrintable1(REALstring s) { return EncodingToQuotedPrintable2(s, 72); }
+
+// Serves DecodingFromQuotedPrintableZTK (the handler keeps its historical name).
+REALstring DecodingToQuotedPrintable(REALstring s) { return transform(s, ztk::qp::decode); }

@@ -1,0 +1,19 @@
+// Quoted-printable codec (MIME, RFC 2045 section 6.7) on stored bytes.
+//
+// The encoder writes CR LF line breaks and "=" soft breaks so that no line is
+// longer than LINELEN - 1 characters; LINELEN is a process-wide setting that
+// the two-argument form changes for this and later calls. The decoder drops
+// soft breaks and invalid escapes and writes every hard line break as one LF.
+#pragma once
+
+#include <cstdint>
+
+#include "text/byte_sink.h"
+#include "text/byte_view.h"
+
+namespace ztk::qp {
+
+void encode(ByteView in, int32_t lineLength, ByteSink &out);
+void decode(ByteView in, ByteSink &out);
+
+}  // namespace ztk::qp

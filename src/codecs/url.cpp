@@ -1,0 +1,98 @@
+#include "codecs/url.h"
+
+#include <array>
+#include <string_view>
+
+#include "frame/byte_transform.h"
+#include "frame/plugin_alloc.h"
+#include "frame/registry.h"
+#include "frame/string_access.h"
+#include "frame/string_build.h"
+#include "text/ascii.h"
+
+namespace ztk::url {
+namespace {
+
+// Bytes 0x00-0x7F that stand for themselves: digits, letters and ! * - . _ @.
+constexpr std::array<bool, 128> kKept = [] {
+  std::array<bool, 128> kept{};
+  for (int b = '0'; b <= '9'; ++b) kept[b] = true;
+  for (int b = 'A'; b <= 'Z'; ++b) kept[b] = true;
+  for (int b = 'a'; b <= 'z'; ++b) kept[b] = true;
+  for (char c : std::string_view("!*-._@")) kept[static_cast<uint8_t>(c)] = true;
+  return kept;
+}();
+
+char *put_escape(char *out, uint8_t b) {
+  *out++ = '%';
+  return ascii::put_hex(out, b);
+}
+
+}  // namespace
+
+size_t encode(ByteView in, int64_t options, char *out) {
+  // The space and plus choices belong to this call alone.
+  const int mode = static_cast<int>(options & 3);
+  const bool spaceAsPlus = mode == 1;
+  const bool plusEscaped = mode == 1 || mode == 2;
+  char *const begin = out;
+  for (size_t i = 0; i < in.size; ++i) {
+    const uint8_t b = in[i];
+    if (b == ' ' && spaceAsPlus) {
+      *out++ = '+';
+    } else if (b == '+' && !plusEscaped) {
+      *out++ = '+';
+    } else if (b < 0x80 && kKept[b]) {
+      *out++ = static_cast<char>(b);
+    } else {
+      out = put_escape(out, b);
+    }
+  }
+  return static_cast<size_t>(out - begin);
+}
+
+size_t decode(ByteView in, int64_t options, uint8_t *out) {
+  const bool plusIsSpace = (options & 1) != 0;
+  uint8_t *const begin = out;
+  size_t i = 0;
+  while (i < in.size) {
+    const uint8_t b = in[i];
+    if (b == '%') {
+      const uint8_t hi = i + 1 < in.size ? ascii::hex_value(in[i + 1]) : 0;
+      const uint8_t lo = i + 2 < in.size ? ascii::hex_value(in[i + 2]) : 0;
+      *out++ = static_cast<uint8_t>(hi << 4 | lo);
+      i += 3;
+    } else {
+      *out++ = (b == '+' && plusIsSpace) ? ' ' : b;
+      ++i;
+    }
+  }
+  return static_cast<size_t>(out - begin);
+}
+
+}  // namespace ztk::url
+
+REALstring EncodingToURL2(REALstring s, RBInteger options) {
+  if (s == nullptr) return nullptr;
+  rbData in;
+  ztk::ReadString(in, s);
+  const uint64_t capacity = ztk::url::max_encoded_size(in.view().size) + 10;
+  if (!ztk::mem::size_ok(capacity)) return nullptr;
+  char *out = static_cast<char *>(ztk::mem::alloc_zeroed(capacity));
+  if (out == nullptr) return nullptr;
+  const size_t n = ztk::url::encode(in.view(), static_cast<int64_t>(options), out);
+  REALstring result = n > 0 ? ztk::BuildString(out, static_cast<int64_t>(n), enc::kASCII) : nullptr;
+  ztk::mem::release(out);
+  return result;
+}
+
+REALstring EncodingToURL1(REALstring s) { return EncodingToURL2(s, 0); }
+
+// Serves DecodingFromURLZTK (the handler keeps its historical name).
+REALstring DecodingToURL2(REALstring s, RBInteger options) {
+  return ztk::ShrinkBytes(s, [options](ztk::ByteView in, uint8_t *out) {
+    return ztk::url::decode(in, static_cast<int64_t>(options), out);
+  });
+}
+
+REALstring DecodingToURL1(REALstring s) { return DecodingToURL2(s, 0); }

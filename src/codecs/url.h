@@ -1,0 +1,23 @@
+// URL codec: percent-encoding of stored bytes and its inverse.
+//
+// The encoder keeps digits, letters and ! * - . _ @ as they are and escapes
+// every other byte as %XX (upper case). Space and plus are chosen by the
+// options' two low bits. The decoder decodes %XX with lenient digits (a
+// non-hex digit counts as 0, a cut-short escape reads missing digits as 0)
+// and, with option bit 0, turns "+" into a space.
+#pragma once
+
+#include <cstdint>
+
+#include "text/byte_view.h"
+
+namespace ztk::url {
+
+// The most bytes encode() can write for n input bytes.
+constexpr uint64_t max_encoded_size(uint64_t n) { return 3 * n; }
+// Returns the number of bytes written.
+size_t encode(ByteView in, int64_t options, char *out);
+// out needs in.size bytes; returns the number written.
+size_t decode(ByteView in, int64_t options, uint8_t *out);
+
+}  // namespace ztk::url

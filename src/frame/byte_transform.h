@@ -1,0 +1,28 @@
+// The shape most byte-level decoders share: read a string as stored, run a
+// kernel into one zero-filled scratch block sized from the input, and return
+// the bytes it wrote as a raw-bytes result (tagged ASCII or 0xFFFF).
+#pragma once
+
+#include "frame/plugin_alloc.h"
+#include "frame/string_access.h"
+#include "frame/string_build.h"
+
+namespace ztk {
+
+// `kernel(ByteView in, uint8_t *out)` writes at most in.size bytes and
+// returns how many. Null for a null or empty input or a failed allocation.
+template <class Kernel>
+REALstring ShrinkBytes(REALstring s, Kernel kernel) {
+  if (s == nullptr) return nullptr;
+  rbData in;
+  ReadString(in, s);
+  if (in.view().empty()) return nullptr;
+  auto *out = static_cast<uint8_t *>(mem::alloc_zeroed(in.view().size));
+  if (out == nullptr) return nullptr;
+  const size_t n = kernel(in.view(), out);
+  REALstring result = n > 0 ? BuildRawBytes({out, n}) : nullptr;
+  mem::release(out);
+  return result;
+}
+
+}  // namespace ztk
