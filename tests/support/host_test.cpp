@@ -1,5 +1,7 @@
 #include "host_test.h"
 
+#include "convert.h"
+
 #include <cstring>
 #include <sstream>
 
@@ -128,6 +130,12 @@ Result HostTest::call_decl(std::string_view declaration, const std::vector<Value
   if (auto o = std::get_if<REALobject>(&value)) host.release(*o);
   host.clear_pending();
   return r;
+}
+
+std::string utf8_of(std::u16string_view text) {
+  std::string u16(text.size() * 2, '\0');
+  if (!text.empty()) std::memcpy(u16.data(), text.data(), u16.size());
+  return subhost::convert(u16, enc::kUTF16, enc::kUTF8);
 }
 
 std::string generation_name(const ::testing::TestParamInfo<double> &info) {

@@ -24,6 +24,9 @@ inline Value Bool(bool v) { return Value(static_cast<RBBoolean>(v ? 1 : 0)); }
 inline Value NullString() { return Value(static_cast<REALstring>(nullptr)); }
 inline Value NullBlock() { return Value(static_cast<REALobject>(nullptr)); }
 
+// The UTF-8 bytes of UTF-16 text, as the host's converter makes them.
+std::string utf8_of(std::u16string_view text);
+
 // What a call gave back, copied out of the host before the result is released.
 struct Result {
   bool null = true;  // no string or memoryblock

@@ -1,0 +1,96 @@
+#include "codecs/code_pages.h"
+
+#include "convert.h"
+#include "host_test.h"
+
+using namespace ztk_test;
+
+ZTK_GENERATION_SUITE(EncodingToISO8859ZTK);
+ZTK_GENERATION_SUITE(EncodingToCP1252ZTK);
+ZTK_GENERATION_SUITE(DecodingFromCodePageZTK);
+
+TEST_P(EncodingToISO8859ZTK, KeepsLatin1AndDropsTheRest) {
+  Result r = call("EncodingToISO8859ZTK", {S("\xC3\xA9\xE2\x82\xAC" "a")});
+  EXPECT_EQ(r.bytes, "\xE9" "a");
+  EXPECT_EQ(r.encoding, enc::kNone);
+  r = call("EncodingToISO8859ZTK", {S("hello")});
+  EXPECT_EQ(r.bytes, "hello");
+  EXPECT_EQ(r.encoding, enc::kASCII);
+  EXPECT_TRUE(call("EncodingToISO8859ZTK", {U16(u"\u20AC\U0001F600")}).null);
+  EXPECT_EQ(call("EncodingToISO8859ZTK", {U16(u"\u0085")}).bytes, "\x85");
+}
+
+TEST_P(EncodingToCP1252ZTK, MapsEuroAndDropsUndefined) {
+  Result r = call("EncodingToCP1252ZTK", {S("\xC3\xA9\xE2\x82\xAC" "a")});
+  EXPECT_EQ(r.bytes, "\xE9\x80" "a");
+  EXPECT_EQ(r.encoding, enc::kNone);
+  EXPECT_EQ(call("EncodingToCP1252ZTK", {S("hello")}).encoding, enc::kASCII);
+  EXPECT_TRUE(call("EncodingToCP1252ZTK", {U16(u"\u0085\u0100")}).null) << "C1 controls are not in the page";
+  EXPECT_EQ(call("EncodingToCP1252ZTK", {U16(std::u16string(1, u'\0'))}).bytes, std::string(1, '\0'));
+}
+
+TEST_P(EncodingToCP1252ZTK, ShortTextsAreConverted) {
+  EXPECT_EQ(call("EncodingToCP1252ZTK", {S("\xE2\x82\xAC")}).bytes, "\x80");
+  EXPECT_EQ(call("EncodingToISO8859ZTK", {S("\xC3\xA9" "e")}).bytes, "\xE9" "e");
+  EXPECT_TRUE(call("EncodingToCP1252ZTK", {NullString()}).null);
+  EXPECT_TRUE(call("EncodingToCP1252ZTK", {Empty()}).null);
+}
+
+TEST_P(DecodingFromCodePageZTK, DecodesEveryByte) {
+  Result r = call("DecodingFromISO8859ZTK", {S("\x41\xE9\xFF", enc::kNone)});
+  EXPECT_EQ(r.bytes, "A\xC3\xA9\xC3\xBF");
+  EXPECT_EQ(r.encoding, enc::kUTF8);
+  EXPECT_EQ(call("DecodingFromCP1252ZTK", {S("\x80\x9F", enc::kNone)}).bytes, "\xE2\x82\xAC\xC5\xB8");
+  EXPECT_EQ(call("DecodingFromCP1252ZTK", {S("\x81", enc::kNone)}).bytes, std::string(1, '\0'));
+  EXPECT_TRUE(call("DecodingFromCP1252ZTK", {NullString()}).null);
+  EXPECT_TRUE(call("DecodingFromISO8859ZTK", {Empty()}).null);
+}
+
+TEST_P(DecodingFromCodePageZTK, EncodingUndoesDecodingButForUndefinedBytes) {
+  std::string all;
+  for (int b = 1; b < 256; ++b) all += static_cast<char>(b);
+  for (const char *page : {"ISO8859", "CP1252"}) {
+    SCOPED_TRACE(page);
+    const std::string text = call(std::string("DecodingFrom") + page + "ZTK", {S(all, enc::kNone)}).bytes;
+    std::string expected = all;
+    if (std::string(page) == "CP1252") {
+      for (char &b : expected) {
+        if (b == '\x81' || b == '\x8D' || b == '\x8F' || b == '\x90' || b == '\x9D') b = '\0';
+      }
+    }
+    EXPECT_EQ(call(std::string("EncodingTo") + page + "ZTK", {S(text)}).bytes, expected);
+  }
+}
+
+TEST_P(DecodingFromCodePageZTK, FailuresGiveEmptyString) {
+  REALstring s = S("abc", enc::kNone);
+  for (int nth = 1; nth <= 3; ++nth) {
+    plugin->fail_allocation(nth);
+    Result r = call("DecodingFromCP1252ZTK", {s});
+    EXPECT_TRUE(r.null || r.bytes == "abc");
+    plugin->fail_allocation(nth);
+    r = call("EncodingToCP1252ZTK", {s});
+    EXPECT_TRUE(r.null || r.bytes == "abc");
+  }
+}
+
+TEST(CodePageTables, Windows1252MatchesTheSystemConverter) {
+  for (int b = 0; b < 256; ++b) {
+    const std::u32string cp = subhost::decode(std::string(1, static_cast<char>(b)), enc::kWindows1252);
+    const uint16_t expected = cp[0] == 0xFFFD ? 0 : static_cast<uint16_t>(cp[0]);
+    EXPECT_EQ(ztk::codepage::escapecharsCP1252[b], expected) << b;
+    EXPECT_EQ(ztk::codepage::escapecharsISO8859[b], b);
+  }
+}
+
+TEST(CodePageTables, ReverseSearchEqualsAScanFromEntryZero) {
+  for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252}) {
+    for (uint32_t u = 0; u < 0x10000; ++u) {
+      int scan = -1;
+      for (int b = 0; b < 256 && scan < 0; ++b) {
+        if ((*table)[b] == u) scan = b;
+      }
+      ASSERT_EQ(ztk::codepage::find_byte(*table, static_cast<uint16_t>(u)), scan) << u;
+    }
+  }
+}

@@ -1,0 +1,125 @@
+#include "codecs/quoted_printable.h"
+
+#include <random>
+
+#include "host_test.h"
+
+using namespace ztk_test;
+
+ZTK_GENERATION_SUITE(EncodingToQuotedPrintableZTK);
+ZTK_GENERATION_SUITE(DecodingFromQuotedPrintableZTK);
+
+TEST_P(EncodingToQuotedPrintableZTK, EscapesAndBreaksLines) {
+  struct Case {
+    const char *name;
+    std::string in, out;
+  } cases[] = {
+      {"soft break closes output", "abc", "abc=\r\n"},
+      {"CR LF kept", "abc\r\n", "abc\r\n"},
+      {"LF alone becomes CR LF", "abc\n", "abc\r\n"},
+      {"LF CR is one break", "abc\n\r", "abc\r\n"},
+      {"CR CR is two breaks", "a\r\rb", "a\r\n\r\nb=\r\n"},
+      {"equals sign escaped", "a=b", "a=3Db=\r\n"},
+      {"space before line end escaped", "a \r\n", "a=20\r\n"},
+      {"tab before line end escaped", "a\t\n", "a=09\r\n"},
+      {"space at end of input kept", "a ", "a =\r\n"},
+      {"tab between letters literal", "a\tb", "a\tb=\r\n"},
+      {"non-ASCII escaped", "\xC3\xA9", "=C3=A9=\r\n"},
+      {"DEL escaped", "\x7F", "=7F=\r\n"},
+      {"specials literal", "!\"#$@[\\]^`{|}~", "!\"#$@[\\]^`{|}~=\r\n"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    Result r = call("EncodingToQuotedPrintableZTK", {S(c.in, enc::kNone)});
+    EXPECT_EQ(r.bytes, c.out);
+    EXPECT_EQ(r.encoding, enc::kASCII);
+  }
+}
+
+TEST_P(EncodingToQuotedPrintableZTK, LineLengthPersistsUntilTheOneArgumentForm) {
+  const std::string letters(100, 'x');
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S(letters)}).bytes,
+            std::string(70, 'x') + "=\r\n" + std::string(30, 'x') + "=\r\n");
+  const std::string at10 = std::string(8, 'x') + "=\r\n";
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S(std::string(8, 'x')), I(10)}).bytes, at10);
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S(std::string(9, 'x')), I(0)}).bytes,
+            std::string(8, 'x') + "=\r\nx=\r\n")
+      << "0 keeps the last length (10)";
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {NullString(), I(2)}).null, true);
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S("ab"), I(-5)}).bytes, "=\r\na=\r\nb=\r\n")
+      << "set to 2 even by a call with no text";
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S("ab"), I(3)}).bytes, "a=\r\nb=\r\n");
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S(letters)}).bytes.substr(0, 73), std::string(70, 'x') + "=\r\n")
+      << "the one-argument form restores 72";
+  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S("abc"), I(int64_t{1} << 40)}).bytes, "abc=\r\n");
+}
+
+TEST_P(EncodingToQuotedPrintableZTK, NoLineExceedsTheLimit) {
+  std::mt19937 rng(5);
+  std::string bytes(2000, '\0');
+  for (char &b : bytes) b = static_cast<char>(rng());
+  for (int lineLength = 2; lineLength <= 200; lineLength += 9) {
+    SCOPED_TRACE(lineLength);
+    const std::string encoded = call("EncodingToQuotedPrintableZTK", {S(bytes, enc::kNone), I(lineLength)}).bytes;
+    size_t start = 0;
+    for (size_t end; (end = encoded.find("\r\n", start)) != std::string::npos; start = end + 2) {
+      // Below 5 a line still holds one escape and its soft break.
+      ASSERT_LE(static_cast<int>(end - start), std::max(lineLength - 1, 4));
+    }
+    EXPECT_EQ(start, encoded.size()) << "output ends with CR LF";
+  }
+}
+
+TEST_P(DecodingFromQuotedPrintableZTK, UndoesEscapesAndSoftBreaks) {
+  struct Case {
+    const char *name;
+    std::string in, out;
+  } cases[] = {
+      {"escape", "a=3Db", "a=b"},
+      {"lower-case digits", "=c3=a9", "\xC3\xA9"},
+      {"soft break CR LF", "abc=\r\ndef", "abcdef"},
+      {"soft break LF", "abc=\ndef", "abcdef"},
+      {"soft break with white space", "abc=  \t\r\ndef", "abcdef"},
+      {"stray bytes after white space", "abc= x\r\ndef", "abcdef"},
+      {"white space to the end", "abc= x", "abc"},
+      {"hard break becomes LF", "a\r\nb\rc\n\rd", "a\nb\nc\nd"},
+      {"bad escapes dropped", "=4Gx=G4y", "xy"},
+      {"short escape at end", "a=Z", "a"},
+      {"equals at end", "abc=", "abc"},
+      {"high bytes pass", "\x80\xFFz", "\x80\xFFz"},
+      {"blank line after padded break kept", "a= \r\n\nb", "a\nb"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    Result r = call("DecodingFromQuotedPrintableZTK", {S(c.in, enc::kNone)});
+    EXPECT_EQ(r.bytes, c.out);
+    EXPECT_EQ(r.encoding, enc::kASCII) << "tagged ASCII whatever it holds";
+  }
+}
+
+TEST_P(DecodingFromQuotedPrintableZTK, UndoesEncodingAtEveryLineLength) {
+  std::mt19937 rng(9);
+  for (int lineLength = 2; lineLength <= 200; ++lineLength) {
+    std::string bytes(1 + rng() % 300, '\0');
+    // Line ends are normalised by both directions, so leave them out.
+    for (char &b : bytes) {
+      do b = static_cast<char>(rng());
+      while (b == '\r' || b == '\n');
+    }
+    const std::string encoded = call("EncodingToQuotedPrintableZTK", {S(bytes, enc::kNone), I(lineLength)}).bytes;
+    ASSERT_EQ(call("DecodingFromQuotedPrintableZTK", {S(encoded, enc::kASCII)}).bytes, bytes) << lineLength;
+  }
+}
+
+TEST_P(DecodingFromQuotedPrintableZTK, EmptyAndFailuresGiveEmptyString) {
+  EXPECT_TRUE(call("DecodingFromQuotedPrintableZTK", {NullString()}).null);
+  EXPECT_TRUE(call("DecodingFromQuotedPrintableZTK", {Empty()}).null);
+  EXPECT_TRUE(call("EncodingToQuotedPrintableZTK", {Empty()}).null);
+  const std::string big(3000, 'x');
+  REALstring s = S(big);
+  for (int nth = 1; nth <= 3; ++nth) {
+    plugin->fail_allocation(nth);
+    Result r = call("EncodingToQuotedPrintableZTK", {s});
+    EXPECT_TRUE(r.null || r.bytes.size() > big.size()) << nth;
+  }
+}

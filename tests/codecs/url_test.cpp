@@ -1,0 +1,129 @@
+#include "codecs/url.h"
+
+#include <random>
+
+#include "host_test.h"
+
+using namespace ztk_test;
+
+ZTK_GENERATION_SUITE(EncodingToURLZTK);
+ZTK_GENERATION_SUITE(DecodingFromURLZTK);
+
+TEST_P(EncodingToURLZTK, OptionsChooseSpaceAndPlus) {
+  const char *expected[] = {"a%20b+c", "a+b%2Bc", "a%20b%2Bc", "a%20b+c"};
+  for (int64_t options : {int64_t{0}, int64_t{1}, int64_t{2}, int64_t{3}, int64_t{5}, (int64_t{1} << 32) + 2, int64_t{-1}}) {
+    SCOPED_TRACE(options);
+    EXPECT_EQ(call("EncodingToURLZTK", {S("a b+c"), I(options)}).bytes, expected[options & 3]);
+  }
+  EXPECT_EQ(call("EncodingToURLZTK", {S("a b+c")}).bytes, "a%20b+c");
+}
+
+TEST_P(EncodingToURLZTK, KeepsOnlyAlphanumericsAndSixMarks) {
+  struct Case {
+    std::string in, out;
+  } cases[] = {{"~'()", "%7E%27%28%29"},
+               {"!*-._@", "!*-._@"},
+               {"\"/:\n", "%22%2F%3A%0A"},
+               {"\xC3\xA9", "%C3%A9"},
+               {"\xFF", "%FF"},
+               {"Az09", "Az09"}};
+  for (const Case &c : cases) {
+    Result r = call("EncodingToURLZTK", {S(c.in, enc::kNone)});
+    EXPECT_EQ(r.bytes, c.out);
+    EXPECT_EQ(r.encoding, enc::kASCII);
+  }
+  EXPECT_EQ(call("EncodingToURLZTK", {U16(u"A")}).bytes, "A%00") << "UTF-16 is encoded as stored";
+}
+
+TEST_P(EncodingToURLZTK, EveryByteHasOneEscapeOrItself) {
+  std::string all;
+  for (int b = 0; b < 256; ++b) all += static_cast<char>(b);
+  const std::string out = call("EncodingToURLZTK", {S(all, enc::kNone), I(2)}).bytes;
+  std::string expected;
+  const std::string kept = "!*-._@";
+  for (int b = 0; b < 256; ++b) {
+    if (isalnum(b) && b < 0x80) {
+      expected += static_cast<char>(b);
+    } else if (kept.find(static_cast<char>(b)) != std::string::npos) {
+      expected += static_cast<char>(b);
+    } else {
+      char esc[4];
+      snprintf(esc, sizeof esc, "%%%02X", b);
+      expected += esc;
+    }
+  }
+  EXPECT_EQ(out, expected);
+}
+
+TEST_P(DecodingFromURLZTK, DecodesEscapesLeniently) {
+  struct Case {
+    const char *name;
+    std::string in;
+    int64_t options;
+    std::string out;
+    uint32_t encoding;
+  } cases[] = {
+      {"plus kept in mode 0", "a%20b+c", 0, "a b+c", enc::kASCII},
+      {"plus kept in mode 2", "a%20b+c", 2, "a b+c", enc::kASCII},
+      {"plus is space in mode 1", "a%20b+c", 1, "a b c", enc::kASCII},
+      {"plus is space in mode 3", "a%20b+c", 3, "a b c", enc::kASCII},
+      {"escaped plus stays", "%2B", 1, "+", enc::kASCII},
+      {"either case digits", "%c3%A9", 0, "\xC3\xA9", enc::kNone},
+      {"ascii escape", "%41", 0, "A", enc::kASCII},
+      {"bad digits are zero", "%zz", 0, std::string(1, '\0'), enc::kASCII},
+      {"half bad", "%4G", 0, "@", enc::kASCII},
+      {"cut short at end", "100%", 0, std::string("100\0", 4), enc::kASCII},
+      {"one digit at end", "%4", 0, "@", enc::kASCII},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    Result r = call("DecodingFromURLZTK", {S(c.in, enc::kASCII), I(c.options)});
+    EXPECT_EQ(r.bytes, c.out);
+    EXPECT_EQ(r.encoding, c.encoding);
+  }
+}
+
+TEST_P(DecodingFromURLZTK, EmptyInputAndFailuresGiveEmptyString) {
+  EXPECT_TRUE(call("DecodingFromURLZTK", {NullString()}).null);
+  EXPECT_TRUE(call("DecodingFromURLZTK", {Empty()}).null);
+  EXPECT_TRUE(call("EncodingToURLZTK", {Empty()}).null);
+  EXPECT_TRUE(call("EncodingToURLZTK", {NullString(), I(1)}).null);
+  REALstring s = S("a b");
+  plugin->fail_allocation(1);
+  EXPECT_TRUE(call("EncodingToURLZTK", {s}).null);
+  plugin->fail_allocation(1);
+  EXPECT_TRUE(call("DecodingFromURLZTK", {s}).null);
+  host.failures["REALBuildString"].always = true;
+  EXPECT_TRUE(call("EncodingToURLZTK", {s}).null);
+}
+
+TEST_P(EncodingToURLZTK, DecodingUndoesEncodingInEveryMode) {
+  std::mt19937 rng(11);
+  for (int options = 0; options < 4; ++options) {
+    for (int len : {1, 7, 300}) {
+      std::string bytes(len, '\0');
+      for (char &b : bytes) b = static_cast<char>(rng());
+      const std::string encoded = call("EncodingToURLZTK", {S(bytes, enc::kNone), I(options)}).bytes;
+      // Option 3 encodes as option 0 does (a plus stays a plus), so it is undone by option 0.
+      const int decodeOptions = options == 3 ? 0 : options;
+      EXPECT_EQ(call("DecodingFromURLZTK", {S(encoded, enc::kASCII), I(decodeOptions)}).bytes, bytes);
+    }
+  }
+}
+
+TEST(UrlKernel, EveryBytePairRoundTrips) {
+  char out[6];
+  uint8_t back[6];
+  for (int a = 0; a < 256; ++a) {
+    for (int b = 0; b < 256; ++b) {
+      const uint8_t in[2] = {static_cast<uint8_t>(a), static_cast<uint8_t>(b)};
+      for (int options = 0; options < 4; ++options) {
+        const size_t n = ztk::url::encode({in, 2}, options, out);
+        ASSERT_LE(n, ztk::url::max_encoded_size(2));
+        ASSERT_EQ(ztk::url::decode({reinterpret_cast<uint8_t *>(out), n}, options == 3 ? 0 : options, back), 2u);
+        ASSERT_EQ(back[0], in[0]);
+        ASSERT_EQ(back[1], in[1]);
+      }
+    }
+  }
+}

@@ -1,0 +1,91 @@
+#include "codecs/yenc.h"
+
+#include "host_test.h"
+
+using namespace ztk_test;
+
+ZTK_GENERATION_SUITE(yDecodeZTK);
+
+TEST_P(yDecodeZTK, DecodesEveryByteIncludingLineBreaks) {
+  struct Case {
+    const char *name;
+    std::string in, out;
+    uint32_t encoding;
+  } cases[] = {
+      {"letters", "kl", "AB", enc::kASCII},
+      {"star is zero", "*", std::string(1, '\0'), enc::kASCII},
+      {"zero wraps", std::string(1, '\0'), "\xD6", enc::kNone},
+      {"escaped pair", "=@", "\xD6", enc::kNone},
+      {"escape equals LF", "=J\n", "\xE0\xE0", enc::kNone},
+      {"CR decodes too", "\r", "\xE3", enc::kNone},
+      {"trailing escape dropped", "k=", "A", enc::kASCII},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    Result s = call("_yDecodeStringZTK", {S(c.in, enc::kNone)});
+    EXPECT_EQ(s.bytes, c.out);
+    EXPECT_EQ(s.encoding, c.encoding);
+    Result m = call("_yDecodeMemoryZTK", {MB(c.in)});
+    EXPECT_FALSE(m.null);
+    EXPECT_EQ(m.bytes, c.out);
+  }
+}
+
+TEST_P(yDecodeZTK, EmptyInputGivesNoResultAndNoException) {
+  for (Value v : {NullBlock(), Value(MB(""))}) {
+    Result r = call("_yDecodeMemoryZTK", {v});
+    EXPECT_TRUE(r.null);
+    EXPECT_EQ(r.exceptionClass, "");
+  }
+  EXPECT_TRUE(call("_yDecodeStringZTK", {NullString()}).null);
+  EXPECT_TRUE(call("_yDecodeStringZTK", {Empty()}).null);
+}
+
+TEST_P(yDecodeZTK, MissingResultBlockRaisesOutOfMemory) {
+  REALobject in = MB("klm=@");
+  host.failures["newMemoryBlock"].always = true;
+  Result r = call("_yDecodeMemoryZTK", {in});
+  EXPECT_TRUE(r.null);
+  EXPECT_EQ(r.exceptionClass, "OutOfMemoryException");
+  EXPECT_EQ(r.exceptionMessage, "Failed to allocate a memoryblock with 4 bytes in size.");
+  EXPECT_EQ(r.errorNumber, 0);
+
+  host.failures["PluginNewInstance"].onCall = 1;  // falls back to RuntimeException
+  r = call("_yDecodeMemoryZTK", {in});
+  EXPECT_EQ(r.exceptionClass, "RuntimeException");
+  EXPECT_EQ(r.exceptionMessage, "Failed to allocate a memoryblock with 4 bytes in size.");
+
+  host.failures["PluginNewInstance"].always = true;
+  r = call("_yDecodeMemoryZTK", {in});
+  EXPECT_TRUE(r.null);
+  EXPECT_EQ(r.exceptionClass, "");
+}
+
+TEST_P(yDecodeZTK, WorkBufferFailureGivesNoResultWithoutException) {
+  REALobject in = MB("kl");
+  plugin->fail_allocation(1);
+  Result r = call("_yDecodeMemoryZTK", {in});
+  EXPECT_TRUE(r.null);
+  EXPECT_EQ(r.exceptionClass, "");
+}
+
+TEST_P(yDecodeZTK, MissingMemoryBlockServicesReadAsEmpty) {
+  for (const char *service : {"memoryBlockGetPtr", "memoryBlockGetSize"}) {
+    SCOPED_TRACE(service);
+    subhost::Settings s = default_settings();
+    s.withheld = {service};
+    start(s);
+    Result r = call("_yDecodeMemoryZTK", {MB("kl")});
+    EXPECT_TRUE(r.null);
+  }
+}
+
+TEST(YencKernel, OutputLengthIsInputLessEscapes) {
+  std::string in;
+  for (int b = 0; b < 256; ++b) in += static_cast<char>(b);
+  uint8_t out[256];
+  const size_t n = ztk::yenc::decode({reinterpret_cast<const uint8_t *>(in.data()), in.size()}, out);
+  EXPECT_EQ(n, 255u) << "one escape consumed";
+  EXPECT_EQ(out[0], static_cast<uint8_t>(0 - 42));
+  EXPECT_EQ(out[0x3D], static_cast<uint8_t>(0x3E - 106)) << "escape applies to the following byte";
+}
