@@ -1,0 +1,63 @@
+#include "host_test.h"
+
+using namespace ztk_test;
+
+ZTK_GENERATION_SUITE(HexstringZTK);
+
+namespace {
+struct Case {
+  const char *name;
+  int64_t hexlen, linelen;
+  const char *linestart, *lineend, *spacer, *filler;  // null: a null handle
+  std::string out;
+};
+}  // namespace
+
+TEST_P(HexstringZTK, LaysOutGroupsLinesAndFiller) {
+  const Case cases[] = {
+      {"two groups a line", 2, 2, "", "\n", " ", ".", "41 42\n43 ..\n"},
+      {"null filler is zero", 2, 2, "", "\n", " ", nullptr, "41 42\n43 00\n"},
+      {"empty filler is zero", 2, 2, "", "\n", " ", "", "41 42\n43 00\n"},
+      {"four digit groups", 4, 1, "", "\n", " ", nullptr, "4142\n4300\n"},
+      {"groups split bytes", 3, 2, "", "", "-", nullptr, "414-243"},
+      {"filler cycles", 2, 4, "", "", " ", "ab", "41 42 43 ab"},
+      {"filler cycles on", 2, 5, "", "", " ", "ab", "41 42 43 ab ab"},
+      {"line start and end on every line", 2, 1, "[", "]", " ", nullptr, "[41][42][43]"},
+      {"null layout texts", 2, 3, nullptr, nullptr, nullptr, nullptr, "414243"},
+      {"zero in line start", 2, 1, "\0", "\n", " ", nullptr, ""},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    auto text = [&](const char *t) -> Value {
+      if (t == nullptr) return NullString();
+      if (std::string(c.name) == "zero in line start" && t == c.linestart) return S(std::string(1, '\0'));
+      return S(t);
+    };
+    Result r = call("HexstringZTK", {S("ABC"), I(c.hexlen), I(c.linelen), text(c.linestart), text(c.lineend),
+                                     text(c.spacer), text(c.filler)});
+    EXPECT_EQ(r.bytes, c.out);
+    if (!r.null) {
+      EXPECT_EQ(r.encoding, enc::kASCII);
+    }
+  }
+}
+
+TEST_P(HexstringZTK, LongSpacerOnOneByteKeepsWholeLine) {
+  Result r = call("HexstringZTK", {S("\x01"), I(2), I(4), S(">"), S("<"), S(" -- "), S(".")});
+  EXPECT_EQ(r.bytes, ">01 -- .. -- .. -- ..<");
+}
+
+TEST_P(HexstringZTK, BadNumbersAndEmptyInputGiveEmptyString) {
+  REALstring in = S("ABC");
+  for (auto [hexlen, linelen] : {std::pair<int64_t, int64_t>{0, 1}, {1, 0}, {-1, 4}, {4, -1},
+                                 {(int64_t{1} << 32) + 2, 1}, {2, (int64_t{1} << 32) + 1}, {1 << 30, 1 << 30}}) {
+    SCOPED_TRACE(hexlen);
+    EXPECT_TRUE(call("HexstringZTK", {in, I(hexlen), I(linelen), S(""), S(""), S(""), S("")}).null);
+  }
+  EXPECT_TRUE(call("HexstringZTK", {NullString(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
+  EXPECT_TRUE(call("HexstringZTK", {Empty(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
+  for (int nth = 1; nth <= 2; ++nth) {
+    plugin->fail_allocation(nth);
+    EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).null);
+  }
+}
