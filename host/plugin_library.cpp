@@ -50,4 +50,10 @@ bool PluginLibrary::fail_allocation(int64_t nth) {
   return true;
 }
 
+int64_t PluginLibrary::allocation_count() {
+  using CountFn = int64_t (*)();
+  auto count = reinterpret_cast<CountFn>(dlsym(handle_, "ZTKTestingAllocationCount"));
+  return count != nullptr ? count() : -1;
+}
+
 }  // namespace subhost

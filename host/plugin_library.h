@@ -21,6 +21,8 @@ class PluginLibrary {
   // Test builds of the plugin only: fail the plugin's n-th allocation from
   // now (n < 0: every one; 0: none). False when the library has no such hook.
   bool fail_allocation(int64_t nth);
+  // Test builds only: the number of allocations the plugin has attempted.
+  int64_t allocation_count();
 
  private:
   std::string copy_;

@@ -1,0 +1,169 @@
+#include "analysis/distances.h"
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "host_test.h"
+
+using namespace ztk_test;
+
+ZTK_GENERATION_SUITE(JaroWinklerDistanceZTK);
+ZTK_GENERATION_SUITE(LevenshteinDistanceZTK);
+
+namespace {
+using Units = std::vector<uint32_t>;
+
+// Textbook Jaro-Winkler, written from the definition.
+double reference_jaro_winkler(const Units &a, const Units &b) {
+  const long n = static_cast<long>(a.size()), m = static_cast<long>(b.size());
+  if (n == 0) return m == 0 ? 0.0 : 1.0;
+  if (m == 0) return 1.0;
+  const long w = std::max(std::max(n, m) / 2 - 1, 0L);
+  std::vector<bool> ma(n), mb(m);
+  long c = 0;
+  for (long i = 0; i < n; ++i) {
+    for (long j = std::max(0L, i - w); j < std::min(m, i + w + 1); ++j) {
+      if (!mb[j] && a[i] == b[j]) {
+        ma[i] = mb[j] = true;
+        ++c;
+        break;
+      }
+    }
+  }
+  if (c == 0) return 1.0;
+  Units sa, sb;
+  for (long i = 0; i < n; ++i) {
+    if (ma[i]) sa.push_back(a[i]);
+  }
+  for (long j = 0; j < m; ++j) {
+    if (mb[j]) sb.push_back(b[j]);
+  }
+  long t = 0;
+  for (size_t k = 0; k < sa.size(); ++k) t += sa[k] != sb[k];
+  double s = ((double)(c - t / 2) / c + ((double)c / m + (double)c / n)) / 3.0;
+  if (s > 0.7) {
+    long l = 0;
+    while (l < std::min({4L, n, m}) && a[l] == b[l]) ++l;
+    if (l != 0) s = s + (1.0 - s) * (l * 0.1);
+  }
+  return 1.0 - s;
+}
+
+// Optimal string alignment with two nested loops over a full table.
+double reference_levenshtein(const Units &a, const Units &b) {
+  const size_t n = a.size(), m = b.size();
+  if (n == 0 || m == 0) return 1.0;
+  std::vector<std::vector<int>> d(n + 1, std::vector<int>(m + 1));
+  for (size_t i = 0; i <= n; ++i) d[i][0] = static_cast<int>(i);
+  for (size_t j = 0; j <= m; ++j) d[0][j] = static_cast<int>(j);
+  for (size_t i = 1; i <= n; ++i) {
+    for (size_t j = 1; j <= m; ++j) {
+      const int cost = a[i - 1] == b[j - 1] ? 0 : 1;
+      d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + cost});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + cost);
+      }
+    }
+  }
+  return 1.0 / (static_cast<double>(std::min(n, m)) / d[n][m]);
+}
+
+Units units(const std::string &ascii) { return Units(ascii.begin(), ascii.end()); }
+ztk::U32View view(const Units &u) { return {u.data(), u.size()}; }
+}  // namespace
+
+TEST_P(JaroWinklerDistanceZTK, KnownPairsAreBitExact) {
+  struct Case {
+    std::string a, b;
+  } cases[] = {{"MARTHA", "MARHTA"}, {"DWAYNE", "DUANE"}, {"DIXON", "DICKSONX"}, {"ab", "ba"},
+               {"abc", "ABC"},       {"same", "same"},   {"", ""},              {"", "x"}, {"x", ""}};
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.a + "|" + c.b);
+    const double expected = reference_jaro_winkler(units(c.a), units(c.b));
+    EXPECT_EQ(call("JaroWinklerDistanceZTK", {S(c.a), S(c.b)}).real, expected);
+  }
+  EXPECT_NEAR(call("JaroWinklerDistanceZTK", {S("MARTHA"), S("MARHTA")}).real, 0.038889, 1e-6);
+  EXPECT_NEAR(call("JaroWinklerDistanceZTK", {S("DWAYNE"), S("DUANE")}).real, 0.16, 1e-6);
+  EXPECT_NEAR(call("JaroWinklerDistanceZTK", {S("DIXON"), S("DICKSONX")}).real, 0.186667, 1e-6);
+  EXPECT_EQ(call("JaroWinklerDistanceZTK", {S("ab"), S("ba")}).real, 1.0);
+  EXPECT_EQ(call("JaroWinklerDistanceZTK", {S("abc"), S("ABC")}).real, 1.0);
+}
+
+TEST_P(LevenshteinDistanceZTK, KnownPairs) {
+  struct Case {
+    std::string a, b;
+    double expected;
+  } cases[] = {{"kitten", "sitting", 0.5}, {"ab", "ba", 0.5}, {"same", "same", 0.0},
+               {"ca", "abc", 1.5},         {"a", "abcd", 3.0}, {"", "", 1.0}, {"", "x", 1.0}};
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.a + "|" + c.b);
+    EXPECT_EQ(call("LevenshteinDistanceZTK", {S(c.a), S(c.b)}).real, c.expected);
+  }
+}
+
+TEST_P(LevenshteinDistanceZTK, TextsAreUTF16UnitsWithoutByteOrderMark) {
+  EXPECT_EQ(call("LevenshteinDistanceZTK", {S("\xF0\x9F\x98\x80"), S("ab")}).real, 0.0 + 1.0)
+      << "one astral character is two units, both different";
+  EXPECT_EQ(call("LevenshteinDistanceZTK", {U16(u"\uFEFFabc"), S("abc")}).real, 0.0);
+  EXPECT_EQ(call("JaroWinklerDistanceZTK", {U16(u"\uFEFFabc"), S("abc", enc::kMacRoman)}).real, 0.0);
+  EXPECT_EQ(call("JaroWinklerDistanceZTK", {S("\xC3\xA9"), S("\xE9", enc::kISOLatin1)}).real, 0.0);
+}
+
+TEST_P(LevenshteinDistanceZTK, ScratchFailureRaisesOutOfMemory) {
+  REALstring a = S("kitten"), b = S("sitting");
+  // The scratch blocks are the last allocations of a call: count a good call,
+  // then fail the same call at the block in question.
+  auto allocations_of = [&](const char *method) {
+    const int64_t before = plugin->allocation_count();
+    call(method, {a, b});
+    return plugin->allocation_count() - before;
+  };
+  const int64_t lev = allocations_of("LevenshteinDistanceZTK");
+  plugin->fail_allocation(lev);
+  Result r = call("LevenshteinDistanceZTK", {a, b});
+  EXPECT_EQ(r.real, 1.0);
+  EXPECT_EQ(r.exceptionClass, "OutOfMemoryException");
+  EXPECT_EQ(r.exceptionMessage, "Failed to allocate 224 bytes of memory.");
+  EXPECT_EQ(r.errorNumber, 0);
+
+  const int64_t jw = allocations_of("JaroWinklerDistanceZTK");
+  for (auto [nth, bytes] : {std::pair<int64_t, int>{jw - 1, 6}, {jw, 7}}) {
+    plugin->fail_allocation(nth);
+    r = call("JaroWinklerDistanceZTK", {a, b});
+    EXPECT_EQ(r.real, 0.0);
+    EXPECT_EQ(r.exceptionMessage, "Failed to allocate " + std::to_string(bytes) + " bytes of memory.");
+  }
+}
+
+TEST_P(LevenshteinDistanceZTK, TextsThatCannotBeReadCountAsEmpty) {
+  REALstring a = S("kitten");
+  plugin->fail_allocation(-1);
+  Result r = call("LevenshteinDistanceZTK", {a, a});
+  EXPECT_EQ(r.real, 1.0);
+  EXPECT_EQ(r.exceptionClass, "");
+  plugin->fail_allocation(0);
+}
+
+TEST_P(LevenshteinDistanceZTK, MatrixBeyond31BitsRaisesWithoutAllocating) {
+  const std::string a(30000, 'a'), b(30000, 'b');
+  Result r = call("LevenshteinDistanceZTK", {S(a), S(b)});
+  EXPECT_EQ(r.real, 1.0);
+  EXPECT_EQ(r.exceptionMessage, "Failed to allocate 3600240004 bytes of memory.");
+}
+
+TEST(DistanceKernels, EqualTheReferenceOnRandomTexts) {
+  std::mt19937 rng(8);
+  for (int round = 0; round < 3000; ++round) {
+    Units a(rng() % 12), b(rng() % 12);
+    const uint32_t alphabet = 2 + rng() % 5;
+    for (auto &u : a) u = 'a' + rng() % alphabet;
+    for (auto &u : b) u = 'a' + rng() % alphabet;
+    int64_t failed = 0;
+    ASSERT_EQ(*ztk::distance::jaro_winkler(view(a), view(b), &failed), reference_jaro_winkler(a, b));
+    ASSERT_EQ(*ztk::distance::jaro_winkler(view(b), view(a), &failed), reference_jaro_winkler(b, a));
+    ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed), reference_levenshtein(a, b));
+    ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed),
+              *ztk::distance::levenshtein(view(b), view(a), &failed));
+  }
+}
