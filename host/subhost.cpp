@@ -123,15 +123,17 @@ RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *r
   auto *copy = static_cast<char *>(std::calloc(bytes.size() + 4, 1));
   if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
   *record = REALstringData{copy, bytes.size(), encoding, nullptr, 0};
+  H().ledger.stringData.insert(copy);
   ++H().ledger.outstandingStringData;
   return 1;
 }
 
 void PluginDisposeStringData(REALstringData *record) {
   if (record == nullptr || record->data == nullptr) return;
+  // A record the plugin filled itself (its fallback copy) is freed all the same.
+  if (H().ledger.stringData.erase(record->data) != 0) --H().ledger.outstandingStringData;
   std::free(const_cast<void *>(record->data));
   record->data = nullptr;
-  --H().ledger.outstandingStringData;
 }
 
 void *StringGetCString(REALstring s) {

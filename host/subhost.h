@@ -45,6 +45,7 @@ struct Failure {
 struct Ledger {
   std::map<std::string, int> lookups;  // resolver requests by name
   int64_t outstandingStringData = 0;   // filled by PluginGetStringData, not yet disposed
+  std::set<const void *> stringData;   // the copies behind that count
   int64_t stringsBuilt = 0, conversions = 0;
   std::vector<std::string> errors;     // misuse seen by the host (bad handle, double release)
 };

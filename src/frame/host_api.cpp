@@ -39,24 +39,40 @@ void REALDisposeStringData(REALstringData *record) {
   }
 }
 
-void REALLockString(REALstring s) {
+bool REALLockString(REALstring s) {
   static StringRefFn pLockString = nullptr;
-  if (resolve(pLockString, "REALLockString") != nullptr) pLockString(s);
+  if (resolve(pLockString, "REALLockString") == nullptr || !ztk::host::can_release_strings()) return false;
+  pLockString(s);
+  return true;
 }
+
+namespace {
+StringRefFn unlock_string_service() {
+  static StringRefFn pUnlockString = nullptr;
+  return resolve(pUnlockString, "REALUnlockString");
+}
+ObjectRefFn unlock_object_service() {
+  static ObjectRefFn pUnlockObject = nullptr;
+  return resolve(pUnlockObject, "REALUnlockObject");
+}
+}  // namespace
+
+bool ztk::host::can_release_strings() { return unlock_string_service() != nullptr; }
+bool ztk::host::can_release_objects() { return unlock_object_service() != nullptr; }
 
 void REALUnlockString(REALstring s) {
-  static StringRefFn pUnlockString = nullptr;
-  if (resolve(pUnlockString, "REALUnlockString") != nullptr) pUnlockString(s);
+  if (StringRefFn unlock = unlock_string_service()) unlock(s);
 }
 
-void REALLockObject(REALobject o) {
+bool REALLockObject(REALobject o) {
   static ObjectRefFn pLockObject = nullptr;
-  if (resolve(pLockObject, "REALLockObject") != nullptr) pLockObject(o);
+  if (resolve(pLockObject, "REALLockObject") == nullptr || !ztk::host::can_release_objects()) return false;
+  pLockObject(o);
+  return true;
 }
 
 void REALUnlockObject(REALobject o) {
-  static ObjectRefFn pUnlockObject = nullptr;
-  if (resolve(pUnlockObject, "REALUnlockObject") != nullptr) pUnlockObject(o);
+  if (ObjectRefFn unlock = unlock_object_service()) unlock(o);
 }
 
 std::optional<uint32_t> REALGetStringEncoding(REALstring s) {

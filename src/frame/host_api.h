@@ -45,6 +45,12 @@ Fn resolve(Fn &cache, const char *name) {
   return cache;
 }
 
+// Whether references obtained from the host can be given back. The plugin
+// takes no reference (lock, intermediate string, exception object) that it
+// could not release.
+bool can_release_strings();
+bool can_release_objects();
+
 // One-shot look-up without a cache (REALPluginMain's version services).
 template <class Fn>
 Fn lookup(const char *name) {
@@ -56,9 +62,12 @@ bool REALinRuntime();                                  // missing: false
 bool REALRegisterMethod(REALmethodDefinition *record);  // missing: false, record skipped
 void *REALLoadFrameworkMethod(const char *declaration);  // missing: null
 void REALDisposeStringData(REALstringData *record);      // missing: free() of the data
-void REALLockString(REALstring s);
+// The lock wrappers answer whether a lock was taken, so that only what was
+// locked is ever unlocked (a host without the lock service must not see its
+// caller's reference released).
+bool REALLockString(REALstring s);
 void REALUnlockString(REALstring s);
-void REALLockObject(REALobject o);
+bool REALLockObject(REALobject o);
 void REALUnlockObject(REALobject o);
 std::optional<uint32_t> REALGetStringEncoding(REALstring s);  // missing: nullopt
 REALstring REALConvertString(REALstring s, uint32_t encoding);  // missing: null

@@ -42,6 +42,7 @@ bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData *record) 
   if (encoding != enc::kNone) {
     const uint32_t own = REALGetStringEncoding(s).value_or(0);
     if (own != encoding) {
+      if (!ztk::host::can_release_strings()) return false;
       REALstring c = REALConvertString(s, encoding);
       if (c == nullptr) return false;
       const bool ok = fill_copy(record, pCString(c), pLenB(c), encoding);
@@ -77,10 +78,9 @@ void ReadString(rbData &r, REALstring s) {
     }
     return;
   }
-  // Older hosts: lock, then read the fields in place. The string is recorded
-  // first so that the destructor unlocks it even if the lock was unavailable.
-  r.string = s;
-  REALLockString(s);
+  // Older hosts: lock, then read the fields in place. Only a string that was
+  // locked is unlocked by the destructor.
+  if (REALLockString(s)) r.string = s;
   if (s->storage != nullptr && s->length > 0) {
     r.data = s->storage + 1;
     r.length = s->length;
@@ -92,8 +92,7 @@ void ReadString(rbData &r, REALstring s) {
 
 void ReadMemoryBlock(rbData &r, REALmemoryBlock m) {
   if (m == nullptr) return;
-  r.object = m;
-  REALLockObject(m);
+  if (REALLockObject(m)) r.object = m;
   RBInteger size = REALMemoryBlockGetSize(m);
   if (size < 0 || static_cast<uint64_t>(size) > mem::kMaxBlock) size = 0;
   void *p = REALMemoryBlockGetPtr(m);
@@ -104,6 +103,8 @@ void ReadMemoryBlock(rbData &r, REALmemoryBlock m) {
 }
 
 REALmemoryBlock NewMemoryBlockCopy(const void *bytes, int64_t n) {
+  // A block that could be neither filled nor given back is never made.
+  if (!host::can_release_objects() && lookup<MemoryBlockGetPtrFn>("memoryBlockGetPtr") == nullptr) return nullptr;
   REALmemoryBlock m = nullptr;
   if (n >= 0 && n <= 0x7FFFFFFE) m = REALNewMemoryBlockOriginal(static_cast<int>(n));
   if (m == nullptr) {

@@ -32,6 +32,7 @@ namespace {
 
 // UTF-16 bytes to a UTF-8 host string through the host's converter.
 REALstring utf16_to_utf8(const void *data, int length) {
+  if (!ztk::host::can_release_strings()) return nullptr;
   REALstring u = originalREALBuildString(data, length);
   if (u == nullptr) return nullptr;
   REALSetStringEncoding(u, enc::kUTF16);
@@ -57,6 +58,7 @@ REALstring REALBuildUnicodeString(const void *data, int64_t length, uint32_t enc
 
   switch (static_cast<int32_t>(encoding)) {
     case static_cast<int32_t>(enc::kUTF32): {
+      if (!ztk::host::can_release_strings()) return nullptr;
       const size_t count = static_cast<size_t>(length) / 4;
       uint16_t stack[200];
       uint16_t *buffer = stack;

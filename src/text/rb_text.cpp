@@ -22,21 +22,20 @@ rbText::rbText(REALstringStruct *s) {
   if (s == nullptr) return;
   const auto encoding = REALGetStringEncoding(s);
   if (!encoding || *encoding != enc::kNone) {
-    source_ = s;
-    REALLockString(s);
+    adopt(s);
   } else {
     // Raw bytes: 7-bit text is used as it is; anything else is read as Mac
     // Roman from a tagged copy, so that the host can convert it.
     rbData r;
     ztk::ReadString(r, s);
     if (r.length < 1 || ztk::RawBytesTag(r.view()) == enc::kASCII) {
-      source_ = s;
-      REALLockString(s);
+      adopt(s);
       isASCII_ = true;
-    } else if (!fits_31(uint64_t(r.length) + 3 + 1)) {
+    } else if (!fits_31(uint64_t(r.length) + 3 + 1) || !ztk::host::can_release_strings()) {
       failed_ = true;
     } else {
       source_ = originalREALBuildString(r.data, r.length);
+      sourceOwned_ = source_ != nullptr;
       if (source_ != nullptr) {
         REALSetStringEncoding(source_, enc::kMacRoman);
       } else {
@@ -47,8 +46,14 @@ rbText::rbText(REALstringStruct *s) {
   for (int32_t &length : lengths_) length = -1;
 }
 
+bool rbText::adopt(REALstring s) {
+  source_ = s;
+  sourceOwned_ = REALLockString(s);
+  return sourceOwned_;
+}
+
 rbText::~rbText() {
-  if (source_ != nullptr) REALUnlockString(source_);
+  if (source_ != nullptr && sourceOwned_) REALUnlockString(source_);
   for (REALstring &c : converted_) {
     if (c != nullptr) REALUnlockString(c);
   }
@@ -61,6 +66,7 @@ rbText::~rbText() {
 
 void rbText::reset() {
   source_ = nullptr;
+  sourceOwned_ = false;
   for (int f = 0; f < 6; ++f) {
     lengths_[f] = 0;
     buffers_[f] = nullptr;
@@ -116,7 +122,7 @@ void rbText::convert_8bit(Form f, uint32_t encoding) {
     texts_[f] = source_->storage + 1;
     lengths_[f] = source_->length > 0 ? source_->length : 0;
   } else {
-    REALstring c = REALConvertString(source_, encoding);
+    REALstring c = ztk::host::can_release_strings() ? REALConvertString(source_, encoding) : nullptr;
     converted_[f] = c;
     if (c != nullptr && c->storage != nullptr) {
       texts_[f] = c->storage + 1;
@@ -144,13 +150,14 @@ void rbText::ConvertUTF16() {
     {
       rbData r;
       ztk::ReadString(r, source_);
-      if (r.data != nullptr && r.length > 0) {
+      if (r.data != nullptr && r.length > 0 && ztk::host::can_release_strings()) {
         tagged = originalREALBuildString(r.data, r.length);
         if (tagged != nullptr) REALSetStringEncoding(tagged, enc::kASCII);
       }
     }
-    REALUnlockString(source_);
+    if (sourceOwned_) REALUnlockString(source_);
     source_ = tagged;
+    sourceOwned_ = tagged != nullptr;
     if (source_ == nullptr) {
       failed_ = true;
       return;
@@ -170,7 +177,7 @@ void rbText::ConvertUTF16() {
     texts_[kUTF16] = record.data;
     lengths_[kUTF16] = static_cast<int32_t>(record.length / 2);
   } else {
-    REALstring c = REALConvertString(source_, enc::kUTF16);
+    REALstring c = ztk::host::can_release_strings() ? REALConvertString(source_, enc::kUTF16) : nullptr;
     converted_[kUTF16] = c;
     if (c == nullptr || c->storage == nullptr) {
       failed_ = true;

@@ -30,7 +30,9 @@ void HostTest::TearDown() {
   objects_.clear();
   EXPECT_EQ(host.live_strings(), 0u) << "host strings leaked";
   EXPECT_EQ(host.live_objects(), 0u) << "host objects leaked";
-  EXPECT_EQ(host.ledger.outstandingStringData, 0);
+  if (host.settings.withheld.count("PluginDisposeStringData") == 0) {
+    EXPECT_EQ(host.ledger.outstandingStringData, 0);
+  }
   EXPECT_TRUE(host.ledger.errors.empty()) << host.ledger.errors.front();
   plugin.reset();
 }
@@ -123,7 +125,11 @@ Result HostTest::call_decl(std::string_view declaration, const std::vector<Value
   }
   EXPECT_EQ(host.live_strings(), stringsBefore + newStrings) << "host strings leaked by " << declaration;
   EXPECT_EQ(host.live_objects(), objectsBefore + newObjects) << "host objects leaked by " << declaration;
-  EXPECT_EQ(host.ledger.outstandingStringData, 0) << "string data not disposed by " << declaration;
+  // Without the host's disposal service the plugin frees string data itself,
+  // unseen by the ledger (the sanitizer build's leak check covers that case).
+  if (host.settings.withheld.count("PluginDisposeStringData") == 0) {
+    EXPECT_EQ(host.ledger.outstandingStringData, 0) << "string data not disposed by " << declaration;
+  }
   EXPECT_EQ(host.ledger.errors.size(), errorsBefore) << host.ledger.errors.back();
 
   if (auto s = std::get_if<REALstring>(&value)) host.release(*s);

@@ -1,0 +1,38 @@
+// The substitute host's converter: known vectors, and the replacement rules
+// for characters a target lacks and bytes a source does not allow.
+#include "convert.h"
+
+#include <gtest/gtest.h>
+
+#include "frame/rb_types.h"
+
+using subhost::convert;
+
+TEST(HostConversion, KnownVectors) {
+  struct Case {
+    const char *name;
+    std::string in;
+    uint32_t from, to;
+    std::string out;
+  } cases[] = {
+      {"Mac Roman e acute", "\x8E", enc::kMacRoman, enc::kUTF8, "\xC3\xA9"},
+      {"Windows-1252 euro", "\x80", enc::kWindows1252, enc::kUTF8, "\xE2\x82\xAC"},
+      {"Windows-1252 undefined", "\x81", enc::kWindows1252, enc::kUTF8, "\xEF\xBF\xBD"},
+      {"ASCII high byte", "a\xE9", enc::kASCII, enc::kUTF8, "a\xEF\xBF\xBD"},
+      {"Latin-1 to UTF-16", "\xE9", enc::kISOLatin1, enc::kUTF16, std::string("\xE9\x00", 2)},
+      {"UTF-8 to UTF-32", "\xF0\x9F\x98\x80", enc::kUTF8, enc::kUTF32, std::string("\x00\xF6\x01\x00", 4)},
+      {"astral to UTF-16 pair", "\xF0\x9F\x98\x80", enc::kUTF8, enc::kUTF16, "\x3D\xD8\x00\xDE"},
+      {"unmappable becomes ?", "\xE2\x82\xAC", enc::kUTF8, enc::kISOLatin1, "?"},
+      {"euro into Windows-1252", "\xE2\x82\xAC", enc::kUTF8, enc::kWindows1252, "\x80"},
+      {"lone surrogate", std::string("\x00\xD8" "a\x00", 4), enc::kUTF16, enc::kUTF8, "\xEF\xBF\xBD" "a"},
+      {"truncated sequence is one U+FFFD", "\xE2\x82" "a", enc::kUTF8, enc::kUTF8, "\xE2\x82" "a"},
+      {"maximal subparts", "\xE2\x82" "a\xC0\x80", enc::kUTF8, enc::kUTF16,
+       std::string("\xFD\xFF" "a\x00\xFD\xFF\xFD\xFF", 8)},
+      {"byte-order mark kept", "\xEF\xBB\xBF" "a", enc::kUTF8, enc::kUTF16, std::string("\xFF\xFE" "a\x00", 4)},
+      {"no encoding keeps bytes", "\xFF\xFE", enc::kNone, enc::kUTF8, "\xFF\xFE"},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(convert(c.in, c.from, c.to), c.out);
+  }
+}
