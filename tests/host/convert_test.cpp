@@ -21,7 +21,7 @@ TEST(HostConversion, KnownVectors) {
       {"ASCII high byte", "a\xE9", enc::kASCII, enc::kUTF8, "a\xEF\xBF\xBD"},
       {"Latin-1 to UTF-16", "\xE9", enc::kISOLatin1, enc::kUTF16, std::string("\xE9\x00", 2)},
       {"UTF-8 to UTF-32", "\xF0\x9F\x98\x80", enc::kUTF8, enc::kUTF32, std::string("\x00\xF6\x01\x00", 4)},
-      {"astral to UTF-16 pair", "\xF0\x9F\x98\x80", enc::kUTF8, enc::kUTF16, "\x3D\xD8\x00\xDE"},
+      {"astral to UTF-16 pair", "\xF0\x9F\x98\x80", enc::kUTF8, enc::kUTF16, std::string("\x3D\xD8\x00\xDE", 4)},
       {"unmappable becomes ?", "\xE2\x82\xAC", enc::kUTF8, enc::kISOLatin1, "?"},
       {"euro into Windows-1252", "\xE2\x82\xAC", enc::kUTF8, enc::kWindows1252, "\x80"},
       {"lone surrogate", std::string("\x00\xD8" "a\x00", 4), enc::kUTF16, enc::kUTF8, "\xEF\xBF\xBD" "a"},
