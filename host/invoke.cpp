@@ -1,5 +1,6 @@
 #include "invoke.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "frame/registry.h"
@@ -36,6 +37,24 @@ std::string MethodInfo::name() const {
   return d.substr(0, d.find('('));
 }
 
+std::vector<std::string> MethodInfo::defaults() const {
+  const std::string d = declaration;
+  const std::string list = d.substr(d.find('(') + 1, d.rfind(')') - d.find('(') - 1);
+  std::vector<std::string> out;
+  size_t start = 0;
+  while (start <= list.size() && !list.empty()) {
+    const size_t comma = std::min(list.find(',', start), list.size());
+    const std::string param = list.substr(start, comma - start);
+    const size_t eq = param.find('=');
+    std::string value = eq == std::string::npos ? "" : param.substr(eq + 1);
+    value.erase(0, value.find_first_not_of(' '));
+    value.erase(value.find_last_not_of(' ') + 1);
+    out.push_back(value);
+    start = comma + 1;
+  }
+  return out;
+}
+
 const std::vector<MethodInfo> &methods() {
   static const std::vector<MethodInfo> table = {
 #define ZTK_METHOD(row, handler, decl, signature)                                                    \
@@ -57,6 +76,13 @@ const MethodInfo *find_method(std::string_view declaration) {
 const MethodInfo *find_method(std::string_view name, size_t arity) {
   for (const MethodInfo &m : methods()) {
     if (m.name() == name && m.params.size() == arity) return &m;
+  }
+  for (const MethodInfo &m : methods()) {
+    if (m.name() != name || m.params.size() < arity) continue;
+    const std::vector<std::string> d = m.defaults();
+    if (std::all_of(d.begin() + static_cast<long>(arity), d.end(), [](const std::string &v) { return !v.empty(); })) {
+      return &m;
+    }
   }
   return nullptr;
 }

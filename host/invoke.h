@@ -23,11 +23,14 @@ struct MethodInfo {
 
   // The method's name as Xojo code calls it (the declaration up to "(").
   std::string name() const;
+  // Each parameter's default as written in the declaration ("" for none).
+  std::vector<std::string> defaults() const;
 };
 
 const std::vector<MethodInfo> &methods();
 const MethodInfo *find_method(std::string_view declaration);
-// The row of `name` taking `arity` arguments, or null.
+// The row of `name` taking `arity` arguments, or one whose parameters past
+// `arity` all have defaults; null when there is none.
 const MethodInfo *find_method(std::string_view name, size_t arity);
 
 }  // namespace subhost
