@@ -1,0 +1,41 @@
+#include <vector>
+
+#include "analysis/distances.h"
+#include "bench_support.h"
+
+using namespace ztk_bench;
+
+static void BM_Levenshtein_Kernel(benchmark::State &state) {
+  const auto n = static_cast<size_t>(state.range(0));
+  const std::string a = random_bytes(n, 26, 1), b = random_bytes(n, 26, 2);
+  std::vector<uint32_t> ua(a.begin(), a.end()), ub(b.begin(), b.end());
+  int64_t failed = 0;
+  for (auto _ : state) benchmark::DoNotOptimize(ztk::distance::levenshtein({ua.data(), n}, {ub.data(), n}, &failed));
+  state.SetItemsProcessed(state.iterations() * state.range(0));  // characters
+}
+BENCHMARK(BM_Levenshtein_Kernel)->Range(8, 4096);
+
+static void BM_JaroWinkler_Kernel(benchmark::State &state) {
+  const auto n = static_cast<size_t>(state.range(0));
+  const std::string a = random_bytes(n, 26, 1), b = random_bytes(n, 26, 2);
+  std::vector<uint32_t> ua(a.begin(), a.end()), ub(b.begin(), b.end());
+  int64_t failed = 0;
+  for (auto _ : state) benchmark::DoNotOptimize(ztk::distance::jaro_winkler({ua.data(), n}, {ub.data(), n}, &failed));
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_JaroWinkler_Kernel)->Range(8, 1 << 14);
+
+static void BM_Analysis_Host(benchmark::State &state, const char *method, int arity) {
+  HostCaller host;
+  const std::string text = random_bytes(1 << 20, 95);
+  REALstring s = host.string(text, enc::kASCII), f = host.string("a", enc::kASCII);
+  std::vector<subhost::Value> args{s};
+  if (arity == 2) args.push_back(f);
+  for (auto _ : state) host.call(method, args);
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(text.size()));
+}
+BENCHMARK_CAPTURE(BM_Analysis_Host, CountOccurances, "CountOccurancesZTK", 2);
+BENCHMARK_CAPTURE(BM_Analysis_Host, StrCompBytes, "StrCompBytesZTK", 2);
+BENCHMARK_CAPTURE(BM_Analysis_Host, SQLReplaceBoolean, "SQLReplaceBooleanZTK", 1);
+BENCHMARK_CAPTURE(BM_Analysis_Host, RemoveHTMLTags, "RemoveHTMLTagsZTK", 1);
+BENCHMARK_CAPTURE(BM_Analysis_Host, DetectUnicodeMarkers, "DetectUnicodeMarkersZTK", 1);
