@@ -1,12 +1,15 @@
 #include "convert.h"
 
+#if !defined(_WIN32)
 #include <iconv.h>
+#endif
 
 #include <array>
 #include <cstring>
 #include <stdexcept>
 #include <unordered_map>
 
+#include "carried_code_pages.h"
 #include "frame/rb_types.h"
 
 namespace subhost {
@@ -19,11 +22,37 @@ struct CodePage {
   std::unordered_map<char32_t, uint8_t> fromUnicode;
 };
 
-// Each byte of a single-byte code page, decoded by the system's converter.
-CodePage load_code_page(const char *iconvName) {
+void index_reverse(CodePage &page) {
+  for (int b = 255; b >= 0; --b) {
+    if (page.toUnicode[b] != kReplacement) page.fromUnicode[page.toUnicode[b]] = static_cast<uint8_t>(b);
+  }
+}
+
+CodePage carried_code_page(uint32_t encoding) {
+  CodePage page;
+  for (int b = 0; b < 256; ++b) {
+    char32_t cp = static_cast<char32_t>(b);
+    if (b >= 0x80 && encoding == enc::kASCII) cp = kReplacement;
+    if (b >= 0x80 && encoding == enc::kMacRoman) cp = kMacRomanHigh[b - 0x80];
+    if (b >= 0x80 && b <= 0x9F && encoding == enc::kWindows1252) {
+      cp = kWindows1252High[b - 0x80] != 0 ? kWindows1252High[b - 0x80] : kReplacement;
+    }
+    page.toUnicode[b] = cp;
+  }
+  index_reverse(page);
+  return page;
+}
+
+#if defined(_WIN32)
+CodePage load_code_page(uint32_t encoding, const char *) { return carried_code_page(encoding); }
+#else
+// Each byte of a single-byte code page, decoded by the system's converter
+// (the carried table where the system has no converter for the page, as a
+// cross-target C library without its conversion modules).
+CodePage load_code_page(uint32_t encoding, const char *iconvName) {
   CodePage page;
   iconv_t cd = iconv_open("UTF-32LE", iconvName);
-  if (cd == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error(std::string("iconv lacks ") + iconvName);
+  if (cd == reinterpret_cast<iconv_t>(-1)) return carried_code_page(encoding);
   for (int b = 0; b < 256; ++b) {
     char in = static_cast<char>(b);
     char out[8] = {};
@@ -37,17 +66,16 @@ CodePage load_code_page(const char *iconvName) {
     page.toUnicode[b] = cp;
   }
   iconv_close(cd);
-  for (int b = 255; b >= 0; --b) {
-    if (page.toUnicode[b] != kReplacement) page.fromUnicode[page.toUnicode[b]] = static_cast<uint8_t>(b);
-  }
+  index_reverse(page);
   return page;
 }
+#endif
 
 const CodePage *code_page(uint32_t encoding) {
-  static const CodePage macRoman = load_code_page("MACINTOSH");
-  static const CodePage latin1 = load_code_page("ISO-8859-1");
-  static const CodePage cp1252 = load_code_page("CP1252");
-  static const CodePage ascii = load_code_page("ASCII");
+  static const CodePage macRoman = load_code_page(enc::kMacRoman, "MACINTOSH");
+  static const CodePage latin1 = load_code_page(enc::kISOLatin1, "ISO-8859-1");
+  static const CodePage cp1252 = load_code_page(enc::kWindows1252, "CP1252");
+  static const CodePage ascii = load_code_page(enc::kASCII, "ASCII");
   switch (encoding) {
     case enc::kMacRoman: return &macRoman;
     case enc::kISOLatin1: return &latin1;

@@ -1,50 +1,80 @@
 #include "plugin_library.h"
 
+#include <atomic>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <dlfcn.h>
 #include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
+#endif
 
 #include "subhost.h"
 
 namespace subhost {
+namespace {
+
+#if defined(_WIN32)
+void *open_library(const std::string &path) { return reinterpret_cast<void *>(LoadLibraryA(path.c_str())); }
+void close_library(void *h) { FreeLibrary(reinterpret_cast<HMODULE>(h)); }
+void *symbol(void *h, const char *name) {
+  return reinterpret_cast<void *>(GetProcAddress(reinterpret_cast<HMODULE>(h), name));
+}
+std::string last_error() { return "error " + std::to_string(GetLastError()); }
+long process_id() { return static_cast<long>(GetCurrentProcessId()); }
+#else
+void *open_library(const std::string &path) { return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL); }
+void close_library(void *h) { dlclose(h); }
+void *symbol(void *h, const char *name) { return dlsym(h, name); }
+std::string last_error() { return dlerror(); }
+long process_id() { return static_cast<long>(getpid()); }
+#endif
+
+// A file name no other load in this or another process uses.
+std::filesystem::path unique_copy_name(const std::filesystem::path &original) {
+  static std::atomic<long> counter{0};
+  const std::string name = "ztk-plugin-" + std::to_string(process_id()) + "-" + std::to_string(counter++) +
+                           original.extension().string();
+  return std::filesystem::temp_directory_path() / name;
+}
+
+}  // namespace
 
 PluginLibrary::PluginLibrary(const std::string &path) {
-  char name[] = "/tmp/ztk-plugin-XXXXXX";
-  const int fd = mkstemp(name);
-  if (fd < 0) throw std::runtime_error("cannot make a temporary copy of the plugin");
-  close(fd);
-  copy_ = name;
-  {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot read plugin " + path);
-    std::ofstream out(copy_, std::ios::binary | std::ios::trunc);
-    out << in.rdbuf();
+  namespace fs = std::filesystem;
+  std::error_code error;
+  const fs::path copy = unique_copy_name(path);
+  if (!fs::copy_file(path, copy, fs::copy_options::overwrite_existing, error)) {
+    throw std::runtime_error("cannot copy plugin " + path + ": " + error.message());
   }
-  handle_ = dlopen(copy_.c_str(), RTLD_NOW | RTLD_LOCAL);
+  copy_ = copy.string();
+  handle_ = open_library(copy_);
   if (handle_ == nullptr) {
-    unlink(copy_.c_str());
-    throw std::runtime_error(std::string("cannot load plugin: ") + dlerror());
+    const std::string why = last_error();
+    fs::remove(copy_, error);
+    throw std::runtime_error("cannot load plugin " + path + ": " + why);
   }
 }
 
 PluginLibrary::~PluginLibrary() {
-  if (handle_ != nullptr) dlclose(handle_);
-  unlink(copy_.c_str());
+  if (handle_ != nullptr) close_library(handle_);
+  std::error_code error;
+  std::filesystem::remove(copy_, error);
 }
 
 void PluginLibrary::start() {
   using MainFn = void (*)(REALresolver);
-  auto main = reinterpret_cast<MainFn>(dlsym(handle_, "REALPluginMain"));
+  auto main = reinterpret_cast<MainFn>(symbol(handle_, "REALPluginMain"));
   if (main == nullptr) throw std::runtime_error("the plugin exports no REALPluginMain");
   main(Host::get().resolver());
 }
 
 bool PluginLibrary::fail_allocation(int64_t nth) {
   using HookFn = void (*)(int64_t);
-  auto hook = reinterpret_cast<HookFn>(dlsym(handle_, "ZTKTestingFailAllocation"));
+  auto hook = reinterpret_cast<HookFn>(symbol(handle_, "ZTKTestingFailAllocation"));
   if (hook == nullptr) return false;
   hook(nth);
   return true;
@@ -52,8 +82,10 @@ bool PluginLibrary::fail_allocation(int64_t nth) {
 
 int64_t PluginLibrary::allocation_count() {
   using CountFn = int64_t (*)();
-  auto count = reinterpret_cast<CountFn>(dlsym(handle_, "ZTKTestingAllocationCount"));
+  auto count = reinterpret_cast<CountFn>(symbol(handle_, "ZTKTestingAllocationCount"));
   return count != nullptr ? count() : -1;
 }
+
+bool PluginLibrary::exports(const std::string &symbolName) const { return symbol(handle_, symbolName.c_str()) != nullptr; }
 
 }  // namespace subhost

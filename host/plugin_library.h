@@ -23,6 +23,8 @@ class PluginLibrary {
   bool fail_allocation(int64_t nth);
   // Test builds only: the number of allocations the plugin has attempted.
   int64_t allocation_count();
+  // Whether the library exports `symbol`.
+  bool exports(const std::string &symbol) const;
 
  private:
   std::string copy_;

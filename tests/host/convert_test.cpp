@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "carried_code_pages.h"
 #include "frame/rb_types.h"
 
 using subhost::convert;
@@ -36,3 +37,18 @@ TEST(HostConversion, KnownVectors) {
     EXPECT_EQ(convert(c.in, c.from, c.to), c.out);
   }
 }
+
+#if !defined(_WIN32)
+// The code pages the host carries for Windows equal the system converter's.
+TEST(HostConversion, CarriedCodePagesMatchIconv) {
+  for (uint32_t page : {enc::kMacRoman, enc::kWindows1252}) {
+    for (int b = 0x80; b < 0x100; ++b) {
+      const std::u32string system = subhost::decode(std::string(1, static_cast<char>(b)), page);
+      const char16_t carried = page == enc::kMacRoman ? subhost::kMacRomanHigh[b - 0x80]
+                               : b <= 0x9F            ? subhost::kWindows1252High[b - 0x80]
+                                                      : static_cast<char16_t>(b);
+      EXPECT_EQ(system[0], carried == 0 ? 0xFFFDu : carried) << std::hex << page << " " << b;
+    }
+  }
+}
+#endif
