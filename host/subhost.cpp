@@ -47,9 +47,11 @@ bool Host::check(REALobject o, const char *service) {
 // Storage: a leading byte that is not text, the bytes, then four zero bytes,
 // and nothing more, so that a read past the end is caught by the sanitizers.
 REALstring Host::new_string(const void *bytes, size_t n, uint32_t encoding) {
+  auto *storage = static_cast<unsigned char *>(std::calloc(n + 5, 1));
+  if (storage == nullptr) return nullptr;  // the host is out of memory
   auto *s = new REALstringStruct{};
   s->refCount = 1;
-  s->storage = static_cast<unsigned char *>(std::calloc(n + 5, 1));
+  s->storage = storage;
   if (n > 0) std::memcpy(s->storage + 1, bytes, n);
   s->allocLength = static_cast<int32_t>(n + 5);
   s->length = static_cast<int32_t>(n);
@@ -121,6 +123,7 @@ RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *r
   std::string bytes = Host::bytes(s);
   if (encoding != enc::kNone && encoding != s->encoding) bytes = convert(bytes, s->encoding, encoding);
   auto *copy = static_cast<char *>(std::calloc(bytes.size() + 4, 1));
+  if (copy == nullptr) return 0;
   if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
   *record = REALstringData{copy, bytes.size(), encoding, nullptr, 0};
   H().ledger.stringData.insert(copy);
@@ -221,9 +224,11 @@ void RuntimeRaiseException(REALobject o) {
 
 REALmemoryBlock newMemoryBlock(int size) {
   if (H().fail("newMemoryBlock") || size < 0) return nullptr;
+  auto *data = static_cast<uint8_t *>(std::calloc(size > 0 ? static_cast<size_t>(size) : 1, 1));
+  if (data == nullptr) return nullptr;
   REALobject o = H().new_object(REALobjectStruct::Kind::MemoryBlock, "MemoryBlock");
   o->size = size;
-  o->data = static_cast<uint8_t *>(std::calloc(size > 0 ? static_cast<size_t>(size) : 1, 1));
+  o->data = data;
   return o;
 }
 

@@ -51,7 +51,9 @@ TEST_P(EncodingToQuotedPrintableZTK, LineLengthPersistsUntilTheOneArgumentForm) 
   EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S("ab"), I(3)}).bytes, "a=\r\nb=\r\n");
   EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S(letters)}).bytes.substr(0, 73), std::string(70, 'x') + "=\r\n")
       << "the one-argument form restores 72";
-  EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S("abc"), I(int64_t{1} << 40)}).bytes, "abc=\r\n");
+  if (fits(int64_t{1} << 40)) {
+    EXPECT_EQ(call("EncodingToQuotedPrintableZTK", {S("abc"), I(int64_t{1} << 40)}).bytes, "abc=\r\n");
+  }
 }
 
 TEST_P(EncodingToQuotedPrintableZTK, NoLineExceedsTheLimit) {

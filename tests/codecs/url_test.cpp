@@ -12,6 +12,7 @@ ZTK_GENERATION_SUITE(DecodingFromURLZTK);
 TEST_P(EncodingToURLZTK, OptionsChooseSpaceAndPlus) {
   const char *expected[] = {"a%20b+c", "a+b%2Bc", "a%20b%2Bc", "a%20b+c"};
   for (int64_t options : {int64_t{0}, int64_t{1}, int64_t{2}, int64_t{3}, int64_t{5}, (int64_t{1} << 32) + 2, int64_t{-1}}) {
+    if (!fits(options)) continue;
     SCOPED_TRACE(options);
     EXPECT_EQ(call("EncodingToURLZTK", {S("a b+c"), I(options)}).bytes, expected[options & 3]);
   }

@@ -105,6 +105,7 @@ TEST_P(EveryMethod, AcceptsNullEmptyAndOutOfRangeArguments) {
   // (2147483647 itself is a valid size: RandomBytesStringZTK would make 2 GB.)
   for (int64_t integer : {INT64_MIN, int64_t{INT32_MIN} - 1, int64_t{-1}, int64_t{0},
                           int64_t{1} << 31, (int64_t{1} << 32) + 1, INT64_MAX}) {
+    if (!fits(integer)) continue;
     SCOPED_TRACE(integer);
     for (const subhost::MethodInfo &m : subhost::methods()) {
       call_decl(m.declaration, arguments(*this, m, [] { return REALstring(nullptr); },

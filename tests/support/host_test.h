@@ -19,6 +19,8 @@ namespace ztk_test {
 
 using subhost::Value;
 inline Value I(int64_t v) { return Value(static_cast<RBInteger>(v)); }
+// Whether the host's integer can hold v (a 32-bit host cannot pass 64-bit values).
+inline bool fits(int64_t v) { return static_cast<int64_t>(static_cast<RBInteger>(v)) == v; }
 inline Value D(double v) { return Value(v); }
 inline Value Bool(bool v) { return Value(static_cast<RBBoolean>(v ? 1 : 0)); }
 inline Value NullString() { return Value(static_cast<REALstring>(nullptr)); }
