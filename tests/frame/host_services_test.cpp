@@ -10,9 +10,8 @@ using namespace ztk_test;
 namespace {
 
 // Representative arguments for a method's parameter kinds.
-std::vector<Value> arguments(HostTest &t, const subhost::MethodInfo &m,
-                             const std::function<REALstring()> &text, const std::function<REALobject()> &block,
-                             int64_t integer) {
+std::vector<Value> arguments(const subhost::MethodInfo &m, const std::function<REALstring()> &text,
+                             const std::function<REALobject()> &block, int64_t integer) {
   std::vector<Value> args;
   for (char kind : m.params) {
     switch (kind) {
@@ -23,7 +22,6 @@ std::vector<Value> arguments(HostTest &t, const subhost::MethodInfo &m,
       case 'B': args.push_back(Bool(true)); break;
     }
   }
-  (void)t;
   return args;
 }
 
@@ -43,7 +41,7 @@ class EveryMethod : public GenerationTest {
     int results = 0;
     for (const subhost::MethodInfo &m : subhost::methods()) {
       SCOPED_TRACE(m.declaration);
-      Result r = call_decl(m.declaration, arguments(*this, m, [&] { return S("<a>&amp;=41 true \xC3\xA9\\n"); },
+      Result r = call_decl(m.declaration, arguments(m, [&] { return S("<a>&amp;=41 true \xC3\xA9\\n"); },
                                                     [&] { return MB("kl=@"); }, integer));
       results += !r.null || r.integer != 0 || r.real != 0 || r.boolean == 1;
     }
@@ -68,7 +66,7 @@ TEST_P(EveryMethod, BuildsNothingWithoutAnyStringService) {
   start(s);
   ASSERT_EQ(host.registered.size(), subhost::methods().size());
   for (const subhost::MethodInfo &m : subhost::methods()) {
-    Result r = call_decl(m.declaration, arguments(*this, m, [&] { return S("abc"); }, [&] { return MB("kl"); }, 2));
+    Result r = call_decl(m.declaration, arguments(m, [&] { return S("abc"); }, [&] { return MB("kl"); }, 2));
     if (m.result == 'S' || m.result == 'M') {
       EXPECT_TRUE(r.null) << m.declaration;
     }
@@ -80,7 +78,7 @@ TEST_P(EveryMethod, SurvivesEachFailingAllocation) {
     SCOPED_TRACE(nth);
     for (const subhost::MethodInfo &m : subhost::methods()) {
       plugin->fail_allocation(nth);
-      call_decl(m.declaration, arguments(*this, m, [&] { return S("<b>x&lt;</b> = true;\xC3\xA9"); },
+      call_decl(m.declaration, arguments(m, [&] { return S("<b>x&lt;</b> = true;\xC3\xA9"); },
                                          [&] { return MB("kl"); }, 2));
     }
     plugin->fail_allocation(0);
@@ -93,7 +91,7 @@ TEST_P(EveryMethod, SurvivesFailingHostServices) {
       SCOPED_TRACE(std::string(service) + " #" + std::to_string(nth));
       for (const subhost::MethodInfo &m : subhost::methods()) {
         host.failures[service].onCall = nth;
-        call_decl(m.declaration, arguments(*this, m, [&] { return U16(u"<b>\u00E9</b> true "); },
+        call_decl(m.declaration, arguments(m, [&] { return U16(u"<b>\u00E9</b> true "); },
                                            [&] { return MB("kl"); }, 1));
       }
       host.failures.clear();
@@ -108,10 +106,10 @@ TEST_P(EveryMethod, AcceptsNullEmptyAndOutOfRangeArguments) {
     if (!fits(integer)) continue;
     SCOPED_TRACE(integer);
     for (const subhost::MethodInfo &m : subhost::methods()) {
-      call_decl(m.declaration, arguments(*this, m, [] { return REALstring(nullptr); },
+      call_decl(m.declaration, arguments(m, [] { return REALstring(nullptr); },
                                          [] { return REALobject(nullptr); }, integer));
-      call_decl(m.declaration, arguments(*this, m, [&] { return Empty(); }, [&] { return MB(""); }, integer));
-      call_decl(m.declaration, arguments(*this, m, [&] { return U16(u"\uFEFF\U0001F600a"); },
+      call_decl(m.declaration, arguments(m, [&] { return Empty(); }, [&] { return MB(""); }, integer));
+      call_decl(m.declaration, arguments(m, [&] { return U16(u"\uFEFF\U0001F600a"); },
                                          [&] { return MB("="); }, integer));
     }
   }
