@@ -1,6 +1,8 @@
 // REALPluginMain: the interface version it reports, the records it registers,
 // and the generator seeding.
+#include <algorithm>
 #include <cmath>
+#include <map>
 #include <cstring>
 
 #include "host_test.h"
@@ -79,5 +81,42 @@ TEST(ShippedLibrary, ExportsOnlyTheEntryPoint) {
   EXPECT_TRUE(shipped.exports("REALPluginMain"));
   for (const char *hidden : {"ZTKTestingFailAllocation", "EncodingToHex", "gResolver", "rbversion"}) {
     EXPECT_FALSE(shipped.exports(hidden)) << hidden;
+  }
+}
+
+// Each declaration's parameter and result types, as Xojo reads them, agree
+// with the C signature its handler is registered with.
+TEST(MethodRegistry, DeclarationsAgreeWithHandlerSignatures) {
+  auto kind = [](std::string type) {
+    type.erase(0, type.find_first_not_of(' '));
+    type = type.substr(0, type.find_first_of(" ="));
+    if (type == "string") return 'S';
+    if (type == "memoryblock") return 'M';
+    if (type == "integer") return 'I';
+    if (type == "double") return 'D';
+    if (type == "boolean") return 'B';
+    return '?';
+  };
+  ASSERT_EQ(subhost::methods().size(), 47u);
+  std::map<std::string, int> overloads;
+  for (const subhost::MethodInfo &m : subhost::methods()) {
+    SCOPED_TRACE(m.declaration);
+    const std::string d = m.declaration;
+    const std::string list = d.substr(d.find('(') + 1, d.rfind(')') - d.find('(') - 1);
+    std::string params;
+    for (size_t start = 0; start < list.size();) {
+      const size_t comma = std::min(list.find(',', start), list.size());
+      const std::string param = list.substr(start, comma - start);
+      params += kind(param.substr(param.find(" as ") + 4));
+      start = comma + 1;
+    }
+    EXPECT_EQ(params, m.params);
+    EXPECT_EQ(kind(d.substr(d.rfind(" as ") + 4)), m.result);
+    ++overloads[m.name()];
+  }
+  EXPECT_EQ(overloads.size(), 39u);
+  EXPECT_EQ(overloads["ConcatBinaryStringsZTK"], 5);
+  for (const char *twice : {"EncodingToURLZTK", "DecodingFromURLZTK", "EncodingToQuotedPrintableZTK", "IsASCIIStringZTK"}) {
+    EXPECT_EQ(overloads[twice], 2) << twice;
   }
 }
