@@ -26,7 +26,10 @@ for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:
   echo "== $preset"
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" -j "$jobs"
-  lib=$(ls build/"$preset"/ZTKStrings.so build/"$preset"/ZTKStrings.dll 2>/dev/null | head -n 1)
+  case "$preset" in
+    windows-*) lib=build/$preset/ZTKStrings.dll ;;
+    *) lib=build/$preset/ZTKStrings.so ;;
+  esac
   bash tools/check_library.sh "$lib" "$tools"
   if [ "$preset" = windows-x86 ] && ! dpkg -s wine32:i386 >/dev/null 2>&1; then
     echo "== $preset: NOT RUN: wine cannot run 32-bit Windows programs here (no wine32:i386)"

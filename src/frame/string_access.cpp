@@ -81,12 +81,9 @@ void ReadString(rbData &r, REALstring s) {
   // Older hosts: lock, then read the fields in place. Only a string that was
   // locked is unlocked by the destructor.
   if (REALLockString(s)) r.string = s;
-  if (s->storage != nullptr && s->length > 0) {
+  if (s->storage != nullptr) {
     r.data = s->storage + 1;
-    r.length = s->length;
-  } else if (s->storage != nullptr) {
-    r.data = s->storage + 1;
-    r.length = 0;
+    r.length = s->length > 0 ? s->length : 0;
   }
 }
 

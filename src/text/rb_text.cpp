@@ -46,10 +46,9 @@ rbText::rbText(REALstringStruct *s) {
   for (int32_t &length : lengths_) length = -1;
 }
 
-bool rbText::adopt(REALstring s) {
+void rbText::adopt(REALstring s) {
   source_ = s;
   sourceOwned_ = REALLockString(s);
-  return sourceOwned_;
 }
 
 rbText::~rbText() {

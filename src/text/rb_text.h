@@ -48,7 +48,7 @@ class rbText {
   void convert_8bit(Form f, uint32_t encoding);
   bool terminate(Form f, size_t unitSize);
 
-  bool adopt(REALstring s);  // takes `s` as the source, locked when the host can
+  void adopt(REALstring s);  // takes `s` as the source, locked when the host can
 
   REALstring source_ = nullptr;
   bool sourceOwned_ = false;  // the view holds a reference to release
