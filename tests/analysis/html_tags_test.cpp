@@ -5,24 +5,15 @@ using namespace ztk_test;
 ZTK_GENERATION_SUITE(RemoveHTMLTagsZTK);
 
 TEST_P(RemoveHTMLTagsZTK, RemovesNestedTagsByteForByte) {
-  struct Case {
-    const char *name;
-    std::string in, out;
-  } cases[] = {
-      {"markup", "<p>Hello <b>World</b></p>", "Hello World"},
-      {"no brackets", "plain text", "plain text"},
-      {"nested", "a<b<c>d>e", "ae"},
-      {"unclosed", "abc<def", "abc"},
-      {"quoted bracket closes", "<i a='x>y", "y"},
-      {"non-ASCII passes", "Gr\xC3\xB6\xC3\x9F" "e<br>", "Gr\xC3\xB6\xC3\x9F" "e"},
-      {"stray closing bracket is text", "1 > 0 and <b>x</b>", "1 > 0 and x"},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.name);
-    Result r = call("RemoveHTMLTagsZTK", {S(c.in)});
-    EXPECT_EQ(r.bytes, c.out);
-    EXPECT_EQ(r.encoding, enc::kUTF8);
-  }
+  expect_cases("RemoveHTMLTagsZTK", {
+      {"markup", "<p>Hello <b>World</b></p>", "Hello World", enc::kUTF8},
+      {"no brackets", "plain text", "plain text", enc::kUTF8},
+      {"nested", "a<b<c>d>e", "ae", enc::kUTF8},
+      {"unclosed", "abc<def", "abc", enc::kUTF8},
+      {"quoted bracket closes", "<i a='x>y", "y", enc::kUTF8},
+      {"non-ASCII passes", "Gr\xC3\xB6\xC3\x9F" "e<br>", "Gr\xC3\xB6\xC3\x9F" "e", enc::kUTF8},
+      {"stray closing bracket is text", "1 > 0 and <b>x</b>", "1 > 0 and x", enc::kUTF8},
+  }, enc::kUTF8);
   EXPECT_EQ(call("RemoveHTMLTagsZTK", {S("caf\xE9", enc::kISOLatin1)}).bytes, "caf\xC3\xA9") << "converted to UTF-8";
   for (Value v : {NullString(), Value(Empty()), Value(S("<a><b></b></a>"))}) {
     EXPECT_TRUE(call("RemoveHTMLTagsZTK", {v}).null);

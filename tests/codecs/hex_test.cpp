@@ -35,25 +35,14 @@ TEST_P(EncodingToHexZTK, EmptyInputGivesEmptyString) {
 }
 
 TEST_P(DecodingFromHexZTK, PairsTakenByPosition) {
-  struct Case {
-    const char *name;
-    std::string in;
-    std::string out;
-    uint32_t encoding;
-  } cases[] = {
+  expect_cases("DecodingFromHexZTK", {
       {"mixed case", "4A6f", "\x4A\x6F", enc::kASCII},
       {"high byte is raw", "ff", "\xFF", enc::kNone},
       {"odd last digit dropped", "414", "A", enc::kASCII},
       {"non-digit counts as zero", "4G", "\x40", enc::kASCII},
       {"all non-digits", "zz", std::string(1, '\0'), enc::kASCII},
       {"space takes a place", "41 42", std::string("\x41\x04", 2), enc::kASCII},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.name);
-    Result r = call("DecodingFromHexZTK", {S(c.in, enc::kASCII)});
-    EXPECT_EQ(r.bytes, c.out);
-    EXPECT_EQ(r.encoding, c.encoding);
-  }
+  }, enc::kASCII);
 }
 
 TEST_P(DecodingFromHexZTK, TooShortGivesEmptyString) {

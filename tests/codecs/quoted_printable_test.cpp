@@ -10,30 +10,21 @@ ZTK_GENERATION_SUITE(EncodingToQuotedPrintableZTK);
 ZTK_GENERATION_SUITE(DecodingFromQuotedPrintableZTK);
 
 TEST_P(EncodingToQuotedPrintableZTK, EscapesAndBreaksLines) {
-  struct Case {
-    const char *name;
-    std::string in, out;
-  } cases[] = {
-      {"soft break closes output", "abc", "abc=\r\n"},
-      {"CR LF kept", "abc\r\n", "abc\r\n"},
-      {"LF alone becomes CR LF", "abc\n", "abc\r\n"},
-      {"LF CR is one break", "abc\n\r", "abc\r\n"},
-      {"CR CR is two breaks", "a\r\rb", "a\r\n\r\nb=\r\n"},
-      {"equals sign escaped", "a=b", "a=3Db=\r\n"},
-      {"space before line end escaped", "a \r\n", "a=20\r\n"},
-      {"tab before line end escaped", "a\t\n", "a=09\r\n"},
-      {"space at end of input kept", "a ", "a =\r\n"},
-      {"tab between letters literal", "a\tb", "a\tb=\r\n"},
-      {"non-ASCII escaped", "\xC3\xA9", "=C3=A9=\r\n"},
-      {"DEL escaped", "\x7F", "=7F=\r\n"},
-      {"specials literal", "!\"#$@[\\]^`{|}~", "!\"#$@[\\]^`{|}~=\r\n"},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.name);
-    Result r = call("EncodingToQuotedPrintableZTK", {S(c.in, enc::kNone)});
-    EXPECT_EQ(r.bytes, c.out);
-    EXPECT_EQ(r.encoding, enc::kASCII);
-  }
+  expect_cases("EncodingToQuotedPrintableZTK", {
+      {"soft break closes output", "abc", "abc=\r\n", enc::kASCII},
+      {"CR LF kept", "abc\r\n", "abc\r\n", enc::kASCII},
+      {"LF alone becomes CR LF", "abc\n", "abc\r\n", enc::kASCII},
+      {"LF CR is one break", "abc\n\r", "abc\r\n", enc::kASCII},
+      {"CR CR is two breaks", "a\r\rb", "a\r\n\r\nb=\r\n", enc::kASCII},
+      {"equals sign escaped", "a=b", "a=3Db=\r\n", enc::kASCII},
+      {"space before line end escaped", "a \r\n", "a=20\r\n", enc::kASCII},
+      {"tab before line end escaped", "a\t\n", "a=09\r\n", enc::kASCII},
+      {"space at end of input kept", "a ", "a =\r\n", enc::kASCII},
+      {"tab between letters literal", "a\tb", "a\tb=\r\n", enc::kASCII},
+      {"non-ASCII escaped", "\xC3\xA9", "=C3=A9=\r\n", enc::kASCII},
+      {"DEL escaped", "\x7F", "=7F=\r\n", enc::kASCII},
+      {"specials literal", "!\"#$@[\\]^`{|}~", "!\"#$@[\\]^`{|}~=\r\n", enc::kASCII},
+  }, enc::kNone);
 }
 
 TEST_P(EncodingToQuotedPrintableZTK, LineLengthPersistsUntilTheOneArgumentForm) {
@@ -73,30 +64,21 @@ TEST_P(EncodingToQuotedPrintableZTK, NoLineExceedsTheLimit) {
 }
 
 TEST_P(DecodingFromQuotedPrintableZTK, UndoesEscapesAndSoftBreaks) {
-  struct Case {
-    const char *name;
-    std::string in, out;
-  } cases[] = {
-      {"escape", "a=3Db", "a=b"},
-      {"lower-case digits", "=c3=a9", "\xC3\xA9"},
-      {"soft break CR LF", "abc=\r\ndef", "abcdef"},
-      {"soft break LF", "abc=\ndef", "abcdef"},
-      {"soft break with white space", "abc=  \t\r\ndef", "abcdef"},
-      {"stray bytes after white space", "abc= x\r\ndef", "abcdef"},
-      {"white space to the end", "abc= x", "abc"},
-      {"hard break becomes LF", "a\r\nb\rc\n\rd", "a\nb\nc\nd"},
-      {"bad escapes dropped", "=4Gx=G4y", "xy"},
-      {"short escape at end", "a=Z", "a"},
-      {"equals at end", "abc=", "abc"},
-      {"high bytes pass", "\x80\xFFz", "\x80\xFFz"},
-      {"blank line after padded break kept", "a= \r\n\nb", "a\nb"},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.name);
-    Result r = call("DecodingFromQuotedPrintableZTK", {S(c.in, enc::kNone)});
-    EXPECT_EQ(r.bytes, c.out);
-    EXPECT_EQ(r.encoding, enc::kASCII) << "tagged ASCII whatever it holds";
-  }
+  expect_cases("DecodingFromQuotedPrintableZTK", {
+      {"escape", "a=3Db", "a=b", enc::kASCII},
+      {"lower-case digits", "=c3=a9", "\xC3\xA9", enc::kASCII},
+      {"soft break CR LF", "abc=\r\ndef", "abcdef", enc::kASCII},
+      {"soft break LF", "abc=\ndef", "abcdef", enc::kASCII},
+      {"soft break with white space", "abc=  \t\r\ndef", "abcdef", enc::kASCII},
+      {"stray bytes after white space", "abc= x\r\ndef", "abcdef", enc::kASCII},
+      {"white space to the end", "abc= x", "abc", enc::kASCII},
+      {"hard break becomes LF", "a\r\nb\rc\n\rd", "a\nb\nc\nd", enc::kASCII},
+      {"bad escapes dropped", "=4Gx=G4y", "xy", enc::kASCII},
+      {"short escape at end", "a=Z", "a", enc::kASCII},
+      {"equals at end", "abc=", "abc", enc::kASCII},
+      {"high bytes pass", "\x80\xFFz", "\x80\xFFz", enc::kASCII},
+      {"blank line after padded break kept", "a= \r\n\nb", "a\nb", enc::kASCII},
+  }, enc::kNone);
 }
 
 TEST_P(DecodingFromQuotedPrintableZTK, UndoesEncodingAtEveryLineLength) {

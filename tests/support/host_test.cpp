@@ -138,6 +138,20 @@ Result HostTest::call_decl(std::string_view declaration, const std::vector<Value
   return r;
 }
 
+void HostTest::expect_cases(std::string_view method, const std::vector<StringCase> &cases, uint32_t inputEncoding,
+                            const std::vector<Value> &extra) {
+  for (const StringCase &c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<Value> args{S(c.in, inputEncoding)};
+    args.insert(args.end(), extra.begin(), extra.end());
+    const Result r = call(method, args);
+    EXPECT_EQ(r.bytes, c.out);
+    if (!r.null) {
+      EXPECT_EQ(r.encoding, c.encoding);
+    }
+  }
+}
+
 std::string utf8_of(std::u16string_view text) {
   std::string u16(text.size() * 2, '\0');
   if (!text.empty()) std::memcpy(u16.data(), text.data(), u16.size());

@@ -42,6 +42,13 @@ struct Result {
   int32_t errorNumber = 0;
 };
 
+// A string method's expected result for one input.
+struct StringCase {
+  const char *name;
+  std::string in, out;
+  uint32_t encoding;  // the result's tag
+};
+
 // Host versions of both generations: 2011.04 reads in place and converts
 // through REALConvertString, 2013.0 reads in place and converts through
 // string data, 2024.0 reads everything through string data.
@@ -66,6 +73,10 @@ class HostTest : public ::testing::Test {
   // Calls the method `name` with as many arguments as given.
   Result call(std::string_view name, const std::vector<Value> &args);
   Result call_decl(std::string_view declaration, const std::vector<Value> &args);
+  // Calls `method` on each case's input (tagged `inputEncoding`, followed by
+  // `extra` arguments) and checks the result's bytes and tag.
+  void expect_cases(std::string_view method, const std::vector<StringCase> &cases, uint32_t inputEncoding,
+                    const std::vector<Value> &extra = {});
 
   subhost::Host &host;
   std::unique_ptr<subhost::PluginLibrary> plugin;
