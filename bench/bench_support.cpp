@@ -1,6 +1,5 @@
 #include "bench_support.h"
 
-#include <memory>
 #include <random>
 
 #include "invoke.h"
@@ -15,19 +14,7 @@ std::string random_bytes(size_t n, int alphabet, unsigned seed) {
   return s;
 }
 
-namespace {
-subhost::PluginLibrary &plugin() {
-  static std::unique_ptr<subhost::PluginLibrary> library = [] {
-    subhost::Host::get().reset();
-    auto p = std::make_unique<subhost::PluginLibrary>(ZTK_PLUGIN_PATH);
-    p->start();
-    return p;
-  }();
-  return *library;
-}
-}  // namespace
-
-HostCaller::HostCaller() { plugin(); }
+HostCaller::HostCaller() { subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH); }
 
 HostCaller::~HostCaller() {
   for (REALstring s : strings_) subhost::Host::get().release(s);

@@ -1,6 +1,5 @@
 // Any registered method with arbitrary arguments, through the substitute host:
 // no crash, and afterwards the host holds nothing but what the caller made.
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,23 +9,14 @@
 #include "subhost.h"
 
 namespace {
-subhost::Host &started_host() {
-  static std::unique_ptr<subhost::PluginLibrary> plugin = [] {
-    subhost::Host::get().reset();
-    auto p = std::make_unique<subhost::PluginLibrary>(ZTK_PLUGIN_PATH);
-    p->start();
-    return p;
-  }();
-  return subhost::Host::get();
-}
-
 const uint32_t kEncodings[] = {enc::kUTF8, enc::kUTF16, enc::kUTF32, enc::kASCII,
                                enc::kMacRoman, enc::kWindows1252, enc::kISOLatin1, enc::kNone};
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 1) return 0;
-  subhost::Host &host = started_host();
+  subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH);
+  subhost::Host &host = subhost::Host::get();
   const auto &methods = subhost::methods();
   const subhost::MethodInfo &m = methods[data[0] % methods.size()];
   // The rest is split into one piece per parameter at 0xFF bytes.

@@ -86,6 +86,16 @@ int64_t PluginLibrary::allocation_count() {
   return count != nullptr ? count() : -1;
 }
 
+PluginLibrary &PluginLibrary::started_once(const std::string &path) {
+  static PluginLibrary *library = [&] {
+    Host::get().reset();
+    auto *p = new PluginLibrary(path);  // lives as long as the process
+    p->start();
+    return p;
+  }();
+  return *library;
+}
+
 bool PluginLibrary::exports(const std::string &symbolName) const { return symbol(handle_, symbolName.c_str()) != nullptr; }
 
 }  // namespace subhost

@@ -26,6 +26,10 @@ class PluginLibrary {
   // Whether the library exports `symbol`.
   bool exports(const std::string &symbol) const;
 
+  // One library for the whole process, loaded and started on first use with
+  // a freshly reset host (for benchmarks and fuzzers, which call many times).
+  static PluginLibrary &started_once(const std::string &path);
+
  private:
   std::string copy_;
   void *handle_ = nullptr;

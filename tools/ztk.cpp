@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "codecs/hex.h"
 #include "convert.h"
 #include "invoke.h"
 #include "plugin_library.h"
@@ -105,12 +106,8 @@ subhost::Value parse_value(char kind, const std::string &arg, const Options &o, 
 }
 
 std::string hex(const std::string &bytes) {
-  static const char digits[] = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char b : bytes) {
-    out += digits[b >> 4];
-    out += digits[b & 15];
-  }
+  std::string out(2 * bytes.size(), '\0');
+  ztk::hex::encode({reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()}, out.data());
   return out;
 }
 
