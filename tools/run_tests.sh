@@ -15,6 +15,12 @@ for preset in dev asan-ubsan; do
   echo "== $preset"
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" -j "$jobs"
+  if [[ "$preset" == windows-* ]]; then
+    # Create the wine prefix once, before parallel test programs start; two
+    # first starts at once race on wine's server.
+    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineboot --init >/dev/null 2>&1 || true
+    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineserver --wait || true
+  fi
   ctest --preset "$preset" -j "$jobs"
 done
 bash tools/check_library.sh build/dev/ZTKStrings.so ""
@@ -34,6 +40,12 @@ for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:
   if [ "$preset" = windows-x86 ] && ! dpkg -s wine32:i386 >/dev/null 2>&1; then
     echo "== $preset: NOT RUN: wine cannot run 32-bit Windows programs here (no wine32:i386)"
     continue
+  fi
+  if [[ "$preset" == windows-* ]]; then
+    # Create the wine prefix once, before parallel test programs start; two
+    # first starts at once race on wine's server.
+    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineboot --init >/dev/null 2>&1 || true
+    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineserver --wait || true
   fi
   ctest --preset "$preset" -j "$jobs"
 done
