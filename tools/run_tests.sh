@@ -15,15 +15,22 @@ for preset in dev asan-ubsan; do
   echo "== $preset"
   cmake --preset "$preset" >/dev/null
   cmake --build --preset "$preset" -j "$jobs"
-  if [[ "$preset" == windows-* ]]; then
-    # Create the wine prefix once, before parallel test programs start; two
-    # first starts at once race on wine's server.
-    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineboot --init >/dev/null 2>&1 || true
-    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineserver --wait || true
-  fi
   ctest --preset "$preset" -j "$jobs"
 done
 bash tools/check_library.sh build/dev/ZTKStrings.so ""
+
+# Creates the wine prefix once, before parallel test programs start (two first
+# starts at once race on wine's server). A prefix made before wine's 32-bit
+# half was installed (or by another wine) cannot start programs afterwards
+# ("could not load kernel32.dll"), so it is made again when wine changes.
+make_wine_prefix() {
+  local prefix=$PWD/$1 made
+  made="$(wine --version 2>/dev/null) $(dpkg -s wine32:i386 >/dev/null 2>&1 && echo with || echo without) wine32"
+  [ "$(cat "$prefix/made-by" 2>/dev/null)" = "$made" ] || rm -rf "$prefix"
+  WINEDEBUG=-all WINEPREFIX="$prefix" wineboot --init >/dev/null 2>&1 || true
+  WINEDEBUG=-all WINEPREFIX="$prefix" wineserver --wait || true
+  echo "$made" >"$prefix/made-by"
+}
 
 for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:x86_64-w64-mingw32- \
            windows-x86:i686-w64-mingw32-; do
@@ -41,12 +48,7 @@ for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:
     echo "== $preset: NOT RUN: wine cannot run 32-bit Windows programs here (no wine32:i386)"
     continue
   fi
-  if [[ "$preset" == windows-* ]]; then
-    # Create the wine prefix once, before parallel test programs start; two
-    # first starts at once race on wine's server.
-    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineboot --init >/dev/null 2>&1 || true
-    WINEDEBUG=-all WINEPREFIX="$PWD/build/wine-$preset" wineserver --wait || true
-  fi
+  [[ "$preset" != windows-* ]] || make_wine_prefix "build/wine-$preset"
   ctest --preset "$preset" -j "$jobs"
 done
 
