@@ -55,10 +55,15 @@ ObjectRefFn unlock_object_service() {
   static ObjectRefFn pUnlockObject = nullptr;
   return resolve(pUnlockObject, "REALUnlockObject");
 }
+MemoryBlockGetPtrFn memory_block_ptr_service() {
+  static MemoryBlockGetPtrFn pMemoryBlockGetPtr = nullptr;
+  return resolve(pMemoryBlockGetPtr, "memoryBlockGetPtr");
+}
 }  // namespace
 
 bool ztk::host::can_release_strings() { return unlock_string_service() != nullptr; }
 bool ztk::host::can_release_objects() { return unlock_object_service() != nullptr; }
+bool ztk::host::can_fill_memory_blocks() { return memory_block_ptr_service() != nullptr; }
 
 void REALUnlockString(REALstring s) {
   if (StringRefFn unlock = unlock_string_service()) unlock(s);
@@ -126,9 +131,8 @@ REALmemoryBlock REALNewMemoryBlockOriginal(int size) {
 }
 
 void *REALMemoryBlockGetPtr(REALmemoryBlock m) {
-  static MemoryBlockGetPtrFn pMemoryBlockGetPtr = nullptr;
-  if (resolve(pMemoryBlockGetPtr, "memoryBlockGetPtr") == nullptr) return nullptr;
-  return pMemoryBlockGetPtr(m);
+  const MemoryBlockGetPtrFn get = memory_block_ptr_service();
+  return get != nullptr ? get(m) : nullptr;
 }
 
 RBInteger REALMemoryBlockGetSize(REALmemoryBlock m) {

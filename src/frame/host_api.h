@@ -50,6 +50,8 @@ Fn resolve(Fn &cache, const char *name) {
 // could not release.
 bool can_release_strings();
 bool can_release_objects();
+// Whether a new memoryblock's bytes can be reached to fill it.
+bool can_fill_memory_blocks();
 
 // One-shot look-up without a cache (REALPluginMain's version services).
 template <class Fn>

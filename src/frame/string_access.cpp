@@ -101,7 +101,7 @@ void ReadMemoryBlock(rbData &r, REALmemoryBlock m) {
 
 REALmemoryBlock NewMemoryBlockCopy(const void *bytes, int64_t n) {
   // A block that could be neither filled nor given back is never made.
-  if (!host::can_release_objects() && lookup<MemoryBlockGetPtrFn>("memoryBlockGetPtr") == nullptr) return nullptr;
+  if (!host::can_release_objects() && !host::can_fill_memory_blocks()) return nullptr;
   REALmemoryBlock m = nullptr;
   if (n >= 0 && n <= 0x7FFFFFFE) m = REALNewMemoryBlockOriginal(static_cast<int>(n));
   if (m == nullptr) {
