@@ -3,54 +3,173 @@
 #  1. the optimised build and the sanitizer build (AddressSanitizer +
 #     UndefinedBehaviorSanitizer) of the whole suite, natively (Linux x86-64);
 #  2. each other platform's library with the test suite built for it, run on
-#     that platform: Linux arm64 under qemu-user, Linux X86 natively through
-#     its own loader, Windows x86-64 and 32-bit under wine; each library's
-#     exports and run-time needs checked with its target's binutils;
+#     that platform as tools/runners.sh chooses for this machine: Linux arm64
+#     under qemu-user; Linux X86 natively through its own loader where the
+#     kernel runs i386 programs, and under qemu-i386 always; Windows x86-64
+#     under wine64; Windows 32-bit under wine, whose 32-bit loader runs
+#     natively or under qemu-i386 through a binfmt_misc registration made for
+#     the run. Each library's exports and run-time needs are checked with its
+#     target's binutils;
 #  3. dist/ZTKStrings.xojo_plugin holding the five libraries, its tree checked.
-set -euo pipefail
+# Every platform is tried even when another fails; the last lines give each
+# one's result and time. ZTK_FORCE_QEMU=1 takes the qemu paths even where
+# i386 programs run natively. Names given as arguments (dev, asan-ubsan,
+# library, linux-arm64, linux-x86, windows-x64, windows-x86, package) run only
+# those steps.
+set -uo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc 2>/dev/null || echo 2)
+# shellcheck source=tools/runners.sh
+. tools/runners.sh
 
-for preset in dev asan-ubsan; do
-  echo "== $preset"
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" -j "$jobs"
-  ctest --preset "$preset" -j "$jobs"
-done
-bash tools/check_library.sh build/dev/ZTKStrings.so ""
+ztk_choose_runners
+ztk_print_runners
+trap ztk_binfmt_undo EXIT
 
-# Creates the wine prefix once, before parallel test programs start (two first
-# starts at once race on wine's server). A prefix made before wine's 32-bit
-# half was installed (or by another wine) cannot start programs afterwards
-# ("could not load kernel32.dll"), so it is made again when wine changes.
-make_wine_prefix() {
-  local prefix=$PWD/$1 made
-  made="$(wine --version 2>/dev/null) $(dpkg -s wine32:i386 >/dev/null 2>&1 && echo with || echo without) wine32"
-  [ "$(cat "$prefix/made-by" 2>/dev/null)" = "$made" ] || rm -rf "$prefix"
-  WINEDEBUG=-all WINEPREFIX="$prefix" wineboot --init >/dev/null 2>&1 || true
-  WINEDEBUG=-all WINEPREFIX="$prefix" wineserver --wait || true
-  echo "$made" >"$prefix/made-by"
+results=()
+passed=0 failed=0 skipped=0
+record() {  # name, outcome, seconds
+  results+=("$(printf '%-12s %s (%dm%02ds)' "$1" "$2" $(($3 / 60)) $(($3 % 60)))")
+  case "$2" in
+    passed*) passed=$((passed + 1)) ;;
+    NOT\ RUN*) skipped=$((skipped + 1)) ;;
+    *) failed=$((failed + 1)) ;;
+  esac
 }
 
-for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:x86_64-w64-mingw32- \
-           windows-x86:i686-w64-mingw32-; do
-  preset=${row%%:*}
-  tools=${row#*:}
+build() {
+  cmake --preset "$1" >/dev/null && cmake --build --preset "$1" -j "$jobs"
+}
+
+native_suite() {
+  local preset=$1 start=$SECONDS
   echo "== $preset"
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" -j "$jobs"
+  if ! build "$preset"; then
+    record "$preset" "FAILED to build" $((SECONDS - start))
+    return
+  fi
+  if ctest --preset "$preset" -j "$jobs"; then
+    record "$preset" "passed" $((SECONDS - start))
+  else
+    record "$preset" "FAILED" $((SECONDS - start))
+  fi
+}
+
+# A wine prefix per platform, made once before the test programs start in
+# parallel (two first starts at once race on wine's server). A prefix made by
+# another wine, or before wine's 32-bit half was there, cannot start programs
+# ("could not load kernel32.dll"), so it is made again when that changes.
+make_wine_prefix() {
+  local prefix=$PWD/$1 loader=$2 made
+  made="$(wine --version 2>/dev/null) $(dpkg -s wine32:i386 >/dev/null 2>&1 && echo with || echo without) wine32, $loader"
+  [ "$(cat "$prefix/made-by" 2>/dev/null)" = "$made" ] && return 0
+  rm -rf "$prefix"
+  local start=$SECONDS
+  WINEDEBUG=-all WINEPREFIX="$prefix" "$loader" wineboot --init >/dev/null 2>&1 || true
+  WINEDEBUG=-all WINEPREFIX="$prefix" wineserver --wait || true
+  echo "$made" >"$prefix/made-by"
+  echo "   wine prefix $1 made in $((SECONDS - start)) s"
+}
+
+cross_suite() {
+  local preset=$1 tools=$2 lib start=$SECONDS how=""
+  echo "== $preset"
   case "$preset" in
     windows-*) lib=build/$preset/ZTKStrings.dll ;;
     *) lib=build/$preset/ZTKStrings.so ;;
   esac
-  bash tools/check_library.sh "$lib" "$tools"
-  if [ "$preset" = windows-x86 ] && ! dpkg -s wine32:i386 >/dev/null 2>&1; then
-    echo "== $preset: NOT RUN: wine cannot run 32-bit Windows programs here (no wine32:i386)"
-    continue
+  if ! build "$preset"; then
+    record "$preset" "FAILED to build" $((SECONDS - start))
+    return
   fi
-  [[ "$preset" != windows-* ]] || make_wine_prefix "build/wine-$preset"
-  ctest --preset "$preset" -j "$jobs"
-done
+  if ! bash tools/check_library.sh "$lib" "$tools"; then
+    record "$preset" "FAILED the library check" $((SECONDS - start))
+    return
+  fi
+  local ok=1
+  case "$preset" in
+    linux-arm64)
+      how="qemu-aarch64"
+      ctest --preset "$preset" -j "$jobs" || ok=0
+      ;;
+    linux-x86)
+      # The qemu path runs on every machine, so that it stays alive where
+      # native execution would hide it.
+      if [ "$ZTK_RUN_LINUX_X86" = native ]; then
+        how="native + qemu-i386"
+        ZTK_LINUX_X86_VIA=native ctest --preset "$preset" -j "$jobs" || ok=0
+      else
+        how="qemu-i386"
+      fi
+      ZTK_LINUX_X86_VIA=qemu ctest --preset "$preset" -j "$jobs" || ok=0
+      ;;
+    windows-x64)
+      if [ "$ZTK_RUN_WINDOWS_X64" = none ]; then
+        record "$preset" "NOT RUN: $ZTK_WHY_WINDOWS_X64" $((SECONDS - start))
+        return
+      fi
+      how="wine64"
+      make_wine_prefix "build/wine-$preset" "$ZTK_WINE64"
+      ctest --preset "$preset" -j "$jobs" || ok=0
+      ;;
+    windows-x86)
+      case "$ZTK_RUN_WINDOWS_X86" in
+        none)
+          record "$preset" "NOT RUN: $ZTK_WHY_WINDOWS_X86" $((SECONDS - start))
+          return
+          ;;
+        binfmt)
+          if ! ztk_binfmt_register; then
+            record "$preset" "NOT RUN: qemu-i386 could not be registered with binfmt_misc" $((SECONDS - start))
+            return
+          fi
+          how="wine, 32-bit loader under qemu-i386"
+          ;;
+        native) how="wine" ;;
+      esac
+      make_wine_prefix "build/wine-$preset" wine
+      ctest --preset "$preset" -j "$jobs" || ok=0
+      ztk_binfmt_undo
+      ;;
+  esac
+  if [ $ok = 1 ]; then
+    record "$preset" "passed ($how)" $((SECONDS - start))
+  else
+    record "$preset" "FAILED ($how)" $((SECONDS - start))
+  fi
+}
 
-echo "== package"
-bash tools/package.sh
+wanted() { [ $# -eq 0 ] || [[ " $* " == *" $step "* ]]; }
+step=dev; wanted "$@" && native_suite dev
+step=asan-ubsan; wanted "$@" && native_suite asan-ubsan
+step=library
+if wanted "$@"; then
+  start=$SECONDS
+  if build dev >/dev/null && bash tools/check_library.sh build/dev/ZTKStrings.so ""; then
+    record library "passed (Linux x86-64 exports and needs)" $((SECONDS - start))
+  else
+    record library "FAILED (Linux x86-64 exports and needs)" $((SECONDS - start))
+  fi
+fi
+for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:x86_64-w64-mingw32- \
+           windows-x86:i686-w64-mingw32-; do
+  step=${row%%:*}
+  wanted "$@" && cross_suite "$step" "${row#*:}"
+done
+step=package
+if wanted "$@"; then
+  echo "== package"
+  start=$SECONDS
+  if bash tools/package.sh; then
+    record package "passed" $((SECONDS - start))
+  else
+    record package "FAILED" $((SECONDS - start))
+  fi
+fi
+
+echo "== results"
+printf '   %s\n' "${results[@]}"
+summary=$(printf '%s; ' "${results[@]}" | sed -E 's/ +/ /g; s/; $//')
+echo "summary: $summary"
+echo "suites: $passed passed, $failed failed, $skipped skipped"
+[ "$failed" = 0 ]

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Runs one test program of a cross-built platform on this machine, the way
+# tools/runners.sh chooses (the cross presets name this script as their
+# emulator). usage: run_on.sh PLATFORM PROGRAM [ARGS...]
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=tools/runners.sh
+. "$here/runners.sh"
+platform=$1
+shift
+[ -n "${ZTK_RUN_LINUX_X86:-}" ] || ztk_choose_runners
+
+case "$platform" in
+  linux-arm64) exec qemu-aarch64 -L /usr/aarch64-linux-gnu "$@" ;;
+  linux-x86)
+    case "${ZTK_LINUX_X86_VIA:-$ZTK_RUN_LINUX_X86}" in
+      native) exec "$ZTK_I686_SYSROOT/lib/ld-linux.so.2" --library-path "$ZTK_I686_SYSROOT/lib" "$@" ;;
+      *) exec qemu-i386 -L "$ZTK_I686_SYSROOT" "$@" ;;
+    esac
+    ;;
+  windows-x64) exec "$ZTK_WINE64" "$@" ;;
+  windows-x86) exec wine "$@" ;;
+esac
+echo "run_on.sh: unknown platform $platform" >&2
+exit 2
