@@ -80,6 +80,12 @@ bool PluginLibrary::fail_allocation(int64_t nth) {
   return true;
 }
 
+int PluginLibrary::limit_level(int level) {
+  using LimitFn = int (*)(int);
+  auto hook = reinterpret_cast<LimitFn>(symbol(handle_, "ZTKTestingLimitLevel"));
+  return hook != nullptr ? hook(level) : -1;
+}
+
 int64_t PluginLibrary::allocation_count() {
   using CountFn = int64_t (*)();
   auto count = reinterpret_cast<CountFn>(symbol(handle_, "ZTKTestingAllocationCount"));

@@ -23,6 +23,9 @@ class PluginLibrary {
   bool fail_allocation(int64_t nth);
   // Test builds only: the number of allocations the plugin has attempted.
   int64_t allocation_count();
+  // Test build only: caps the plugin's vector kernels at `level` (0 plain to
+  // 3 AVX-512); answers the level in force, or -1 without the hook.
+  int limit_level(int level);
   // Whether the library exports `symbol`.
   bool exports(const std::string &symbol) const;
 

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "convert.h"
+#include "guard_memory.h"
 #include "invoke.h"
 
 namespace subhost {
@@ -44,16 +45,35 @@ bool Host::check(REALobject o, const char *service) {
   return false;
 }
 
-// Storage: a leading byte that is not text, the bytes, then four zero bytes,
-// and nothing more, so that a read past the end is caught by the sanitizers.
+unsigned char *Host::alloc_block(size_t n, bool padded) {
+  if (settings.guard) return static_cast<unsigned char *>(guard::alloc(n));
+  const size_t pad = padded ? 4 : 0;
+  auto *p = static_cast<unsigned char *>(std::malloc(n + pad > 0 ? n + pad : 1));
+  if (p == nullptr) return nullptr;
+  std::memset(p, 0, n);
+  std::memset(p + n, settings.padding, pad);
+  return p;
+}
+
+void Host::free_block(void *p) {
+  if (guard::owns(p)) {
+    guard::release(p);
+  } else {
+    std::free(p);
+  }
+}
+
+// Storage: a leading byte that is not text, the bytes, then four padding bytes
+// (none in guard mode), and nothing more, so that a read past the end is
+// caught by the sanitizers or the guard page.
 REALstring Host::new_string(const void *bytes, size_t n, uint32_t encoding) {
-  auto *storage = static_cast<unsigned char *>(std::calloc(n + 5, 1));
+  unsigned char *storage = alloc_block(n + 1);
   if (storage == nullptr) return nullptr;  // the host is out of memory
   auto *s = new REALstringStruct{};
   s->refCount = 1;
   s->storage = storage;
   if (n > 0) std::memcpy(s->storage + 1, bytes, n);
-  s->allocLength = static_cast<int32_t>(n + 5);
+  s->allocLength = static_cast<int32_t>(settings.guard ? n + 1 : n + 5);
   s->length = static_cast<int32_t>(n);
   s->encoding = encoding;
   strings_.insert(s);
@@ -64,7 +84,7 @@ void Host::unref(REALstring s) {
   if (s == nullptr || !check(s, "REALUnlockString")) return;
   if (--s->refCount == 0) {
     strings_.erase(s);
-    std::free(s->storage);
+    free_block(s->storage);
     delete s;
   }
 }
@@ -74,7 +94,7 @@ void Host::unref(REALobject o) {
   if (--o->refCount == 0) {
     objects_.erase(o);
     unref(o->message);
-    std::free(o->data);
+    free_block(o->data);
     delete o;
   }
 }
@@ -93,7 +113,7 @@ void Host::release(REALstring s) { unref(s); }
 REALobject Host::make_memoryblock(std::string_view bytes) {
   REALobject o = new_object(REALobjectStruct::Kind::MemoryBlock, "MemoryBlock");
   o->size = static_cast<int64_t>(bytes.size());
-  o->data = static_cast<uint8_t *>(std::calloc(bytes.size() > 0 ? bytes.size() : 1, 1));
+  o->data = alloc_block(bytes.size(), false);
   if (!bytes.empty()) std::memcpy(o->data, bytes.data(), bytes.size());
   return o;
 }
@@ -122,7 +142,7 @@ RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *r
   if (s == nullptr || record == nullptr || !H().check(s, "PluginGetStringData")) return 0;
   std::string bytes = Host::bytes(s);
   if (encoding != enc::kNone && encoding != s->encoding) bytes = convert(bytes, s->encoding, encoding);
-  auto *copy = static_cast<char *>(std::calloc(bytes.size() + 4, 1));
+  unsigned char *copy = H().alloc_block(bytes.size());
   if (copy == nullptr) return 0;
   if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
   *record = REALstringData{copy, bytes.size(), encoding, nullptr, 0};
@@ -135,7 +155,7 @@ void PluginDisposeStringData(REALstringData *record) {
   if (record == nullptr || record->data == nullptr) return;
   // A record the plugin filled itself (its fallback copy) is freed all the same.
   if (H().ledger.stringData.erase(record->data) != 0) --H().ledger.outstandingStringData;
-  std::free(const_cast<void *>(record->data));
+  Host::free_block(const_cast<void *>(record->data));
   record->data = nullptr;
 }
 
@@ -224,7 +244,7 @@ void RuntimeRaiseException(REALobject o) {
 
 REALmemoryBlock newMemoryBlock(int size) {
   if (H().fail("newMemoryBlock") || size < 0) return nullptr;
-  auto *data = static_cast<uint8_t *>(std::calloc(size > 0 ? static_cast<size_t>(size) : 1, 1));
+  uint8_t *data = H().alloc_block(static_cast<size_t>(size), false);
   if (data == nullptr) return nullptr;
   REALobject o = H().new_object(REALobjectStruct::Kind::MemoryBlock, "MemoryBlock");
   o->size = size;

@@ -34,6 +34,12 @@ struct Settings {
   std::optional<double> version = 2024.0;  // nullopt: "REALGetRBVersion" withheld
   bool inRuntime = false;
   std::set<std::string> withheld;  // names the resolver does not answer
+  // Guard mode: every string's storage, string data record, converted string
+  // and memoryblock ends on the last byte of a page followed by an unreadable
+  // page, with no zero bytes after the text.
+  bool guard = false;
+  // Outside guard mode: the value of the four bytes after every text.
+  unsigned char padding = 0;
 };
 
 // Failure injection for the host's allocating services.
@@ -102,6 +108,11 @@ class Host {
   void unref(REALobject o);
   bool check(REALstring s, const char *service);
   bool check(REALobject o, const char *service);
+  // Memory for n bytes: then four padding bytes when `padded` (texts), or in
+  // guard mode n bytes right before a guard page. Zero-filled; null when out
+  // of memory.
+  unsigned char *alloc_block(size_t n, bool padded = true);
+  static void free_block(void *p);
 
  private:
   std::set<REALstring> strings_;

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "frame/cpu.h"
 #include "frame/rb_types.h"
 
 namespace {
@@ -30,6 +31,11 @@ void *alloc_zeroed(uint64_t n) {
   return std::calloc(1, static_cast<size_t>(n));
 }
 
+void *alloc(uint64_t n) {
+  if (!size_ok(n) || injected_failure()) return nullptr;
+  return std::malloc(static_cast<size_t>(n));
+}
+
 void *resize(void *p, uint64_t n) {
   if (!size_ok(n) || injected_failure()) return nullptr;
   return std::realloc(p, static_cast<size_t>(n));
@@ -49,4 +55,10 @@ ZTK_TEST_EXPORT void ZTKTestingFailAllocation(int64_t nth) {
   gFailAt = nth;
 }
 ZTK_TEST_EXPORT int64_t ZTKTestingAllocationCount() { return gCount; }
+// Caps the vector kernels at a level (0 plain .. 3 AVX-512) and answers the
+// level in force, so that tests run every method at every level the CPU has.
+ZTK_TEST_EXPORT int ZTKTestingLimitLevel(int level) {
+  ztk::cpu::limit(static_cast<ztk::cpu::Level>(level));
+  return ztk::cpu::active();
+}
 #endif

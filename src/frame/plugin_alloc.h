@@ -1,6 +1,6 @@
 // The plugin's one heap allocator. Every block the plugin allocates for itself
 // comes from here, so that a test build can make any chosen allocation fail.
-// Blocks are zero-filled and released with ztk::mem::release (which is the C
+// Blocks are released with ztk::mem::release (which is the C
 // library's free, so a host that lacks its disposal service can still hand
 // the plugin's copies to free()).
 #pragma once
@@ -18,7 +18,10 @@ constexpr bool size_ok(uint64_t n) { return n >= 1 && n <= kMaxBlock; }
 // A zero-filled block of n bytes, or null when n is out of range or the
 // allocation fails.
 void *alloc_zeroed(uint64_t n);
-// Resizes a block from alloc_zeroed (null on failure; the old block stays).
+// A block of n bytes left as the C library gives it, for what is about to be
+// overwritten whole; null as for alloc_zeroed.
+void *alloc(uint64_t n);
+// Resizes a block from alloc_zeroed or alloc (null on failure; the old block stays).
 void *resize(void *p, uint64_t n);
 void release(void *p);
 

@@ -15,6 +15,9 @@ const uint32_t EmptyBufferUInt32[4] = {};
 const void *const kEmpty8 = reinterpret_cast<const uint8_t *>(EmptyBufferUInt16) + 8;
 
 bool fits_31(uint64_t n) { return n < (uint64_t{1} << 31); }
+// A text length that can be held, with room for four more bytes, in 31 bits;
+// written so that no reported length (up to 2^64 - 1) can wrap the test.
+bool holdable(uint64_t bytes) { return bytes < (uint64_t{1} << 31) - 4; }
 }  // namespace
 
 rbText::rbText(REALstringStruct *s) {
@@ -82,21 +85,20 @@ void rbText::reset() {
   failed_ = false;
 }
 
-// Makes sure the form's text is followed by a zero unit (and, for UTF-16,
-// starts on a 2-byte boundary: a host string's text begins one byte into its
-// storage). False when the copy could not be made; the form is then empty.
-bool rbText::terminate(Form f, size_t unitSize) {
-  const auto *text = static_cast<const uint8_t *>(texts_[f]);
-  const size_t n = static_cast<size_t>(lengths_[f]) * unitSize;
-  uint16_t end = 0;
-  std::memcpy(&end, text + n, unitSize);
-  const bool aligned = unitSize == 1 || reinterpret_cast<uintptr_t>(text) % alignof(uint16_t) == 0;
-  if (end == 0 && aligned) return true;
-  void *copy = fits_31(uint64_t{n} + 4) ? ztk::mem::alloc_zeroed(n + 4) : nullptr;
+// A UTF-16 text that starts on an odd address (a host string's text begins
+// one byte into its storage) is copied to a buffer of its own so that it can
+// be read as 16-bit units. Nothing past the text is ever read: every user of a
+// form is bounded by its length, so no terminator is needed. False when the
+// copy could not be made; the form is then empty.
+bool rbText::align_utf16() {
+  const auto *text = static_cast<const uint8_t *>(texts_[kUTF16]);
+  if (reinterpret_cast<uintptr_t>(text) % alignof(uint16_t) == 0 || lengths_[kUTF16] == 0) return true;
+  const size_t n = static_cast<size_t>(lengths_[kUTF16]) * 2;
+  void *copy = ztk::mem::alloc(n);
   if (copy == nullptr) return false;
-  if (n > 0) std::memcpy(copy, text, n);
-  buffers_[f] = copy;
-  texts_[f] = copy;
+  std::memcpy(copy, text, n);
+  buffers_[kUTF16] = copy;
+  texts_[kUTF16] = copy;
   return true;
 }
 
@@ -108,7 +110,7 @@ void rbText::convert_8bit(Form f, uint32_t encoding) {
   if (rbversion >= 2012.0) {
     if (REALGetStringData(source_, wanted, &records_[f])) {
       owned_[f] = true;
-      if (records_[f].data != nullptr && fits_31(uint64_t{records_[f].length} + 4)) {
+      if (records_[f].data != nullptr && holdable(records_[f].length)) {
         texts_[f] = records_[f].data;
         lengths_[f] = static_cast<int32_t>(records_[f].length);
       } else {
@@ -129,10 +131,6 @@ void rbText::convert_8bit(Form f, uint32_t encoding) {
     } else {
       failed_ = true;
     }
-  }
-  if (!isASCII_ && !terminate(f, 1)) {
-    lengths_[f] = 0;
-    texts_[f] = kEmpty8;
   }
 }
 
@@ -169,7 +167,7 @@ void rbText::ConvertUTF16() {
       return;
     }
     owned_[kUTF16] = true;
-    if (record.data == nullptr || !fits_31(uint64_t{record.length} + 4)) {
+    if (record.data == nullptr || !holdable(record.length)) {
       failed_ = true;
       return;
     }
@@ -185,7 +183,7 @@ void rbText::ConvertUTF16() {
     texts_[kUTF16] = c->storage + 1;
     lengths_[kUTF16] = c->length > 0 ? c->length / 2 : 0;
   }
-  if (!terminate(kUTF16, 2)) {
+  if (!align_utf16()) {
     texts_[kUTF16] = EmptyBufferUInt16;
     lengths_[kUTF16] = 0;
     return;

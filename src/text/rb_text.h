@@ -46,7 +46,7 @@ class rbText {
   const uint8_t *bytes(Form f) const { return static_cast<const uint8_t *>(texts_[f]); }
   void reset();
   void convert_8bit(Form f, uint32_t encoding);
-  bool terminate(Form f, size_t unitSize);
+  bool align_utf16();
 
   void adopt(REALstring s);  // takes `s` as the source, locked when the host can
 

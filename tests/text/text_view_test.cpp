@@ -83,3 +83,20 @@ TEST_F(TextViewThresholds, WithoutStringDataTheFallbackCopies) {
   start(s);
   EXPECT_TRUE(call("EncodingToHexZTK", {S("a")}).null) << "no LenB, no bytes";
 }
+
+// The view reads no byte past a form's text, so it makes no copy to add a
+// terminator when the host's bytes are followed by something other than zero:
+// with the plugin's first allocation failing, both texts still compare.
+TEST_P(TextView, TextsNotFollowedByZeroAreUsedWithoutACopy) {
+  subhost::Settings s = default_settings();
+  s.padding = 0xAA;
+  start(s);
+  for (int fail : {0, 1, 2}) {
+    SCOPED_TRACE(fail);
+    plugin->fail_allocation(fail);
+    EXPECT_EQ(call("StrCompCharactersZTK", {S("abd", enc::kUTF8), S("abc", enc::kASCII)}).integer, 1);
+    plugin->fail_allocation(fail);
+    EXPECT_EQ(call("StrCompCharactersZTK", {S("abc", enc::kASCII), S("abd", enc::kUTF8)}).integer, -1);
+  }
+  plugin->fail_allocation(0);
+}
