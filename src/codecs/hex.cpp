@@ -1,5 +1,8 @@
 #include "codecs/hex.h"
 
+#include "frame/cpu.h"
+#include "frame/simd.h"
+
 #include "frame/plugin_alloc.h"
 #include "frame/registry.h"
 #include "frame/string_access.h"
@@ -8,15 +11,182 @@
 #include "text/rb_text.h"
 
 namespace ztk::hex {
+namespace {
+
+void encode_plain(ByteView in, size_t from, char *out) {
+  for (size_t i = from; i < in.size; ++i) ascii::put_hex(out + 2 * i, in[i]);
+}
+
+// Every hex digit d becomes its ASCII byte: '0' + d, plus 7 from 10 on.
+void decode_plain(ByteView digits, size_t from, uint8_t *out) {
+  for (size_t i = from; i + 1 < digits.size; i += 2) {
+    out[i / 2] = static_cast<uint8_t>(ascii::hex_value(digits[i]) << 4 | ascii::hex_value(digits[i + 1]));
+  }
+}
+
+#if ZTK_X86
+// The digit bytes of 16 nibbles: '0' + n, and 7 more where n > 9.
+inline __m128i digits_of(__m128i n) {
+  const __m128i letters = _mm_and_si128(_mm_cmpgt_epi8(n, _mm_set1_epi8(9)), _mm_set1_epi8(7));
+  return _mm_add_epi8(_mm_add_epi8(n, _mm_set1_epi8('0')), letters);
+}
+
+size_t encode_sse2(ByteView in, char *out) {
+  const __m128i low4 = _mm_set1_epi8(0x0F);
+  size_t i = 0;
+  for (; i + 16 <= in.size; i += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + i));
+    const __m128i hi = digits_of(_mm_and_si128(_mm_srli_epi16(v, 4), low4));
+    const __m128i lo = digits_of(_mm_and_si128(v, low4));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 2 * i), _mm_unpacklo_epi8(hi, lo));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 2 * i + 16), _mm_unpackhi_epi8(hi, lo));
+  }
+  return i;
+}
+
+// The values of 16 hex digit bytes; any other byte is 0.
+inline __m128i values_of(__m128i v) {
+  const __m128i d = _mm_sub_epi8(v, _mm_set1_epi8('0'));
+  const __m128i isDigit = _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8(9)), d);
+  const __m128i l = _mm_sub_epi8(_mm_or_si128(v, _mm_set1_epi8(0x20)), _mm_set1_epi8('a'));
+  const __m128i isLetter = _mm_cmpeq_epi8(_mm_min_epu8(l, _mm_set1_epi8(5)), l);
+  return _mm_or_si128(_mm_and_si128(isDigit, d), _mm_and_si128(isLetter, _mm_add_epi8(l, _mm_set1_epi8(10))));
+}
+
+// Pairs of values (high nibble first) as 16-bit lanes holding one byte each.
+inline __m128i pairs_of(__m128i values) {
+  return _mm_or_si128(_mm_and_si128(_mm_slli_epi16(values, 4), _mm_set1_epi16(0xF0)), _mm_srli_epi16(values, 8));
+}
+
+size_t decode_sse2(ByteView digits, uint8_t *out) {
+  size_t i = 0;
+  for (; i + 32 <= digits.size; i += 32) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(digits.data + i));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(digits.data + i + 16));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i / 2),
+                     _mm_packus_epi16(pairs_of(values_of(a)), pairs_of(values_of(b))));
+  }
+  return i;
+}
+
+#if ZTK_WIDE_VECTORS
+ZTK_AVX2 inline __m256i digits_of(__m256i n) {
+  const __m256i letters = _mm256_and_si256(_mm256_cmpgt_epi8(n, _mm256_set1_epi8(9)), _mm256_set1_epi8(7));
+  return _mm256_add_epi8(_mm256_add_epi8(n, _mm256_set1_epi8('0')), letters);
+}
+
+ZTK_AVX2 size_t encode_avx2(ByteView in, char *out) {
+  const __m256i low4 = _mm256_set1_epi8(0x0F);
+  size_t i = 0;
+  for (; i + 32 <= in.size; i += 32) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in.data + i));
+    const __m256i hi = digits_of(_mm256_and_si256(_mm256_srli_epi16(v, 4), low4));
+    const __m256i lo = digits_of(_mm256_and_si256(v, low4));
+    // Unpacking works within 128-bit lanes: put the lanes back in order.
+    const __m256i first = _mm256_unpacklo_epi8(hi, lo), second = _mm256_unpackhi_epi8(hi, lo);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + 2 * i), _mm256_permute2x128_si256(first, second, 0x20));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + 2 * i + 32),
+                        _mm256_permute2x128_si256(first, second, 0x31));
+  }
+  return i;
+}
+
+ZTK_AVX2 inline __m256i values_of(__m256i v) {
+  const __m256i d = _mm256_sub_epi8(v, _mm256_set1_epi8('0'));
+  const __m256i isDigit = _mm256_cmpeq_epi8(_mm256_min_epu8(d, _mm256_set1_epi8(9)), d);
+  const __m256i l = _mm256_sub_epi8(_mm256_or_si256(v, _mm256_set1_epi8(0x20)), _mm256_set1_epi8('a'));
+  const __m256i isLetter = _mm256_cmpeq_epi8(_mm256_min_epu8(l, _mm256_set1_epi8(5)), l);
+  return _mm256_or_si256(_mm256_and_si256(isDigit, d),
+                         _mm256_and_si256(isLetter, _mm256_add_epi8(l, _mm256_set1_epi8(10))));
+}
+
+ZTK_AVX2 inline __m256i pairs_of(__m256i values) {
+  return _mm256_or_si256(_mm256_and_si256(_mm256_slli_epi16(values, 4), _mm256_set1_epi16(0xF0)),
+                         _mm256_srli_epi16(values, 8));
+}
+
+ZTK_AVX2 size_t decode_avx2(ByteView digits, uint8_t *out) {
+  size_t i = 0;
+  for (; i + 64 <= digits.size; i += 64) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(digits.data + i));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(digits.data + i + 32));
+    const __m256i packed = _mm256_packus_epi16(pairs_of(values_of(a)), pairs_of(values_of(b)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + i / 2), _mm256_permute4x64_epi64(packed, 0xD8));
+  }
+  return i;
+}
+
+ZTK_AVX512 size_t encode_avx512(ByteView in, char *out) {
+  const __m512i low4 = _mm512_set1_epi8(0x0F), nine = _mm512_set1_epi8(9);
+  const __m512i zero = _mm512_set1_epi8('0'), seven = _mm512_set1_epi8(7);
+  const __m512i firstHalf = _mm512_set_epi64(11, 10, 3, 2, 9, 8, 1, 0);
+  const __m512i secondHalf = _mm512_set_epi64(15, 14, 7, 6, 13, 12, 5, 4);
+  size_t i = 0;
+  for (; i + 64 <= in.size; i += 64) {
+    const __m512i v = _mm512_loadu_si512(in.data + i);
+    const __m512i hn = _mm512_and_si512(_mm512_srli_epi16(v, 4), low4), ln = _mm512_and_si512(v, low4);
+    const __m512i hi = _mm512_mask_add_epi8(_mm512_add_epi8(hn, zero), _mm512_cmpgt_epu8_mask(hn, nine),
+                                            _mm512_add_epi8(hn, zero), seven);
+    const __m512i lo = _mm512_mask_add_epi8(_mm512_add_epi8(ln, zero), _mm512_cmpgt_epu8_mask(ln, nine),
+                                            _mm512_add_epi8(ln, zero), seven);
+    const __m512i a = _mm512_unpacklo_epi8(hi, lo), b = _mm512_unpackhi_epi8(hi, lo);
+    _mm512_storeu_si512(out + 2 * i, _mm512_permutex2var_epi64(a, firstHalf, b));
+    _mm512_storeu_si512(out + 2 * i + 64, _mm512_permutex2var_epi64(a, secondHalf, b));
+  }
+  return i;
+}
+
+ZTK_AVX512 size_t decode_avx512(ByteView digits, uint8_t *out) {
+  const __m512i nine = _mm512_set1_epi8(9), five = _mm512_set1_epi8(5);
+  size_t i = 0;
+  for (; i + 64 <= digits.size; i += 64) {
+    const __m512i v = _mm512_loadu_si512(digits.data + i);
+    const __m512i d = _mm512_sub_epi8(v, _mm512_set1_epi8('0'));
+    const __m512i l = _mm512_sub_epi8(_mm512_or_si512(v, _mm512_set1_epi8(0x20)), _mm512_set1_epi8('a'));
+    __m512i values = _mm512_maskz_mov_epi8(_mm512_cmple_epu8_mask(d, nine), d);
+    values = _mm512_mask_add_epi8(values, _mm512_cmple_epu8_mask(l, five), l, _mm512_set1_epi8(10));
+    const __m512i pairs = _mm512_or_si512(_mm512_and_si512(_mm512_slli_epi16(values, 4), _mm512_set1_epi16(0xF0)),
+                                          _mm512_srli_epi16(values, 8));
+    _mm512_mask_cvtepi16_storeu_epi8(out + i / 2, 0xFFFFFFFF, pairs);
+  }
+  return i;
+}
+#endif  // ZTK_WIDE_VECTORS
+#endif  // ZTK_X86
+
+}  // namespace
+
+void encode_reference(ByteView in, char *out) { encode_plain(in, 0, out); }
+void decode_reference(ByteView digits, uint8_t *out) { decode_plain(digits, 0, out); }
 
 void encode(ByteView in, char *out) {
-  for (size_t i = 0; i < in.size; ++i) out = ascii::put_hex(out, in[i]);
+  size_t done = 0;
+  switch (cpu::active()) {
+#if ZTK_X86
+#if ZTK_WIDE_VECTORS
+    case cpu::kAVX512: done = encode_avx512(in, out); break;
+    case cpu::kAVX2: done = encode_avx2(in, out); break;
+#endif
+    case cpu::kSSE2: done = encode_sse2(in, out); break;
+#endif
+    default: break;
+  }
+  encode_plain(in, done, out);
 }
 
 void decode(ByteView digits, uint8_t *out) {
-  for (size_t i = 0; i + 1 < digits.size; i += 2) {
-    *out++ = static_cast<uint8_t>(ascii::hex_value(digits[i]) << 4 | ascii::hex_value(digits[i + 1]));
+  size_t done = 0;
+  switch (cpu::active()) {
+#if ZTK_X86
+#if ZTK_WIDE_VECTORS
+    case cpu::kAVX512: done = decode_avx512(digits, out); break;
+    case cpu::kAVX2: done = decode_avx2(digits, out); break;
+#endif
+    case cpu::kSSE2: done = decode_sse2(digits, out); break;
+#endif
+    default: break;
   }
+  decode_plain(digits, done, out);
 }
 
 }  // namespace ztk::hex
@@ -27,7 +197,7 @@ REALstring EncodingToHex(REALstring s) {
   ztk::ReadString(in, s);
   const uint64_t size = 2 * uint64_t(in.view().size);
   if (in.view().empty() || !ztk::mem::size_ok(size)) return nullptr;
-  char *out = static_cast<char *>(ztk::mem::alloc_zeroed(size));
+  char *out = static_cast<char *>(ztk::mem::alloc(size));
   if (out == nullptr) return nullptr;
   ztk::hex::encode(in.view(), out);
   REALstring result = ztk::BuildString(out, static_cast<int64_t>(size), enc::kASCII);
@@ -41,7 +211,7 @@ REALstring DecodingToHex(REALstring s) {
   const ztk::ByteView digits = text.ascii();
   if (digits.size < 2) return nullptr;
   const size_t size = digits.size / 2;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(size));
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(size));
   if (out == nullptr) return nullptr;
   ztk::hex::decode(digits, out);
   REALstring result = ztk::BuildRawBytes({out, size});

@@ -3,6 +3,7 @@
 #include <random>
 
 #include "host_test.h"
+#include "kernel_levels.h"
 
 using namespace ztk_test;
 
@@ -83,4 +84,31 @@ TEST(HexKernel, EveryByteRoundTrips) {
   ztk::hex::decode({reinterpret_cast<const uint8_t *>(digits), 512}, back);
   EXPECT_EQ(0, memcmp(all, back, 256));
   EXPECT_EQ(std::string(digits + 2 * 0xAB, 2), "AB");
+}
+
+// Every vector level against the one-byte-at-a-time codec, on every length
+// from 0 to 300, inputs ending right before an unreadable page.
+TEST(HexKernels, EveryLevelEqualsThePlainCodec) {
+  std::mt19937 rng(7);
+  const std::string hexAlphabet = "0123456789abcdefABCDEF";
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n = 0; n <= 300; ++n) {
+      SCOPED_TRACE(n);
+      const GuardedBytes raw(random_text(rng, n));
+      std::string want(2 * n, '\0'), got(2 * n, '\0');
+      ztk::hex::encode_reference(raw.view(), want.data());
+      ztk::hex::encode(raw.view(), got.data());
+      ASSERT_EQ(got, want);
+
+      // Digits of both cases with every other byte mixed in (they count as 0).
+      for (const std::string &digits : {random_text(rng, n, hexAlphabet), random_text(rng, n),
+                                        random_text(rng, n, "09afAF/:@G`g\x80\xB0\xC6\xE6")}) {
+        const GuardedBytes in(digits);
+        std::string wantBytes(n / 2, '\0'), gotBytes(n / 2, '\0');
+        ztk::hex::decode_reference(in.view(), reinterpret_cast<uint8_t *>(wantBytes.data()));
+        ztk::hex::decode(in.view(), reinterpret_cast<uint8_t *>(gotBytes.data()));
+        ASSERT_EQ(gotBytes, wantBytes);
+      }
+    }
+  });
 }
