@@ -1,5 +1,6 @@
 #include "bench_support.h"
 
+#include <chrono>
 #include <random>
 
 #include "invoke.h"
@@ -14,7 +15,10 @@ std::string random_bytes(size_t n, int alphabet, unsigned seed) {
   return s;
 }
 
-HostCaller::HostCaller() { subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH); }
+HostCaller::HostCaller() {
+  subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH);
+  subhost::Host::get().settings.timeServices = true;
+}
 
 HostCaller::~HostCaller() {
   for (REALstring s : strings_) subhost::Host::get().release(s);
@@ -26,11 +30,29 @@ REALstring HostCaller::string(const std::string &bytes, uint32_t encoding) {
 }
 
 void HostCaller::call(const char *method, const std::vector<subhost::Value> &args) {
+  subhost::Host &host = subhost::Host::get();
   const subhost::MethodInfo *m = subhost::find_method(method, args.size());
-  subhost::Value r = subhost::Host::get().call(m->declaration, args);
-  if (auto s = std::get_if<REALstring>(&r)) subhost::Host::get().release(*s);
-  if (auto o = std::get_if<REALobject>(&r)) subhost::Host::get().release(*o);
+  const int64_t hostBefore = host.ledger.serviceNanos;
+  const auto start = std::chrono::steady_clock::now();
+  subhost::Value r = host.call(m->declaration, args);
+  totalNanos_ += std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start).count();
+  hostNanos_ += host.ledger.serviceNanos - hostBefore;
+  ++calls_;
+  if (auto s = std::get_if<REALstring>(&r)) host.release(*s);
+  if (auto o = std::get_if<REALobject>(&r)) host.release(*o);
   benchmark::DoNotOptimize(r);
+}
+
+void HostCaller::report(benchmark::State &state, int64_t bytesPerCall) {
+  if (calls_ == 0) return;
+  const double plugin = static_cast<double>(totalNanos_ - hostNanos_) / static_cast<double>(calls_);
+  const double through = static_cast<double>(totalNanos_) / static_cast<double>(calls_);
+  state.counters["plugin_ns"] = plugin;
+  state.counters["services_ns"] = through - plugin;
+  if (bytesPerCall > 0) {
+    state.counters["plugin_GB/s"] = static_cast<double>(bytesPerCall) / plugin;
+    state.counters["via_host_GB/s"] = static_cast<double>(bytesPerCall) / through;
+  }
 }
 
 }  // namespace ztk_bench

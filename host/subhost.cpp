@@ -1,5 +1,6 @@
 #include "subhost.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -133,12 +134,34 @@ namespace {
 
 Host &H() { return Host::get(); }
 
+// Adds the time a service takes to the ledger, so that a benchmark can tell
+// the plugin's own time from the host's.
+class ServiceClock {
+ public:
+  ServiceClock() : on_(H().settings.timeServices) {
+    if (on_) start_ = std::chrono::steady_clock::now();
+  }
+  ~ServiceClock() {
+    if (on_) {
+      H().ledger.serviceNanos +=
+          std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start_).count();
+    }
+  }
+  ServiceClock(const ServiceClock &) = delete;
+  ServiceClock &operator=(const ServiceClock &) = delete;
+
+ private:
+  bool on_;
+  std::chrono::steady_clock::time_point start_;
+};
+
 void RegisterPluginVersion(int version) { H().reportedVersion = version; }
 double REALGetRBVersion() { return H().settings.version.value_or(0.0); }
 RBBoolean REALinRuntime() { return H().settings.inRuntime ? 1 : 0; }
 void PluginRegisterMethod(REALmethodDefinition *record) { H().registered.push_back(record); }
 
 RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *record) {
+  const ServiceClock clock;
   if (s == nullptr || record == nullptr || !H().check(s, "PluginGetStringData")) return 0;
   std::string bytes = Host::bytes(s);
   if (encoding != enc::kNone && encoding != s->encoding) bytes = convert(bytes, s->encoding, encoding);
@@ -152,6 +175,7 @@ RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *r
 }
 
 void PluginDisposeStringData(REALstringData *record) {
+  const ServiceClock clock;
   if (record == nullptr || record->data == nullptr) return;
   // A record the plugin filled itself (its fallback copy) is freed all the same.
   if (H().ledger.stringData.erase(record->data) != 0) --H().ledger.outstandingStringData;
@@ -160,11 +184,13 @@ void PluginDisposeStringData(REALstringData *record) {
 }
 
 void *StringGetCString(REALstring s) {
+  const ServiceClock clock;
   if (s == nullptr || !H().check(s, "StringGetCString")) return nullptr;
   return s->storage + 1;
 }
 
 RBInteger LenB(REALstring s) {
+  const ServiceClock clock;
   if (s == nullptr || !H().check(s, "LenB")) return 0;
   return s->length;
 }
@@ -177,20 +203,30 @@ void *REALLoadGlobalMethod(const char *module, const char *declaration) {
 }
 
 void REALLockString(REALstring s) {
+  const ServiceClock clock;
   if (s != nullptr && H().check(s, "REALLockString")) ++s->refCount;
 }
-void REALUnlockString(REALstring s) { H().unref(s); }
+void REALUnlockString(REALstring s) {
+  const ServiceClock clock;
+  H().unref(s);
+}
 void REALLockObject(REALobject o) {
+  const ServiceClock clock;
   if (o != nullptr && H().check(o, "REALLockObject")) ++o->refCount;
 }
-void REALUnlockObject(REALobject o) { H().unref(o); }
+void REALUnlockObject(REALobject o) {
+  const ServiceClock clock;
+  H().unref(o);
+}
 
 uint32_t REALGetStringEncoding(REALstring s) {
+  const ServiceClock clock;
   if (s == nullptr || !H().check(s, "REALGetStringEncoding")) return enc::kNone;
   return s->encoding;
 }
 
 REALstring REALConvertString(REALstring s, uint32_t encoding) {
+  const ServiceClock clock;
   if (H().fail("REALConvertString") || s == nullptr || !H().check(s, "REALConvertString")) return nullptr;
   ++H().ledger.conversions;
   const std::string bytes = convert(Host::bytes(s), s->encoding, encoding);
@@ -198,12 +234,14 @@ REALstring REALConvertString(REALstring s, uint32_t encoding) {
 }
 
 REALstring REALBuildString(const char *bytes, int length) {
+  const ServiceClock clock;
   if (H().fail("REALBuildString") || length < 0 || (bytes == nullptr && length > 0)) return nullptr;
   ++H().ledger.stringsBuilt;
   return H().new_string(bytes, static_cast<size_t>(length), enc::kNone);
 }
 
 void REALSetStringEncoding(REALstring s, uint32_t encoding) {
+  const ServiceClock clock;
   if (s != nullptr && H().check(s, "REALSetStringEncoding")) s->encoding = encoding;
 }
 
@@ -243,6 +281,7 @@ void RuntimeRaiseException(REALobject o) {
 }
 
 REALmemoryBlock newMemoryBlock(int size) {
+  const ServiceClock clock;
   if (H().fail("newMemoryBlock") || size < 0) return nullptr;
   uint8_t *data = H().alloc_block(static_cast<size_t>(size), false);
   if (data == nullptr) return nullptr;
@@ -253,6 +292,7 @@ REALmemoryBlock newMemoryBlock(int size) {
 }
 
 void *memoryBlockGetPtr(REALmemoryBlock m) {
+  const ServiceClock clock;
   if (m == nullptr || !H().check(m, "memoryBlockGetPtr") || m->kind != REALobjectStruct::Kind::MemoryBlock) {
     return nullptr;
   }
@@ -260,6 +300,7 @@ void *memoryBlockGetPtr(REALmemoryBlock m) {
 }
 
 RBInteger memoryBlockGetSize(REALmemoryBlock m) {
+  const ServiceClock clock;
   if (m == nullptr || !H().check(m, "memoryBlockGetSize") || m->kind != REALobjectStruct::Kind::MemoryBlock) return 0;
   return m->size;
 }

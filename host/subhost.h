@@ -40,6 +40,8 @@ struct Settings {
   bool guard = false;
   // Outside guard mode: the value of the four bytes after every text.
   unsigned char padding = 0;
+  // Time spent inside the host's services goes to the ledger (benchmarks).
+  bool timeServices = false;
 };
 
 // Failure injection for the host's allocating services.
@@ -54,6 +56,7 @@ struct Ledger {
   std::set<const void *> stringData;   // the copies behind that count
   int64_t stringsBuilt = 0, conversions = 0;
   std::vector<std::string> errors;     // misuse seen by the host (bad handle, double release)
+  int64_t serviceNanos = 0;            // time inside the services, when Settings::timeServices
 };
 
 class Host {

@@ -2,6 +2,9 @@
 
 #include <cstring>
 
+#include "frame/cpu.h"
+#include "frame/simd.h"
+
 #include "frame/plugin_alloc.h"
 #include "frame/registry.h"
 #include "frame/string_access.h"
@@ -10,36 +13,137 @@
 namespace ztk::bitwise {
 namespace {
 
-uint8_t apply(Op op, uint8_t a, uint8_t b) { return op == Op::And ? a & b : a | b; }
-uint32_t apply(Op op, uint32_t a, uint32_t b) { return op == Op::And ? a & b : a | b; }
+// out[k] = a[k] op b[k] for k < len; XorPosition also XORs in (pos + k) mod 256.
+enum class Kind { And, Or, Xor, XorPosition };
 
-uint32_t load(const uint8_t *p) {
-  uint32_t w;
-  std::memcpy(&w, p, 4);
-  return w;
+uint8_t apply(Kind kind, uint8_t a, uint8_t b, uint8_t position) {
+  switch (kind) {
+    case Kind::And: return a & b;
+    case Kind::Or: return a | b;
+    case Kind::Xor: return a ^ b;
+    case Kind::XorPosition: break;
+  }
+  return static_cast<uint8_t>(a ^ b ^ position);
 }
-void store(uint8_t *p, uint32_t w) { std::memcpy(p, &w, 4); }
+
+void stream_plain(const uint8_t *a, const uint8_t *b, size_t from, size_t len, uint8_t *out, Kind kind,
+                  uint8_t pos) {
+  for (size_t k = from; k < len; ++k) out[k] = apply(kind, a[k], b[k], static_cast<uint8_t>(pos + k));
+}
+
+#if ZTK_X86
+size_t stream_sse2(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind kind, uint8_t pos) {
+  __m128i position = _mm_add_epi8(_mm_set1_epi8(static_cast<char>(pos)),
+                                  _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
+  const __m128i step = _mm_set1_epi8(16);
+  size_t k = 0;
+  for (; k + 16 <= len; k += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + k));
+    const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + k));
+    __m128i r;
+    switch (kind) {
+      case Kind::And: r = _mm_and_si128(x, y); break;
+      case Kind::Or: r = _mm_or_si128(x, y); break;
+      case Kind::Xor: r = _mm_xor_si128(x, y); break;
+      default: r = _mm_xor_si128(_mm_xor_si128(x, y), position); break;
+    }
+    position = _mm_add_epi8(position, step);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out + k), r);
+  }
+  return k;
+}
+
+#if ZTK_WIDE_VECTORS
+ZTK_AVX2 size_t stream_avx2(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind kind,
+                            uint8_t pos) {
+  __m256i position = _mm256_add_epi8(
+      _mm256_set1_epi8(static_cast<char>(pos)),
+      _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24,
+                       25, 26, 27, 28, 29, 30, 31));
+  const __m256i step = _mm256_set1_epi8(32);
+  size_t k = 0;
+  for (; k + 32 <= len; k += 32) {
+    const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(a + k));
+    const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(b + k));
+    __m256i r;
+    switch (kind) {
+      case Kind::And: r = _mm256_and_si256(x, y); break;
+      case Kind::Or: r = _mm256_or_si256(x, y); break;
+      case Kind::Xor: r = _mm256_xor_si256(x, y); break;
+      default: r = _mm256_xor_si256(_mm256_xor_si256(x, y), position); break;
+    }
+    position = _mm256_add_epi8(position, step);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k), r);
+  }
+  return k;
+}
+
+ZTK_AVX512 size_t stream_avx512(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind kind,
+                                uint8_t pos) {
+  alignas(64) uint8_t iota[64];
+  for (int k = 0; k < 64; ++k) iota[k] = static_cast<uint8_t>(k);
+  __m512i position = _mm512_add_epi8(_mm512_set1_epi8(static_cast<char>(pos)), _mm512_load_si512(iota));
+  const __m512i step = _mm512_set1_epi8(64);
+  size_t k = 0;
+  for (; k + 64 <= len; k += 64) {
+    const __m512i x = _mm512_loadu_si512(a + k);
+    const __m512i y = _mm512_loadu_si512(b + k);
+    __m512i r;
+    switch (kind) {
+      case Kind::And: r = _mm512_and_si512(x, y); break;
+      case Kind::Or: r = _mm512_or_si512(x, y); break;
+      case Kind::Xor: r = _mm512_xor_si512(x, y); break;
+      default: r = _mm512_ternarylogic_epi32(x, y, position, 0x96); break;  // x ^ y ^ position
+    }
+    position = _mm512_add_epi8(position, step);
+    _mm512_storeu_si512(out + k, r);
+  }
+  return k;
+}
+#endif  // ZTK_WIDE_VECTORS
+#endif  // ZTK_X86
+
+void stream(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind kind, uint8_t pos) {
+  size_t done = 0;
+  switch (cpu::active()) {
+#if ZTK_X86
+#if ZTK_WIDE_VECTORS
+    case cpu::kAVX512: done = stream_avx512(a, b, len, out, kind, pos); break;
+    case cpu::kAVX2: done = stream_avx2(a, b, len, out, kind, pos); break;
+#endif
+    case cpu::kSSE2: done = stream_sse2(a, b, len, out, kind, pos); break;
+#endif
+    default: break;
+  }
+  stream_plain(a, b, done, len, out, kind, pos);
+}
+
+// The data against the mask repeated from position `start`: the mask is read
+// in runs as long as possible, a short mask first repeated into a period of at
+// least 256 bytes, so that every run but the first and last is vector work.
+void run(ByteView data, ByteView mask, size_t start, Kind kind, uint8_t *out) {
+  constexpr size_t kMinPeriod = 256;
+  uint8_t repeated[2 * kMinPeriod];
+  const uint8_t *period = mask.data;
+  size_t periodSize = mask.size;
+  if (mask.size < kMinPeriod) {
+    periodSize = mask.size * ((kMinPeriod + mask.size - 1) / mask.size);
+    for (size_t j = 0; j < periodSize; ++j) repeated[j] = mask[j % mask.size];
+    period = repeated;
+  }
+  size_t p = start;
+  for (size_t i = 0; i < data.size;) {
+    const size_t len = data.size - i < periodSize - p ? data.size - i : periodSize - p;
+    stream(data.data + i, period + p, len, out + i, kind, static_cast<uint8_t>(i));
+    i += len;
+    p = 0;
+  }
+}
 
 }  // namespace
 
 void combine(ByteView data, ByteView mask, Op op, uint8_t *out) {
-  const size_t n = data.size, m = mask.size;
-  size_t i = 0;
-  if (m == 1 || m == 2 || m == 4) {
-    // The mask repeated into one word, in storage order.
-    uint8_t pattern[4];
-    for (int k = 0; k < 4; ++k) pattern[k] = mask[static_cast<size_t>(k) % m];
-    const uint32_t word = load(pattern);
-    for (; i + 4 <= n; i += 4) store(out + i, apply(op, load(data.data + i), word));
-  } else if (n <= m) {
-    for (; i + 4 <= n; i += 4) store(out + i, apply(op, load(data.data + i), load(mask.data + i)));
-  }
-  // The rest (or everything, for other mask lengths) byte by byte; every
-  // strategy above stops at a multiple of 4, where the mask position is i mod m.
-  for (size_t p = i % m; i < n; ++i) {
-    out[i] = apply(op, data[i], mask[p]);
-    if (++p == m) p = 0;
-  }
+  run(data, mask, 0, op == Op::And ? Kind::And : Kind::Or, out);
 }
 
 size_t start_position(int64_t offset, size_t maskSize) {
@@ -48,6 +152,14 @@ size_t start_position(int64_t offset, size_t maskSize) {
 }
 
 void exclusive_or(ByteView data, ByteView mask, size_t start, bool withPosition, uint8_t *out) {
+  run(data, mask, start, withPosition ? Kind::XorPosition : Kind::Xor, out);
+}
+
+void combine_reference(ByteView data, ByteView mask, Op op, uint8_t *out) {
+  for (size_t i = 0; i < data.size; ++i) out[i] = op == Op::And ? data[i] & mask[i % mask.size] : data[i] | mask[i % mask.size];
+}
+
+void exclusive_or_reference(ByteView data, ByteView mask, size_t start, bool withPosition, uint8_t *out) {
   size_t p = start;
   for (size_t i = 0; i < data.size; ++i) {
     uint8_t b = data[i] ^ mask[p];
@@ -62,7 +174,7 @@ void exclusive_or(ByteView data, ByteView mask, size_t start, bool withPosition,
 namespace {
 
 // Reads data and mask, runs `rule(data, mask, out)` into a scratch block of
-// n + 5 bytes and returns the n result bytes tagged as raw bytes.
+// n bytes and returns them tagged as raw bytes.
 template <class Rule>
 REALstring combine_strings(REALstring data, REALstring mask, Rule rule) {
   if (data == nullptr || mask == nullptr) return nullptr;
@@ -72,7 +184,7 @@ REALstring combine_strings(REALstring data, REALstring mask, Rule rule) {
   const ztk::ByteView bytes = d.view(), maskBytes = m.view();
   // An empty or unreadable mask has nothing to repeat: no result.
   if (bytes.empty() || maskBytes.empty()) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(uint64_t{bytes.size} + 5));
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(bytes.size));
   if (out == nullptr) return nullptr;
   rule(bytes, maskBytes, out);
   REALstring result = ztk::BuildRawBytes({out, bytes.size});

@@ -13,12 +13,15 @@ namespace ztk::bitwise {
 
 enum class Op { And, Or };
 
-// out[i] = data[i] op mask[i mod mask.size], for mask.size >= 1. Works four
-// bytes at a time where the mask allows (1, 2 or 4 bytes, or at least as long
-// as the data); out needs data.size + 3 bytes of room.
+// out[i] = data[i] op mask[i mod mask.size], for mask.size >= 1, at the
+// widest vector level the CPU offers; out has room for data.size bytes.
 void combine(ByteView data, ByteView mask, Op op, uint8_t *out);
 // The mask position the XORs start at: offset modulo mask.size (>= 1).
 size_t start_position(int64_t offset, size_t maskSize);
 void exclusive_or(ByteView data, ByteView mask, size_t start, bool withPosition, uint8_t *out);
+
+// The one-byte-at-a-time rules every level must equal.
+void combine_reference(ByteView data, ByteView mask, Op op, uint8_t *out);
+void exclusive_or_reference(ByteView data, ByteView mask, size_t start, bool withPosition, uint8_t *out);
 
 }  // namespace ztk::bitwise

@@ -4,23 +4,13 @@
 #include <random>
 
 #include "host_test.h"
+#include "kernel_levels.h"
 
 using namespace ztk_test;
 
 ZTK_GENERATION_SUITE(StringANDZTK);
 ZTK_GENERATION_SUITE(StringXORZTK);
 
-namespace {
-// The one-byte rule every strategy must reproduce.
-std::string reference(const std::string &data, const std::string &mask, char op) {
-  std::string out(data.size(), '\0');
-  for (size_t i = 0; i < data.size(); ++i) {
-    const auto a = static_cast<uint8_t>(data[i]), b = static_cast<uint8_t>(mask[i % mask.size()]);
-    out[i] = static_cast<char>(op == '&' ? a & b : a | b);
-  }
-  return out;
-}
-}  // namespace
 
 TEST_P(StringANDZTK, CombinesWithARepeatingMask) {
   Result r = call("StringANDZTK", {S("abc"), S("\xDF", enc::kNone)});
@@ -46,28 +36,36 @@ TEST_P(StringANDZTK, EmptyOrMissingArgumentsGiveEmptyString) {
   EXPECT_TRUE(call("StringANDZTK", {a, a}).null);
 }
 
-TEST(BitwiseKernel, EveryStrategyGivesTheOneByteRule) {
+// Every vector level against the one-byte rules: data of every length to 300
+// and longer, masks shorter and longer than the repeated period and than a
+// vector, every start position class; data and mask end before a guard page.
+TEST(BitwiseKernel, EveryLevelGivesTheOneByteRule) {
   std::mt19937 rng(1);
-  auto random = [&](size_t n) {
-    std::string s(n, '\0');
-    for (char &c : s) c = static_cast<char>(rng());
-    return s;
-  };
-  auto check = [&](const std::string &data, const std::string &mask) {
-    // Exact-size copies, so that a read past either end is caught.
-    std::unique_ptr<uint8_t[]> d(new uint8_t[data.size() + 1]), m(new uint8_t[mask.size()]);
-    std::memcpy(d.get(), data.data(), data.size());
-    std::memcpy(m.get(), mask.data(), mask.size());
-    std::string out(data.size() + 5, '\0');
-    for (auto [op, c] : {std::pair{ztk::bitwise::Op::And, '&'}, std::pair{ztk::bitwise::Op::Or, '|'}}) {
-      ztk::bitwise::combine({d.get(), data.size()}, {m.get(), mask.size()}, op, reinterpret_cast<uint8_t *>(out.data()));
-      ASSERT_EQ(out.substr(0, data.size()), reference(data, mask, c)) << data.size() << "/" << mask.size();
+  const size_t maskSizes[] = {1, 2, 3, 4, 5, 7, 9, 15, 16, 17, 63, 64, 65, 100, 255, 256, 257, 1000};
+  for_each_level([&](ztk::cpu::Level) {
+    auto check = [&](size_t n, size_t m) {
+      const GuardedBytes data(random_text(rng, n)), mask(random_text(rng, m));
+      std::string want(n, '\0'), got(n, '\0');
+      auto *w = reinterpret_cast<uint8_t *>(want.data());
+      auto *g = reinterpret_cast<uint8_t *>(got.data());
+      for (auto op : {ztk::bitwise::Op::And, ztk::bitwise::Op::Or}) {
+        ztk::bitwise::combine_reference(data.view(), mask.view(), op, w);
+        ztk::bitwise::combine(data.view(), mask.view(), op, g);
+        ASSERT_EQ(got, want) << n << "/" << m;
+      }
+      for (size_t start : {size_t{0}, m / 2, m - 1}) {
+        for (bool withPosition : {false, true}) {
+          ztk::bitwise::exclusive_or_reference(data.view(), mask.view(), start, withPosition, w);
+          ztk::bitwise::exclusive_or(data.view(), mask.view(), start, withPosition, g);
+          ASSERT_EQ(got, want) << n << "/" << m << " from " << start << (withPosition ? " XOR2" : " XOR");
+        }
+      }
+    };
+    for (size_t n = 0; n <= 300; ++n) {
+      for (size_t m : maskSizes) check(n, m);
     }
-  };
-  for (size_t n = 0; n <= 64; ++n) {
-    for (size_t m = 1; m <= 9; ++m) check(random(n), random(m));
-  }
-  for (size_t m : {1, 2, 3, 4, 5, 100, 5000, 20000}) check(random(10007), random(m));
+    for (size_t m : {1, 3, 64, 257, 5000}) check(70001, m);
+  });
 }
 
 TEST_P(StringXORZTK, StartsAtTheOffsetAndWraps) {

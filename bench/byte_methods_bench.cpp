@@ -1,0 +1,139 @@
+// The methods that work on bytes as stored, each through the host at about
+// 20 bytes (per-call cost), 1 KiB and 1 MiB, on clean text, on random bytes
+// and on input dense in what the method reacts to. Every row reports the
+// plugin's own time beside the time through the host; run it with
+// --benchmark_repetitions and quote medians.
+#include <functional>
+
+#include "bench_support.h"
+
+using namespace ztk_bench;
+using subhost::Value;
+
+namespace {
+
+// Ordinary English-like text of printable ASCII.
+std::string clean_text(size_t n) {
+  static const char kWords[] =
+      "The quick brown fox jumps over the lazy dog while forty-two wizards quietly box jugs of mixed "
+      "liquor, and every plain sentence of this kind is what most strings in an application look like. ";
+  std::string s;
+  s.reserve(n);
+  while (s.size() < n) s += kWords[s.size() % (sizeof kWords - 1)];
+  return s;
+}
+
+std::string repeat(const std::string &unit, size_t n) {
+  std::string s;
+  while (s.size() < n) s += unit;
+  s.resize(n);
+  return s;
+}
+
+std::string hex_of(const std::string &bytes) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string s;
+  for (unsigned char b : bytes) {
+    s += kDigits[b >> 4];
+    s += kDigits[b & 15];
+  }
+  return s;
+}
+
+struct Row {
+  const char *name;
+  const char *method;
+  // The method's arguments for an input of n bytes of the given kind.
+  std::function<std::vector<Value>(HostCaller &, const std::string &)> args;
+  std::function<std::string(size_t)> dense;  // the adversarial input; null: random bytes
+};
+
+std::vector<Value> one(HostCaller &h, const std::string &s) { return {h.string(s, enc::kNone)}; }
+auto with_int(RBInteger v) {
+  return [v](HostCaller &h, const std::string &s) { return std::vector<Value>{h.string(s, enc::kNone), v}; };
+}
+auto with_string(const std::string &extra) {
+  return [extra](HostCaller &h, const std::string &s) {
+    return std::vector<Value>{h.string(s, enc::kNone), h.string(extra, enc::kNone)};
+  };
+}
+auto with_mask(const std::string &mask) {
+  return [mask](HostCaller &h, const std::string &s) {
+    return std::vector<Value>{h.string(s, enc::kNone), h.string(mask, enc::kNone), RBInteger{3}};
+  };
+}
+
+const std::vector<Row> &rows() {
+  static const std::vector<Row> table = {
+      {"EncodingToHex", "EncodingToHexZTK", one, nullptr},
+      {"DecodingFromHex", "DecodingFromHexZTK",
+       [](HostCaller &h, const std::string &s) { return std::vector<Value>{h.string(hex_of(s), enc::kASCII)}; },
+       nullptr},
+      {"EncodingToURL", "EncodingToURLZTK", with_int(1), nullptr},
+      {"DecodingFromURL", "DecodingFromURLZTK", with_int(1), [](size_t n) { return repeat("%41+", n); }},
+      {"EncodingToQuotedPrintable", "EncodingToQuotedPrintableZTK", one, nullptr},
+      {"DecodingFromQuotedPrintable", "DecodingFromQuotedPrintableZTK", one,
+       [](size_t n) { return repeat("=41=\r\n", n); }},
+      {"DecodingFromMySQL", "DecodingFromMySQLZTK", one, [](size_t n) { return repeat("\\n\\'", n); }},
+      {"yDecodeString", "_yDecodeStringZTK", one, [](size_t n) { return repeat("=J=M\r\n", n); }},
+      {"StringAND", "StringANDZTK", with_string("key!"), nullptr},
+      {"StringOR", "StringORZTK", with_string("mask of 13 b."), nullptr},
+      {"StringXOR", "StringXORZTK", with_mask("secret key"), nullptr},
+      {"StringXOR2", "StringXOR2ZTK", with_mask("secret key"), nullptr},
+      {"ConcatBinaryStrings", "ConcatBinaryStringsZTK", with_string("tail"), nullptr},
+      {"Hexstring", "HexstringZTK",
+       [](HostCaller &h, const std::string &s) {
+         return std::vector<Value>{h.string(s, enc::kNone), RBInteger{2}, RBInteger{16}, h.string(""),
+                                   h.string("\n"), h.string(" "), h.string(".")};
+       },
+       nullptr},
+      {"IsASCIIString", "IsASCIIStringZTK", one, nullptr},
+      {"IsASCIIString_printable", "IsASCIIStringZTK", with_int(2), nullptr},
+      {"ReplaceNonPrintable", "ReplaceNonPrintableCharactersZTK", with_int(46), nullptr},
+      {"StrCompBytes", "StrCompBytesZTK",
+       [](HostCaller &h, const std::string &s) {
+         return std::vector<Value>{h.string(s, enc::kNone), h.string(s, enc::kNone)};
+       },
+       nullptr},
+      {"CountOccurances_byte", "CountOccurancesZTK", with_string("e"), [](size_t n) { return repeat("e", n); }},
+      {"CountOccurances_word", "CountOccurancesZTK", with_string("wizard"),
+       [](size_t n) { return repeat("wizarwizard", n); }},
+      {"StringIsHTMLready", "StringIsHTMLreadyZTK", one, nullptr},
+      {"DetectUnicodeMarkers", "DetectUnicodeMarkersZTK", one, nullptr},
+  };
+  return table;
+}
+
+void run(benchmark::State &state, const Row &row, int kind) {
+  const auto n = static_cast<size_t>(state.range(0));
+  HostCaller host;
+  std::string input = kind == 0 ? clean_text(n) : kind == 1 || !row.dense ? random_bytes(n) : row.dense(n);
+  const std::vector<Value> args = row.args(host, input);
+  for (auto _ : state) host.call(row.method, args);
+  host.report(state, static_cast<int64_t>(n));
+}
+
+void random_bytes_string(benchmark::State &state) {
+  HostCaller host;
+  const std::vector<Value> args{static_cast<RBInteger>(state.range(0)), RBBoolean{0}};
+  for (auto _ : state) host.call("RandomBytesStringZTK", args);
+  host.report(state, state.range(0));
+}
+
+const int kRegistered = [] {
+  const char *kinds[] = {"text", "random", "dense"};
+  for (const Row &row : rows()) {
+    for (int kind = 0; kind < 3; ++kind) {
+      if (kind == 2 && !row.dense) continue;
+      const std::string name = std::string(row.name) + "/" + kinds[kind];
+      benchmark::RegisterBenchmark(name.c_str(), [&row, kind](benchmark::State &s) { run(s, row, kind); })
+          ->Arg(20)
+          ->Arg(1 << 10)
+          ->Arg(1 << 20);
+    }
+  }
+  benchmark::RegisterBenchmark("RandomBytesString", random_bytes_string)->Arg(20)->Arg(1 << 10)->Arg(1 << 20);
+  return 0;
+}();
+
+}  // namespace
