@@ -1,6 +1,10 @@
+#include "binary/byte_checks.h"
+
 #include <cstdlib>
+#include <random>
 
 #include "host_test.h"
+#include "kernel_levels.h"
 
 using namespace ztk_test;
 
@@ -97,4 +101,37 @@ TEST_P(RandomBytesStringZTK, BadLengthsGiveEmptyString) {
   }
   plugin->fail_allocation(1);
   EXPECT_TRUE(call("RandomBytesStringZTK", {I(16), Bool(true)}).null);
+}
+
+// Every vector level against the one-byte rules: clean runs of every length
+// to 300 with one byte of each boundary value planted at each position class
+// (first, inside a block, last), on guarded inputs.
+TEST(ByteCheckKernels, EveryLevelGivesTheOneByteRule) {
+  using ztk::byte_checks::Class;
+  std::mt19937 rng(3);
+  const uint8_t boundaries[] = {0x00, 0x09, 0x1F, 0x20, 0x41, 0x7E, 0x7F, 0x80, 0x9F, 0xFF};
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n = 0; n <= 300; ++n) {
+      std::vector<std::string> inputs{random_text(rng, n, "abc XYZ~!"), random_text(rng, n)};
+      for (uint8_t b : boundaries) {
+        for (size_t at : {size_t{0}, n / 2, n - 1}) {
+          if (n == 0) break;
+          std::string s = random_text(rng, n, "plain text ");
+          s[at] = static_cast<char>(b);
+          inputs.push_back(s);
+        }
+      }
+      for (const std::string &text : inputs) {
+        const GuardedBytes in(text);
+        for (Class c : {Class::Ascii, Class::Printable, Class::NoControl}) {
+          ASSERT_EQ(ztk::byte_checks::all_in_class(in.view(), c), ztk::byte_checks::all_in_class_reference(in.view(), c))
+              << n << " class " << static_cast<int>(c);
+        }
+        std::string want(n, '\0'), got(n, '\0');
+        ztk::byte_checks::replace_non_printable_reference(in.view(), '.', reinterpret_cast<uint8_t *>(want.data()));
+        ztk::byte_checks::replace_non_printable(in.view(), '.', reinterpret_cast<uint8_t *>(got.data()));
+        ASSERT_EQ(got, want);
+      }
+    }
+  });
 }
