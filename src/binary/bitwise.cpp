@@ -32,11 +32,12 @@ void stream_plain(const uint8_t *a, const uint8_t *b, size_t from, size_t len, u
 }
 
 #if ZTK_X86
-size_t stream_sse2(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind kind, uint8_t pos) {
-  __m128i position = _mm_add_epi8(_mm_set1_epi8(static_cast<char>(pos)),
+size_t stream_sse2(const uint8_t *a, const uint8_t *b, size_t from, size_t len, uint8_t *out, Kind kind,
+                   uint8_t pos) {
+  __m128i position = _mm_add_epi8(_mm_set1_epi8(static_cast<char>(pos + from)),
                                   _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
   const __m128i step = _mm_set1_epi8(16);
-  size_t k = 0;
+  size_t k = from;
   for (; k + 16 <= len; k += 16) {
     const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + k));
     const __m128i y = _mm_loadu_si128(reinterpret_cast<const __m128i *>(b + k));
@@ -111,10 +112,13 @@ void stream(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind k
     case cpu::kAVX512: done = stream_avx512(a, b, len, out, kind, pos); break;
     case cpu::kAVX2: done = stream_avx2(a, b, len, out, kind, pos); break;
 #endif
-    case cpu::kSSE2: done = stream_sse2(a, b, len, out, kind, pos); break;
+    case cpu::kSSE2: break;
 #endif
-    default: break;
+    default: return stream_plain(a, b, 0, len, out, kind, pos);
   }
+#if ZTK_X86
+  done = stream_sse2(a, b, done, len, out, kind, pos);
+#endif
   stream_plain(a, b, done, len, out, kind, pos);
 }
 
@@ -126,12 +130,22 @@ void run(ByteView data, ByteView mask, size_t start, Kind kind, uint8_t *out) {
   uint8_t repeated[2 * kMinPeriod];
   const uint8_t *period = mask.data;
   size_t periodSize = mask.size;
+  size_t p = start;
+  if (data.size <= kMinPeriod) {  // repeating the mask would cost more than the work
+    for (size_t i = 0; i < data.size; ++i) {
+      out[i] = apply(kind, data[i], mask[p], static_cast<uint8_t>(i));
+      if (++p == mask.size) p = 0;
+    }
+    return;
+  }
   if (mask.size < kMinPeriod) {
     periodSize = mask.size * ((kMinPeriod + mask.size - 1) / mask.size);
-    for (size_t j = 0; j < periodSize; ++j) repeated[j] = mask[j % mask.size];
+    std::memcpy(repeated, mask.data, mask.size);
+    for (size_t filled = mask.size; filled < periodSize; filled *= 2) {
+      std::memcpy(repeated + filled, repeated, filled < periodSize - filled ? filled : periodSize - filled);
+    }
     period = repeated;
   }
-  size_t p = start;
   for (size_t i = 0; i < data.size;) {
     const size_t len = data.size - i < periodSize - p ? data.size - i : periodSize - p;
     stream(data.data + i, period + p, len, out + i, kind, static_cast<uint8_t>(i));

@@ -49,8 +49,8 @@ inline __m128i pass_mask(__m128i v, Class c) {
 }
 
 // Bytes before the first 16-byte block that holds a failing byte.
-size_t clean_prefix_sse2(ByteView bytes, Class c) {
-  size_t i = 0;
+size_t clean_prefix_sse2(ByteView bytes, size_t from, Class c) {
+  size_t i = from;
   for (; i + 16 <= bytes.size; i += 16) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes.data + i));
     if (_mm_movemask_epi8(pass_mask(v, c)) != 0xFFFF) break;
@@ -58,9 +58,9 @@ size_t clean_prefix_sse2(ByteView bytes, Class c) {
   return i;
 }
 
-size_t replace_sse2(ByteView bytes, uint8_t replacement, uint8_t *out) {
+size_t replace_sse2(ByteView bytes, size_t from, uint8_t replacement, uint8_t *out) {
   const __m128i r = _mm_set1_epi8(static_cast<char>(replacement));
-  size_t i = 0;
+  size_t i = from;
   for (; i + 16 <= bytes.size; i += 16) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes.data + i));
     const __m128i keep = pass_mask(v, Class::Printable);
@@ -141,10 +141,13 @@ bool all_in_class(ByteView bytes, Class c) {
     case cpu::kAVX512: done = clean_prefix_avx512(bytes, c); break;
     case cpu::kAVX2: done = clean_prefix_avx2(bytes, c); break;
 #endif
-    case cpu::kSSE2: done = clean_prefix_sse2(bytes, c); break;
+    case cpu::kSSE2: break;
 #endif
-    default: break;
+    default: return first_failure_plain(bytes, 0, c) == bytes.size;
   }
+#if ZTK_X86
+  done = clean_prefix_sse2(bytes, done, c);
+#endif
   return first_failure_plain(bytes, done, c) == bytes.size;
 }
 
@@ -156,10 +159,13 @@ void replace_non_printable(ByteView bytes, uint8_t replacement, uint8_t *out) {
     case cpu::kAVX512: done = replace_avx512(bytes, replacement, out); break;
     case cpu::kAVX2: done = replace_avx2(bytes, replacement, out); break;
 #endif
-    case cpu::kSSE2: done = replace_sse2(bytes, replacement, out); break;
+    case cpu::kSSE2: break;
 #endif
-    default: break;
+    default: return replace_plain(bytes, 0, replacement, out);
   }
+#if ZTK_X86
+  done = replace_sse2(bytes, done, replacement, out);
+#endif
   replace_plain(bytes, done, replacement, out);
 }
 

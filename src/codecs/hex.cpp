@@ -31,9 +31,9 @@ inline __m128i digits_of(__m128i n) {
   return _mm_add_epi8(_mm_add_epi8(n, _mm_set1_epi8('0')), letters);
 }
 
-size_t encode_sse2(ByteView in, char *out) {
+size_t encode_sse2(ByteView in, size_t from, char *out) {
   const __m128i low4 = _mm_set1_epi8(0x0F);
-  size_t i = 0;
+  size_t i = from;
   for (; i + 16 <= in.size; i += 16) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + i));
     const __m128i hi = digits_of(_mm_and_si128(_mm_srli_epi16(v, 4), low4));
@@ -58,8 +58,8 @@ inline __m128i pairs_of(__m128i values) {
   return _mm_or_si128(_mm_and_si128(_mm_slli_epi16(values, 4), _mm_set1_epi16(0xF0)), _mm_srli_epi16(values, 8));
 }
 
-size_t decode_sse2(ByteView digits, uint8_t *out) {
-  size_t i = 0;
+size_t decode_sse2(ByteView digits, size_t from, uint8_t *out) {
+  size_t i = from;
   for (; i + 32 <= digits.size; i += 32) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(digits.data + i));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(digits.data + i + 16));
@@ -167,10 +167,14 @@ void encode(ByteView in, char *out) {
     case cpu::kAVX512: done = encode_avx512(in, out); break;
     case cpu::kAVX2: done = encode_avx2(in, out); break;
 #endif
-    case cpu::kSSE2: done = encode_sse2(in, out); break;
+    case cpu::kSSE2: break;
 #endif
-    default: break;
+    default: return encode_plain(in, 0, out);
   }
+  // The wider levels leave their last part to 16-byte blocks, then bytes.
+#if ZTK_X86
+  done = encode_sse2(in, done, out);
+#endif
   encode_plain(in, done, out);
 }
 
@@ -182,10 +186,13 @@ void decode(ByteView digits, uint8_t *out) {
     case cpu::kAVX512: done = decode_avx512(digits, out); break;
     case cpu::kAVX2: done = decode_avx2(digits, out); break;
 #endif
-    case cpu::kSSE2: done = decode_sse2(digits, out); break;
+    case cpu::kSSE2: break;
 #endif
-    default: break;
+    default: return decode_plain(digits, 0, out);
   }
+#if ZTK_X86
+  done = decode_sse2(digits, done, out);
+#endif
   decode_plain(digits, done, out);
 }
 
