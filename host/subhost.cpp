@@ -347,7 +347,12 @@ Value Host::call(std::string_view declaration, const std::vector<Value> &args) {
     if (info == nullptr) throw std::invalid_argument("no invoker for " + std::string(declaration));
     if (args.size() != info->params.size()) throw std::invalid_argument("wrong argument count");
     clear_pending();
-    return info->invoke(record->function, args);
+    if (!settings.timeServices) return info->invoke(record->function, args);
+    const auto start = std::chrono::steady_clock::now();
+    Value result = info->invoke(record->function, args);
+    ledger.callNanos +=
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start).count();
+    return result;
   }
   throw std::invalid_argument("not registered: " + std::string(declaration));
 }

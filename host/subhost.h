@@ -57,6 +57,7 @@ struct Ledger {
   int64_t stringsBuilt = 0, conversions = 0;
   std::vector<std::string> errors;     // misuse seen by the host (bad handle, double release)
   int64_t serviceNanos = 0;            // time inside the services, when Settings::timeServices
+  int64_t callNanos = 0;               // time inside the handlers (services included), likewise
 };
 
 class Host {

@@ -1,5 +1,7 @@
 #include "frame/string_build.h"
 
+#include "binary/byte_checks.h"
+
 #include <cstring>
 
 #include "frame/host_api.h"
@@ -8,10 +10,7 @@
 namespace ztk {
 
 uint32_t RawBytesTag(ByteView bytes) {
-  for (size_t i = 0; i < bytes.size; ++i) {
-    if (bytes[i] >= 0x80) return enc::kNone;
-  }
-  return enc::kASCII;
+  return byte_checks::all_in_class(bytes, byte_checks::Class::Ascii) ? enc::kASCII : enc::kNone;
 }
 
 REALstring BuildString(const void *bytes, int64_t n, uint32_t encoding) {
