@@ -30,7 +30,7 @@ class HostCaller {
 
  private:
   std::vector<REALstring> strings_;
-  int64_t calls_ = 0, totalNanos_ = 0, hostNanos_ = 0;
+  int64_t calls_ = 0, totalNanos_ = 0, hostNanos_ = 0, services_ = 0;
 };
 
 }  // namespace ztk_bench

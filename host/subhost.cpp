@@ -143,6 +143,7 @@ class ServiceClock {
   }
   ~ServiceClock() {
     if (on_) {
+      ++H().ledger.timedServices;
       H().ledger.serviceNanos +=
           std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start_).count();
     }

@@ -58,6 +58,7 @@ struct Ledger {
   std::vector<std::string> errors;     // misuse seen by the host (bad handle, double release)
   int64_t serviceNanos = 0;            // time inside the services, when Settings::timeServices
   int64_t callNanos = 0;               // time inside the handlers (services included), likewise
+  int64_t timedServices = 0;           // services timed into serviceNanos (each costs two clock reads)
 };
 
 class Host {
