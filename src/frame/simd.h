@@ -20,3 +20,11 @@
 #define ZTK_X86 0
 #define ZTK_WIDE_VECTORS 0
 #endif
+
+// arm64: NEON is part of the baseline and stands at the 16-byte level.
+#if defined(__aarch64__)
+#define ZTK_NEON 1
+#include <arm_neon.h>
+#else
+#define ZTK_NEON 0
+#endif

@@ -1,0 +1,96 @@
+// Finding, copying past and counting bytes at the widest vector level the CPU
+// offers. The codecs spend their time in runs of bytes they pass through
+// unchanged; these kernels find where such a run ends and move it in blocks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+
+#include "text/byte_view.h"
+
+namespace ztk::scan {
+
+struct Range {
+  uint8_t first, last;  // inclusive
+};
+
+// A set of byte values given as up to eight ranges, or as the bytes outside
+// them. Ranges keep the vector test short (a subtraction and one unsigned
+// compare each) for every set the codecs use.
+class ByteSet {
+ public:
+  static constexpr int kMaxRanges = 8;
+
+  constexpr ByteSet(std::initializer_list<Range> ranges, bool outside = false) : outside_(outside) {
+    for (const Range &r : ranges) {
+      if (count_ == kMaxRanges) break;
+      first_[count_] = r.first;
+      span_[count_] = static_cast<uint8_t>(r.last - r.first);
+      ++count_;
+      for (int b = r.first; b <= r.last; ++b) bits_[b >> 6] |= uint64_t{1} << (b & 63);
+    }
+    if (outside) {
+      for (uint64_t &w : bits_) w = ~w;
+    }
+  }
+  constexpr bool contains(uint8_t b) const { return (bits_[b >> 6] >> (b & 63) & 1) != 0; }
+
+  int count() const { return count_; }
+  uint8_t first(int k) const { return first_[k]; }
+  uint8_t span(int k) const { return span_[k]; }
+  bool outside() const { return outside_; }
+
+ private:
+  uint64_t bits_[4] = {};
+  uint8_t first_[kMaxRanges] = {};
+  uint8_t span_[kMaxRanges] = {};
+  int count_ = 0;
+  bool outside_;
+};
+
+// The vector part of find and copy_until, from where their first bytes end.
+size_t find_blocks(ByteView bytes, size_t from, const ByteSet &set);
+size_t copy_until_blocks(ByteView bytes, size_t from, size_t at, const ByteSet &stop, uint8_t add, uint8_t *out);
+
+// The codecs call these after every escape, and the runs between escapes are
+// often short, where setting up the vector test would cost more than the run:
+// so the first bytes are looked at one at a time, inline.
+constexpr size_t kLead = 16;
+
+// Index of the first byte at or after `from` that is in `set`; bytes.size when none is.
+inline size_t find(ByteView bytes, size_t from, const ByteSet &set) {
+  const size_t lead = bytes.size - from > kLead ? from + kLead : bytes.size;
+  for (size_t i = from; i < lead; ++i) {
+    if (set.contains(bytes[i])) return i;
+  }
+  return lead == bytes.size ? lead : find_blocks(bytes, lead, set);
+}
+
+// Writes bytes[from], bytes[from + 1], ... plus `add` (mod 256) to out[0], out[1], ...
+// up to the first byte in `stop`, and returns that byte's index (bytes.size when
+// none is). `out` must have room for bytes.size - from bytes: whole blocks may be
+// stored past the run, never past that room.
+inline size_t copy_until(ByteView bytes, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out) {
+  const size_t lead = bytes.size - from > kLead ? from + kLead : bytes.size;
+  for (size_t i = from; i < lead; ++i) {
+    if (stop.contains(bytes[i])) return i;
+    out[i - from] = static_cast<uint8_t>(bytes[i] + add);
+  }
+  return lead == bytes.size ? lead : copy_until_blocks(bytes, from, lead, stop, add, out);
+}
+
+// How often `b` occurs.
+size_t count(ByteView bytes, uint8_t b);
+
+// How many times `needle` (two bytes or more) occurs without overlap, each
+// match taken at the leftmost place after the previous one.
+size_t count_needle(ByteView bytes, ByteView needle);
+
+// The one-byte-at-a-time versions every level must equal.
+size_t find_reference(ByteView bytes, size_t from, const ByteSet &set);
+size_t copy_until_reference(ByteView bytes, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out);
+size_t count_reference(ByteView bytes, uint8_t b);
+size_t count_needle_reference(ByteView bytes, ByteView needle);
+
+}  // namespace ztk::scan
