@@ -6,6 +6,7 @@
 
 #include "frame/host_api.h"
 #include "frame/registry.h"
+#include "text/byte_scan.h"
 #include "frame/string_access.h"
 #include "frame/string_build.h"
 #include "text/rb_text.h"
@@ -132,11 +133,9 @@ const EscapeCode *find_name(const uint16_t *name, size_t k) {
 }
 
 bool is_html_ready(ByteView bytes) {
-  for (size_t i = 0; i < bytes.size; ++i) {
-    const uint8_t b = bytes[i];
-    if (b == 0 || b >= 0x80 || b == '"' || b == '&' || b == '\'' || b == '<' || b == '>') return false;
-  }
-  return true;
+  // Zero, the five markup characters and every byte of a multi-byte character.
+  static constexpr scan::ByteSet kNotReady{{0, 0}, {'"', '"'}, {'&', '\''}, {'<', '<'}, {'>', '>'}, {0x80, 0xFF}};
+  return scan::find(bytes, 0, kNotReady) == bytes.size;
 }
 
 }  // namespace ztk::html

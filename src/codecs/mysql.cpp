@@ -4,6 +4,7 @@
 
 #include "frame/byte_transform.h"
 #include "frame/registry.h"
+#include "text/byte_scan.h"
 
 namespace ztk::mysql {
 namespace {
@@ -26,13 +27,22 @@ constexpr std::array<int16_t, 256> kUnescaped = [] {
   return t;
 }();
 
+constexpr scan::ByteSet kBackslash{{'\\', '\\'}};
+
 }  // namespace
 
 size_t unescape(ByteView in, uint8_t *out) {
   uint8_t *const begin = out;
   size_t p = 0;
   while (p < in.size) {
-    if (in[p] != '\\' || p + 1 == in.size) {
+    if (in[p] != '\\') {
+      // Never more output than input so far: the room the kernel needs is there.
+      const size_t stop = scan::copy_until(in, p, kBackslash, 0, out);
+      out += stop - p;
+      p = stop;
+      continue;
+    }
+    if (p + 1 == in.size) {
       *out++ = in[p++];
       continue;
     }

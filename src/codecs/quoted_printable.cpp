@@ -5,6 +5,7 @@
 #include "frame/registry.h"
 #include "frame/string_access.h"
 #include "text/ascii.h"
+#include "text/byte_scan.h"
 
 // The encoder's line length: set by the two-argument form (values of 2 and
 // more), reset to 72 by the one-argument form, kept between calls otherwise.
@@ -29,6 +30,13 @@ constexpr std::array<uint8_t, 256> character_class = [] {
 
 constexpr uint8_t line_break[] = {'\r', '\n'};
 
+// What ends a run the encoder writes as it is: anything but the literal bytes,
+// space and tab. (White space inside such a run is followed by more of the run,
+// so it is written as it is too.)
+constexpr scan::ByteSet kNotInLiteralRun{{{'\t', '\t'}, {' ', '<'}, {'>', '~'}}, true};
+// What the decoder does not copy as it is.
+constexpr scan::ByteSet kDecoderSpecial{{'\n', '\n'}, {'\r', '\r'}, {'=', '='}};
+
 bool is_line_end(uint8_t b) { return b == '\r' || b == '\n'; }
 
 // The other line-end byte after position i (LF after CR, CR after LF).
@@ -36,20 +44,70 @@ bool partner_follows(ByteView in, size_t i) {
   return i + 1 < in.size && is_line_end(in[i + 1]) && in[i + 1] != in[i];
 }
 
+// Single bytes and escapes gathered for the sink, which takes them in blocks;
+// runs go to the sink straight from the input, after what is staged.
+class Staged {
+ public:
+  explicit Staged(ByteSink &out) : out_(out) {}
+  ~Staged() { flush(); }
+  Staged(const Staged &) = delete;
+  Staged &operator=(const Staged &) = delete;
+
+  void put(const uint8_t *p, int n) {
+    if (staged_ + n > static_cast<int>(sizeof stage_)) flush();
+    for (int k = 0; k < n; ++k) stage_[staged_++] = p[k];
+  }
+  void put(uint8_t b) { put(&b, 1); }
+  void run(const uint8_t *p, size_t n) {
+    if (n <= 64) return put(p, static_cast<int>(n));
+    flush();
+    out_.put(p, static_cast<int32_t>(n));
+  }
+  void flush() {
+    out_.put(stage_, staged_);
+    staged_ = 0;
+  }
+
+ private:
+  ByteSink &out_;
+  int staged_ = 0;
+  uint8_t stage_[256];
+};
+
+// Literal runs go out a line at a time.
 class Encoder {
  public:
   Encoder(int32_t lineLength, ByteSink &out) : L_(lineLength), out_(out) {}
+  Encoder(const Encoder &) = delete;
+  Encoder &operator=(const Encoder &) = delete;
 
   void literal(uint8_t b) {
     room(1);
     col_ += 1;
     out_.put(b);
   }
+  // The same as literal() for each of the n bytes, in order.
+  void literals(const uint8_t *p, size_t n) {
+    while (n > 0) {
+      // A literal that would reach the column L - 1 starts a new line first.
+      const int64_t fit = int64_t{L_} - 2 - col_;
+      if (fit <= 0) {
+        literal(*p++);
+        --n;
+        continue;
+      }
+      const size_t k = static_cast<uint64_t>(fit) < n ? static_cast<size_t>(fit) : n;
+      out_.run(p, k);
+      col_ += static_cast<int32_t>(k);
+      p += k;
+      n -= k;
+    }
+  }
   void encoded(uint8_t b) {
     room(3);
     col_ += 3;
-    char escape[3] = {'='};
-    ascii::put_hex(escape + 1, b);
+    uint8_t escape[3] = {'='};
+    ascii::put_hex(reinterpret_cast<char *>(escape) + 1, b);
     out_.put(escape, 3);
   }
   void flush_literal() {
@@ -68,6 +126,7 @@ class Encoder {
   void finish() {
     flush_literal();
     if (col_ > 0) soft_break();
+    out_.flush();
   }
 
  private:
@@ -80,7 +139,7 @@ class Encoder {
   }
 
   const int32_t L_;
-  ByteSink &out_;
+  Staged out_;
   int32_t col_ = 0;
   uint8_t pending_ = 0;
 };
@@ -91,6 +150,17 @@ void encode(ByteView in, int32_t lineLength, ByteSink &out) {
   Encoder coder(lineLength, out);
   for (size_t i = 0; i < in.size && out.alive(); ++i) {
     const uint8_t b = in[i];
+    if (!kNotInLiteralRun.contains(b)) {
+      size_t stop = scan::find(in, i, kNotInLiteralRun);
+      // White space right before a line end is escaped: it is left to the byte rules.
+      if (stop < in.size && is_line_end(in[stop]) && character_class[in[stop - 1]] == kWhite) --stop;
+      if (stop > i) {
+        coder.flush_literal();
+        coder.literals(in.data + i, stop - i);
+        i = stop - 1;
+        continue;
+      }
+    }
     switch (character_class[b]) {
       case kEncoded:
         coder.flush_literal();
@@ -115,11 +185,12 @@ void encode(ByteView in, int32_t lineLength, ByteSink &out) {
   coder.finish();
 }
 
-void decode(ByteView in, ByteSink &out) {
+void decode(ByteView in, ByteSink &sink) {
+  Staged out(sink);
   size_t i = 0;
   // Consumes the line end at i and its partner, if any.
   auto skip_line_end = [&] { i += partner_follows(in, i) ? 2 : 1; };
-  while (i < in.size && out.alive()) {
+  while (i < in.size && sink.alive()) {
     const uint8_t c = in[i];
     if (is_line_end(c)) {
       skip_line_end();
@@ -127,8 +198,9 @@ void decode(ByteView in, ByteSink &out) {
       continue;
     }
     if (c != '=') {
-      out.put(c);
-      ++i;
+      const size_t stop = scan::find(in, i, kDecoderSpecial);
+      out.run(in.data + i, stop - i);
+      i = stop;
       continue;
     }
     if (++i == in.size) break;  // a final "=" is dropped

@@ -9,6 +9,7 @@
 #include "frame/string_access.h"
 #include "frame/string_build.h"
 #include "text/ascii.h"
+#include "text/byte_scan.h"
 
 namespace ztk::url {
 namespace {
@@ -23,6 +24,15 @@ constexpr std::array<bool, 128> kKept = [] {
   return kept;
 }();
 
+// The bytes that end a run copied as it is: everything but the kept bytes,
+// with "+" kept too when the options leave it alone.
+constexpr scan::ByteSet kEscapedOrSpecial{
+    {{'!', '!'}, {'*', '*'}, {'-', '.'}, {'0', '9'}, {'@', 'Z'}, {'_', '_'}, {'a', 'z'}}, true};
+constexpr scan::ByteSet kEscapedOrSpecialPlusKept{
+    {{'!', '!'}, {'*', '+'}, {'-', '.'}, {'0', '9'}, {'@', 'Z'}, {'_', '_'}, {'a', 'z'}}, true};
+constexpr scan::ByteSet kPercent{{'%', '%'}};
+constexpr scan::ByteSet kPercentOrPlus{{'%', '%'}, {'+', '+'}};
+
 char *put_escape(char *out, uint8_t b) {
   *out++ = '%';
   return ascii::put_hex(out, b);
@@ -35,8 +45,17 @@ size_t encode(ByteView in, int64_t options, char *out) {
   const int mode = static_cast<int>(options & 3);
   const bool spaceAsPlus = mode == 1;
   const bool plusEscaped = mode == 1 || mode == 2;
+  const scan::ByteSet &special = plusEscaped ? kEscapedOrSpecial : kEscapedOrSpecialPlusKept;
   char *const begin = out;
   for (size_t i = 0; i < in.size; ++i) {
+    if (!special.contains(in[i])) {
+      // The output holds three bytes for every input byte, so the room the
+      // kernel needs is there.
+      const size_t stop = scan::copy_until(in, i, special, 0, reinterpret_cast<uint8_t *>(out));
+      out += stop - i;
+      i = stop;
+      if (i == in.size) break;
+    }
     const uint8_t b = in[i];
     if (b == ' ' && spaceAsPlus) {
       *out++ = '+';
@@ -53,9 +72,17 @@ size_t encode(ByteView in, int64_t options, char *out) {
 
 size_t decode(ByteView in, int64_t options, uint8_t *out) {
   const bool plusIsSpace = (options & 1) != 0;
+  const scan::ByteSet &special = plusIsSpace ? kPercentOrPlus : kPercent;
   uint8_t *const begin = out;
   size_t i = 0;
   while (i < in.size) {
+    if (!special.contains(in[i])) {
+      // Never more output than input so far: the room the kernel needs is there.
+      const size_t stop = scan::copy_until(in, i, special, 0, out);
+      out += stop - i;
+      i = stop;
+      if (i == in.size) break;
+    }
     const uint8_t b = in[i];
     if (b == '%') {
       const uint8_t hi = i + 1 < in.size ? ascii::hex_value(in[i + 1]) : 0;
@@ -78,7 +105,7 @@ REALstring EncodingToURL2(REALstring s, RBInteger options) {
   ztk::ReadString(in, s);
   const uint64_t capacity = ztk::url::max_encoded_size(in.view().size) + 10;
   if (!ztk::mem::size_ok(capacity)) return nullptr;
-  char *out = static_cast<char *>(ztk::mem::alloc_zeroed(capacity));
+  char *out = static_cast<char *>(ztk::mem::alloc(capacity));
   if (out == nullptr) return nullptr;
   const size_t n = ztk::url::encode(in.view(), static_cast<int64_t>(options), out);
   REALstring result = n > 0 ? ztk::BuildString(out, static_cast<int64_t>(n), enc::kASCII) : nullptr;

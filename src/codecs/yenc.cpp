@@ -5,17 +5,26 @@
 #include "frame/registry.h"
 #include "frame/string_access.h"
 #include "frame/string_build.h"
+#include "text/byte_scan.h"
 
 namespace ztk::yenc {
 namespace {
 constexpr uint8_t kOffset = 42;
 constexpr uint8_t kEscape = 0x3D;
 constexpr uint8_t kEscapeOffset = 64;
+constexpr scan::ByteSet kEscapes{{kEscape, kEscape}};
 }  // namespace
 
 size_t decode(ByteView in, uint8_t *out) {
   uint8_t *const begin = out;
   for (size_t r = 0; r < in.size; ++r) {
+    if (in[r] != kEscape) {
+      // Never more output than input so far: the room the kernel needs is there.
+      const size_t stop = scan::copy_until(in, r, kEscapes, static_cast<uint8_t>(-kOffset), out);
+      out += stop - r;
+      r = stop;
+      if (r == in.size) break;
+    }
     uint8_t c = in[r];
     if (c == kEscape) {
       if (++r == in.size) break;
@@ -33,7 +42,7 @@ REALmemoryBlock yDecodeZTKm(REALmemoryBlock data) {
   rbData in;
   ztk::ReadMemoryBlock(in, data);
   if (in.view().empty()) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(in.view().size));
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(in.view().size));
   if (out == nullptr) return nullptr;
   const size_t n = ztk::yenc::decode(in.view(), out);
   REALmemoryBlock result = ztk::NewMemoryBlockCopy(out, static_cast<int64_t>(n));

@@ -1,5 +1,5 @@
 // The shape most byte-level decoders share: read a string as stored, run a
-// kernel into one zero-filled scratch block sized from the input, and return
+// kernel into one scratch block sized from the input, and return
 // the bytes it wrote as a raw-bytes result (tagged ASCII or 0xFFFF).
 #pragma once
 
@@ -17,7 +17,7 @@ REALstring ShrinkBytes(REALstring s, Kernel kernel) {
   rbData in;
   ReadString(in, s);
   if (in.view().empty()) return nullptr;
-  auto *out = static_cast<uint8_t *>(mem::alloc_zeroed(in.view().size));
+  auto *out = static_cast<uint8_t *>(mem::alloc(in.view().size));
   if (out == nullptr) return nullptr;
   const size_t n = kernel(in.view(), out);
   REALstring result = n > 0 ? BuildRawBytes({out, n}) : nullptr;

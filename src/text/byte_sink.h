@@ -1,6 +1,6 @@
-// An output block of the memory-block layer that grows in steps of about
-// 1 KB beyond what is needed. When it cannot grow it is dropped, and all
-// later output of the call is discarded.
+// An output block of the memory-block layer that grows to at least 1 KB
+// beyond what is needed, and at least doubles. When it cannot grow it is
+// dropped, and all later output of the call is discarded.
 #pragma once
 
 #include <cstdint>

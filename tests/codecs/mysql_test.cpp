@@ -1,4 +1,7 @@
 #include "host_test.h"
+#include "codecs/mysql.h"
+#include "kernel_levels.h"
+#include "reference_codecs.h"
 
 using namespace ztk_test;
 
@@ -28,4 +31,21 @@ TEST_P(DecodingFromMySQLZTK, EmptyAndFailuresGiveEmptyString) {
   EXPECT_TRUE(call("DecodingFromMySQLZTK", {s}).null);
   host.failures["REALBuildString"].always = true;
   EXPECT_TRUE(call("DecodingFromMySQLZTK", {s}).null);
+}
+
+TEST(MySQLKernel, EveryLevelGivesTheOneByteRules) {
+#ifdef ZTK_EMULATED_TARGET
+  constexpr size_t kLongest = 100;
+#else
+  constexpr size_t kLongest = 300;
+#endif
+  std::mt19937 rng(5);
+  expect_equal_at_every_level(
+      token_inputs(rng, {"\\", "\\n", "\\q", "\\\\", "\\0", "'"}, kLongest),
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        const size_t n = ztk::mysql::unescape(in, out.bytes());
+        return std::string(out.view().data, out.view().data + n);
+      },
+      [](const std::string &in) { return reference::mysql_unescape(in); });
 }

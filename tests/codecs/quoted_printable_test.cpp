@@ -3,6 +3,9 @@
 #include <random>
 
 #include "host_test.h"
+#include "kernel_levels.h"
+#include "reference_codecs.h"
+#include "text/byte_sink.h"
 
 using namespace ztk_test;
 
@@ -106,4 +109,40 @@ TEST_P(DecodingFromQuotedPrintableZTK, EmptyAndFailuresGiveEmptyString) {
     Result r = call("EncodingToQuotedPrintableZTK", {s});
     EXPECT_TRUE(r.null || r.bytes.size() > big.size()) << nth;
   }
+}
+
+namespace {
+std::string drained(ztk::ByteSink &sink) {
+  return sink.size() > 0 ? std::string(sink.data(), sink.data() + sink.size()) : std::string();
+}
+}  // namespace
+
+TEST(QuotedPrintableKernel, EveryLevelGivesTheOneByteRules) {
+#ifdef ZTK_EMULATED_TARGET
+  constexpr size_t kLongest = 100;
+#else
+  constexpr size_t kLongest = 300;
+#endif
+  std::mt19937 rng(13);
+  const auto inputs = token_inputs(rng, {"=", "=4", "=41", "=\r\n", "= \r\n", " \r\n", "\t\n", "\r", "\n\r", " ", "\t", "=zz"}, kLongest);
+  // Line lengths around the run lengths, the shortest, and ones no line reaches.
+  for (int32_t lineLength : {2, 3, 4, 5, 17, 72, 76, 1000, INT32_MAX}) {
+    SCOPED_TRACE(lineLength);
+    expect_equal_at_every_level(
+        inputs,
+        [&](ztk::ByteView in) {
+          ztk::ByteSink out(int64_t(in.size) + 1024);
+          ztk::qp::encode(in, lineLength, out);
+          return drained(out);
+        },
+        [&](const std::string &in) { return reference::qp_encode(in, lineLength); });
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        ztk::ByteSink out(int64_t(in.size) + 1024);
+        ztk::qp::decode(in, out);
+        return drained(out);
+      },
+      [](const std::string &in) { return reference::qp_decode(in); });
 }

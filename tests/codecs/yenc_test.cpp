@@ -1,6 +1,8 @@
 #include "codecs/yenc.h"
 
 #include "host_test.h"
+#include "kernel_levels.h"
+#include "reference_codecs.h"
 
 using namespace ztk_test;
 
@@ -88,4 +90,21 @@ TEST(YencKernel, OutputLengthIsInputLessEscapes) {
   EXPECT_EQ(n, 255u) << "one escape consumed";
   EXPECT_EQ(out[0], static_cast<uint8_t>(0 - 42));
   EXPECT_EQ(out[0x3D], static_cast<uint8_t>(0x3E - 106)) << "escape applies to the following byte";
+}
+
+TEST(YencKernel, EveryLevelGivesTheOneByteRules) {
+#ifdef ZTK_EMULATED_TARGET
+  constexpr size_t kLongest = 100;
+#else
+  constexpr size_t kLongest = 300;
+#endif
+  std::mt19937 rng(9);
+  expect_equal_at_every_level(
+      token_inputs(rng, {"=", "=J", "=M", "\r\n", "=="}, kLongest),
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        const size_t n = ztk::yenc::decode(in, out.bytes());
+        return std::string(out.view().data, out.view().data + n);
+      },
+      [](const std::string &in) { return reference::ydecode(in); });
 }
