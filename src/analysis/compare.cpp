@@ -6,9 +6,13 @@
 #include "frame/host_api.h"
 #include "frame/registry.h"
 #include "frame/string_access.h"
+#include "text/byte_scan.h"
 #include "text/rb_text.h"
 
 namespace ztk::compare {
+namespace {
+constexpr scan::ByteSet kNonZero{{1, 255}};
+}  // namespace
 
 int compare_bytes(ByteView a, ByteView b) {
   const size_t common = std::min(a.size, b.size);
@@ -18,29 +22,13 @@ int compare_bytes(ByteView a, ByteView b) {
   }
   // The longer one wins as soon as it holds a non-zero byte past the other's end.
   const ByteView &longer = a.size > b.size ? a : b;
-  for (size_t i = common; i < longer.size; ++i) {
-    if (longer[i] != 0) return &longer == &a ? 1 : -1;
-  }
-  return 0;
+  if (scan::find(longer, common, kNonZero) == longer.size) return 0;
+  return &longer == &a ? 1 : -1;
 }
 
 int64_t count_occurrences(ByteView s, ByteView find) {
-  if (find.size == 0 || s.size < find.size) return 0;
-  if (find.size == 1) return std::count(s.data, s.data + s.size, find[0]);
-  int64_t count = 0;
-  const uint8_t *p = s.data;
-  const uint8_t *const last = s.data + (s.size - find.size);  // last possible start
-  while (p <= last) {
-    p = static_cast<const uint8_t *>(std::memchr(p, find[0], static_cast<size_t>(last - p) + 1));
-    if (p == nullptr) break;
-    if (std::memcmp(p + 1, find.data + 1, find.size - 1) == 0) {
-      ++count;
-      p += find.size;
-    } else {
-      ++p;
-    }
-  }
-  return count;
+  // Matches do not overlap; each is the leftmost after the previous one.
+  return static_cast<int64_t>(scan::count_needle(s, find));
 }
 
 }  // namespace ztk::compare

@@ -19,7 +19,7 @@ REALstring ConcatBinaryStringsZTK(REALstring a, REALstring b, REALstring c, REAL
     total += reads[k].view().size;
   }
   if (!ztk::mem::size_ok(total + 10)) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(total + 10));
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(total + 10));
   if (out == nullptr) return nullptr;
   size_t at = 0;
   for (const rbData &r : reads) {

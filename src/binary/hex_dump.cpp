@@ -6,6 +6,7 @@
 #include "frame/registry.h"
 #include "frame/string_access.h"
 #include "frame/string_build.h"
+#include "codecs/hex.h"
 #include "text/ascii.h"
 
 namespace ztk::hexdump {
@@ -32,23 +33,57 @@ uint64_t output_size(uint64_t inputBytes, const Layout &layout) {
 }
 
 void hex_text(ByteView in, const Layout &layout, char *out) {
-  for (size_t i = 0; i < in.size; ++i) out = ascii::put_hex(out, in[i]);
+  hex::encode(in, out);
+  out += 2 * in.size;
   const ByteView filler = filler_of(layout);
   const uint64_t copies = layout.hexlen * layout.linelen;
   for (uint64_t k = 0; k < copies; ++k) out = put(out, filler);
 }
 
+namespace {
+
+// One line's groups, each followed by the spacer but the last. The common
+// layouts (groups of one byte, spacers of at most one byte) get copies of a
+// fixed size that the compiler turns into plain moves.
+template <uint64_t kGroup, int kSpacer>
+char *groups(const char *hex, const Layout &layout, char *out) {
+  const uint64_t group = kGroup != 0 ? kGroup : layout.hexlen;
+  const uint8_t spacer = kSpacer == 1 ? layout.spacer[0] : 0;
+  for (uint64_t g = 0; g < layout.linelen; ++g, hex += group) {
+    std::memcpy(out, hex, group);
+    out += group;
+    if (g + 1 == layout.linelen) break;
+    if (kSpacer == 1) {
+      *out++ = static_cast<char>(spacer);
+    } else if (kSpacer < 0) {
+      out = put(out, layout.spacer);
+    }
+  }
+  return out;
+}
+
+template <uint64_t kGroup, int kSpacer>
+char *all_lines(const char *hex, uint64_t digits, const Layout &layout, char *out) {
+  const uint64_t width = layout.hexlen * layout.linelen;
+  for (uint64_t p = 0; p < digits; p += width) {
+    out = put(out, layout.linestart);
+    out = groups<kGroup, kSpacer>(hex + p, layout, out);
+    out = put(out, layout.lineend);
+  }
+  return out;
+}
+
+}  // namespace
+
 size_t write_lines(const char *hex, uint64_t digits, const Layout &layout, char *out) {
   char *const begin = out;
-  for (uint64_t p = 0; p < digits;) {
-    out = put(out, layout.linestart);
-    for (uint64_t g = 0; g < layout.linelen; ++g) {
-      std::memcpy(out, hex + p, layout.hexlen);
-      out += layout.hexlen;
-      p += layout.hexlen;
-      if (g + 1 < layout.linelen) out = put(out, layout.spacer);
-    }
-    out = put(out, layout.lineend);
+  const size_t spacer = layout.spacer.size;
+  if (layout.hexlen == 2 && spacer == 0) {
+    out = all_lines<2, 0>(hex, digits, layout, out);
+  } else if (layout.hexlen == 2 && spacer == 1) {
+    out = all_lines<2, 1>(hex, digits, layout, out);
+  } else {
+    out = all_lines<0, -1>(hex, digits, layout, out);
   }
   return static_cast<size_t>(out - begin);
 }
@@ -69,7 +104,7 @@ REALstring Hexstring(REALstring input, RBInteger hexlen, RBInteger linelen, REAL
   if (width > ztk::mem::kMaxBlock) return nullptr;
   const uint64_t hexSize = digits + fillerSize * width;
   if (!ztk::mem::size_ok(hexSize)) return nullptr;
-  char *hex = static_cast<char *>(ztk::mem::alloc_zeroed(hexSize));
+  char *hex = static_cast<char *>(ztk::mem::alloc(hexSize));
   if (hex == nullptr) return nullptr;
   ztk::hexdump::hex_text(in.view(), layout, hex);
 
@@ -83,9 +118,9 @@ REALstring Hexstring(REALstring input, RBInteger hexlen, RBInteger linelen, REAL
 
   REALstring result = nullptr;
   const uint64_t size = in.view().empty() ? 0 : ztk::hexdump::output_size(in.view().size, layout);
-  char *out = size > 0 ? static_cast<char *>(ztk::mem::alloc_zeroed(size + 2)) : nullptr;
+  char *out = size > 0 ? static_cast<char *>(ztk::mem::alloc(size + 2)) : nullptr;
   if (out != nullptr) {
-    ztk::hexdump::write_lines(hex, digits, layout, out);
+    out[ztk::hexdump::write_lines(hex, digits, layout, out)] = '\0';
     // The result ends at its first zero byte (a zero inside a layout text cuts it).
     const size_t length = std::strlen(out);
     if (length > 0) result = ztk::BuildString(out, static_cast<int64_t>(length), enc::kASCII);

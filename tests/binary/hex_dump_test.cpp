@@ -1,3 +1,7 @@
+#include "binary/hex_dump.h"
+
+#include <random>
+
 #include "host_test.h"
 
 using namespace ztk_test;
@@ -60,5 +64,32 @@ TEST_P(HexstringZTK, BadNumbersAndEmptyInputGiveEmptyString) {
   for (int nth = 1; nth <= 2; ++nth) {
     plugin->fail_allocation(nth);
     EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).null);
+  }
+}
+
+// The lines written group by group with nothing special about any layout.
+TEST(HexDumpLines, EveryLayoutEqualsTheGroupByGroupLines) {
+  std::mt19937 rng(17);
+  auto view = [](const std::string &t) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(t.data()), t.size()}; };
+  const std::string texts[] = {"", ".", " ", "--", "\r\n"};
+  for (int round = 0; round < 2000; ++round) {
+    const uint64_t hexlen = 1 + rng() % 4, linelen = 1 + rng() % 6;
+    const std::string &start = texts[rng() % 5], &end = texts[rng() % 5], &spacer = texts[rng() % 5];
+    const ztk::hexdump::Layout layout{hexlen, linelen, view(start), view(end), view(spacer), {}};
+    const size_t bytes = rng() % 40;
+    std::string hex;
+    for (size_t k = 0; k < 2 * bytes + hexlen * linelen; ++k) hex += "0123456789ABCDEF"[rng() % 16];
+    std::string expected;
+    for (uint64_t p = 0; p < 2 * bytes; p += hexlen * linelen) {
+      expected += start;
+      for (uint64_t g = 0; g < linelen; ++g) {
+        expected += hex.substr(p + g * hexlen, hexlen);
+        if (g + 1 < linelen) expected += spacer;
+      }
+      expected += end;
+    }
+    std::string out(expected.size() + 64, '\0');
+    out.resize(ztk::hexdump::write_lines(hex.data(), 2 * bytes, layout, out.data()));
+    ASSERT_EQ(out, expected) << "hexlen " << hexlen << " linelen " << linelen << " spacer '" << spacer << "'";
   }
 }
