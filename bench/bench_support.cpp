@@ -1,7 +1,6 @@
 #include "bench_support.h"
 
 #include <algorithm>
-#include <chrono>
 #include <random>
 #if defined(__GLIBC__)
 #include <malloc.h>
@@ -9,6 +8,7 @@
 
 #include "invoke.h"
 #include "plugin_library.h"
+#include "timing.h"
 
 namespace ztk_bench {
 
@@ -19,44 +19,29 @@ std::string random_bytes(size_t n, int alphabet, unsigned seed) {
   return s;
 }
 
-namespace {
-
-// What one read of the clock costs, as the median of several runs. Every timed
-// service reads it twice inside the call it belongs to, so each read would
-// otherwise count as the plugin's time (about 25 ns each in a virtual machine).
-double clock_read_nanos() {
-  static const double cost = [] {
-    using clock = std::chrono::steady_clock;
-    std::vector<double> runs;
-    for (int r = 0; r < 9; ++r) {
-      constexpr int kReads = 20000;
-      const auto start = clock::now();
-      int64_t sink = 0;
-      for (int i = 0; i < kReads; ++i) sink += clock::now().time_since_epoch().count() & 1;
-      benchmark::DoNotOptimize(sink);
-      runs.push_back(static_cast<double>(std::chrono::duration_cast<std::chrono::nanoseconds>(clock::now() - start).count()) /
-                     kReads);
-    }
-    std::nth_element(runs.begin(), runs.begin() + 4, runs.end());
-    return runs[4];
-  }();
-  return cost;
-}
-
-}  // namespace
 
 HostCaller::HostCaller() {
   subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH);
   subhost::Host::get().settings.timeServices = true;
+  subhost::timing::read_nanos();
+}
+
+void HostCaller::warm_heap() {
 #if defined(__GLIBC__)
   // An application that has run for a while reuses the memory it freed; by
   // default glibc hands blocks of a few megabytes back to the system at every
   // free, so each call would pay for touching fresh pages (about 0.4 GB/s here)
-  // in the host and in the plugin alike.
-  mallopt(M_MMAP_THRESHOLD, 256 << 20);
-  mallopt(M_TRIM_THRESHOLD, 1 << 30);
+  // in the host and in the plugin alike. Set only for large inputs: these
+  // settings make glibc's small allocations slower, and that is not what a
+  // short call meets in an application either. Runs of short calls therefore
+  // go in their own process (a filter on the size).
+  static const bool once = [] {
+    mallopt(M_MMAP_THRESHOLD, 256 << 20);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    return true;
+  }();
+  (void)once;
 #endif
-  clock_read_nanos();
 }
 
 HostCaller::~HostCaller() {
@@ -64,6 +49,7 @@ HostCaller::~HostCaller() {
 }
 
 REALstring HostCaller::string(const std::string &bytes, uint32_t encoding) {
+  if (bytes.size() >= (64 << 10)) warm_heap();
   strings_.push_back(subhost::Host::get().make_string(bytes, encoding));
   return strings_.back();
 }
@@ -88,7 +74,7 @@ void HostCaller::report(benchmark::State &state, int64_t bytesPerCall) {
   // A call's clock reads: one of the pair around it, and two per timed service,
   // of which one falls inside the service's own interval.
   const double calls = static_cast<double>(calls_), services = static_cast<double>(services_);
-  const double clock = clock_read_nanos();
+  const double clock = subhost::timing::read_nanos();
   const double plugin =
       std::max(0.0, (static_cast<double>(totalNanos_ - hostNanos_) - clock * (services + calls)) / calls);
   const double hostOwn = std::max(0.0, (static_cast<double>(hostNanos_) - clock * services) / calls);

@@ -40,12 +40,39 @@ std::string hex_of(const std::string &bytes) {
   return s;
 }
 
+// Random bytes as a newsreader receives them: yEnc-encoded, escapes for the
+// critical bytes, lines of 128 characters.
+std::string yenc_encoded(size_t n) {
+  const std::string raw = random_bytes(n);
+  std::string s;
+  size_t column = 0;
+  for (unsigned char b : raw) {
+    if (s.size() >= n) break;
+    const auto c = static_cast<unsigned char>(b + 42);
+    if (c == 0 || c == '\n' || c == '\r' || c == '=') {
+      s += '=';
+      s += static_cast<char>(c + 64);
+      column += 2;
+    } else {
+      s += static_cast<char>(c);
+      ++column;
+    }
+    if (column >= 128) {
+      s += "\r\n";
+      column = 0;
+    }
+  }
+  s.resize(n);
+  return s;
+}
+
 struct Row {
   const char *name;
   const char *method;
   // The method's arguments for an input of n bytes of the given kind.
   std::function<std::vector<Value>(HostCaller &, const std::string &)> args;
   std::function<std::string(size_t)> dense;  // the adversarial input; null: random bytes
+  std::function<std::string(size_t)> typical = nullptr;  // what the method usually meets, beside text
 };
 
 std::vector<Value> one(HostCaller &h, const std::string &s) { return {h.string(s, enc::kNone)}; }
@@ -77,7 +104,7 @@ const std::vector<Row> &rows() {
       {"DecodingFromQuotedPrintable", "DecodingFromQuotedPrintableZTK", one,
        [](size_t n) { return repeat("=41=\r\n", n); }},
       {"DecodingFromMySQL", "DecodingFromMySQLZTK", one, [](size_t n) { return repeat("\\n\\'", n); }},
-      {"yDecodeString", "_yDecodeStringZTK", one, [](size_t n) { return repeat("=J=M\r\n", n); }},
+      {"yDecodeString", "_yDecodeStringZTK", one, [](size_t n) { return repeat("=J=M\r\n", n); }, yenc_encoded},
       {"StringAND", "StringANDZTK", with_string("key!"), nullptr},
       {"StringOR", "StringORZTK", with_string("mask of 13 b."), nullptr},
       {"StringXOR", "StringXORZTK", with_mask("secret key"), nullptr},
@@ -109,7 +136,10 @@ const std::vector<Row> &rows() {
 void run(benchmark::State &state, const Row &row, int kind) {
   const auto n = static_cast<size_t>(state.range(0));
   HostCaller host;
-  std::string input = kind == 0 ? clean_text(n) : kind == 1 || !row.dense ? random_bytes(n) : row.dense(n);
+  std::string input = kind == 0   ? clean_text(n)
+                      : kind == 1 ? random_bytes(n)
+                      : kind == 2 ? row.dense(n)
+                                  : row.typical(n);
   const std::vector<Value> args = row.args(host, input);
   for (auto _ : state) host.call(row.method, args);
   host.report(state, static_cast<int64_t>(n));
@@ -117,16 +147,17 @@ void run(benchmark::State &state, const Row &row, int kind) {
 
 void random_bytes_string(benchmark::State &state) {
   HostCaller host;
+  if (state.range(0) >= (64 << 10)) HostCaller::warm_heap();
   const std::vector<Value> args{static_cast<RBInteger>(state.range(0)), RBBoolean{0}};
   for (auto _ : state) host.call("RandomBytesStringZTK", args);
   host.report(state, state.range(0));
 }
 
 const int kRegistered = [] {
-  const char *kinds[] = {"text", "random", "dense"};
+  const char *kinds[] = {"text", "random", "dense", "typical"};
   for (const Row &row : rows()) {
-    for (int kind = 0; kind < 3; ++kind) {
-      if (kind == 2 && !row.dense) continue;
+    for (int kind = 0; kind < 4; ++kind) {
+      if ((kind == 2 && !row.dense) || (kind == 3 && !row.typical)) continue;
       const std::string name = std::string(row.name) + "/" + kinds[kind];
       benchmark::RegisterBenchmark(name.c_str(), [&row, kind](benchmark::State &s) { run(s, row, kind); })
           ->Arg(20)

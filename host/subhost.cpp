@@ -9,6 +9,7 @@
 #include "convert.h"
 #include "guard_memory.h"
 #include "invoke.h"
+#include "timing.h"
 
 namespace subhost {
 
@@ -139,13 +140,12 @@ Host &H() { return Host::get(); }
 class ServiceClock {
  public:
   ServiceClock() : on_(H().settings.timeServices) {
-    if (on_) start_ = std::chrono::steady_clock::now();
+    if (on_) start_ = timing::now_ticks();
   }
   ~ServiceClock() {
     if (on_) {
       ++H().ledger.timedServices;
-      H().ledger.serviceNanos +=
-          std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start_).count();
+      H().ledger.serviceNanos += timing::nanos(timing::now_ticks() - start_);
     }
   }
   ServiceClock(const ServiceClock &) = delete;
@@ -153,7 +153,7 @@ class ServiceClock {
 
  private:
   bool on_;
-  std::chrono::steady_clock::time_point start_;
+  int64_t start_ = 0;
 };
 
 void RegisterPluginVersion(int version) { H().reportedVersion = version; }
@@ -349,10 +349,9 @@ Value Host::call(std::string_view declaration, const std::vector<Value> &args) {
     if (args.size() != info->params.size()) throw std::invalid_argument("wrong argument count");
     clear_pending();
     if (!settings.timeServices) return info->invoke(record->function, args);
-    const auto start = std::chrono::steady_clock::now();
+    const int64_t start = timing::now_ticks();
     Value result = info->invoke(record->function, args);
-    ledger.callNanos +=
-        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - start).count();
+    ledger.callNanos += timing::nanos(timing::now_ticks() - start);
     return result;
   }
   throw std::invalid_argument("not registered: " + std::string(declaration));
