@@ -33,7 +33,7 @@ void at_level(benchmark::State &state, Kernel kernel) {
     benchmark::DoNotOptimize(o);
     benchmark::ClobberMemory();
   }
-  ztk::cpu::limit(ztk::cpu::kAVX512);
+  ztk::cpu::limit(ztk::cpu::kTop);
   state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(n));
   state.SetLabel(ztk::cpu::name(level));
 }

@@ -109,6 +109,7 @@ void stream(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind k
   switch (cpu::active()) {
 #if ZTK_X86
 #if ZTK_WIDE_VECTORS
+    case cpu::kAVX512VBMI2:
     case cpu::kAVX512: done = stream_avx512(a, b, len, out, kind, pos); break;
     case cpu::kAVX2: done = stream_avx2(a, b, len, out, kind, pos); break;
 #endif

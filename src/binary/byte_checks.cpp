@@ -138,6 +138,7 @@ bool all_in_class(ByteView bytes, Class c) {
   switch (cpu::active()) {
 #if ZTK_X86
 #if ZTK_WIDE_VECTORS
+    case cpu::kAVX512VBMI2:
     case cpu::kAVX512: done = clean_prefix_avx512(bytes, c); break;
     case cpu::kAVX2: done = clean_prefix_avx2(bytes, c); break;
 #endif
@@ -156,6 +157,7 @@ void replace_non_printable(ByteView bytes, uint8_t replacement, uint8_t *out) {
   switch (cpu::active()) {
 #if ZTK_X86
 #if ZTK_WIDE_VECTORS
+    case cpu::kAVX512VBMI2:
     case cpu::kAVX512: done = replace_avx512(bytes, replacement, out); break;
     case cpu::kAVX2: done = replace_avx2(bytes, replacement, out); break;
 #endif

@@ -164,6 +164,7 @@ void encode(ByteView in, char *out) {
   switch (cpu::active()) {
 #if ZTK_X86
 #if ZTK_WIDE_VECTORS
+    case cpu::kAVX512VBMI2:
     case cpu::kAVX512: done = encode_avx512(in, out); break;
     case cpu::kAVX2: done = encode_avx2(in, out); break;
 #endif
@@ -183,6 +184,7 @@ void decode(ByteView digits, uint8_t *out) {
   switch (cpu::active()) {
 #if ZTK_X86
 #if ZTK_WIDE_VECTORS
+    case cpu::kAVX512VBMI2:
     case cpu::kAVX512: done = decode_avx512(digits, out); break;
     case cpu::kAVX2: done = decode_avx2(digits, out); break;
 #endif

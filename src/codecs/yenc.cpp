@@ -12,27 +12,10 @@ namespace {
 constexpr uint8_t kOffset = 42;
 constexpr uint8_t kEscape = 0x3D;
 constexpr uint8_t kEscapeOffset = 64;
-constexpr scan::ByteSet kEscapes{{kEscape, kEscape}};
 }  // namespace
 
 size_t decode(ByteView in, uint8_t *out) {
-  uint8_t *const begin = out;
-  for (size_t r = 0; r < in.size; ++r) {
-    if (in[r] != kEscape) {
-      // Never more output than input so far: the room the kernel needs is there.
-      const size_t stop = scan::copy_until(in, r, kEscapes, static_cast<uint8_t>(-kOffset), out);
-      out += stop - r;
-      r = stop;
-      if (r == in.size) break;
-    }
-    uint8_t c = in[r];
-    if (c == kEscape) {
-      if (++r == in.size) break;
-      c = static_cast<uint8_t>(in[r] - kEscapeOffset);
-    }
-    *out++ = static_cast<uint8_t>(c - kOffset);
-  }
-  return static_cast<size_t>(out - begin);
+  return scan::unescape(in, kEscape, static_cast<uint8_t>(-kOffset), static_cast<uint8_t>(-kEscapeOffset), out);
 }
 
 }  // namespace ztk::yenc

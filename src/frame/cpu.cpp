@@ -13,7 +13,7 @@ Level detect() {
   if (!ZTK_WIDE_VECTORS) return __builtin_cpu_supports("sse2") ? kSSE2 : kPlain;
   if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
       __builtin_cpu_supports("avx512vl")) {
-    return kAVX512;
+    return __builtin_cpu_supports("avx512vbmi2") ? kAVX512VBMI2 : kAVX512;
   }
   if (__builtin_cpu_supports("avx2")) return kAVX2;
   if (__builtin_cpu_supports("sse2")) return kSSE2;
@@ -25,7 +25,7 @@ Level detect() {
 #endif
 }
 
-Level gLimit = kAVX512;
+Level gLimit = kTop;
 
 }  // namespace
 
@@ -48,6 +48,7 @@ const char *name(Level level) {
 #endif
     case kAVX2: return "avx2";
     case kAVX512: return "avx512";
+    case kAVX512VBMI2: return "avx512vbmi2";
   }
   return "?";
 }

@@ -11,15 +11,17 @@ enum Level : int {
   kSSE2 = 1,    // x86: the x86-64 baseline (and the 32-bit build's floor); arm64: NEON
   kAVX2 = 2,    // x86: AVX2
   kAVX512 = 3,  // x86: AVX-512 F + BW (+ VL)
+  kAVX512VBMI2 = 4,  // x86: the above with VBMI2 (byte compress and expand)
+  kTop = kAVX512VBMI2,
 };
 
 // The widest level this CPU and its operating system support (read once).
 Level best();
 // The level kernels use: best(), or lower while a test limits it.
 Level active();
-// Caps active() at `level` (a test build's hook; kAVX512 lifts the cap).
+// Caps active() at `level` (a test build's hook; kTop lifts the cap).
 void limit(Level level);
-// "plain", "sse2" / "neon", "avx2", "avx512".
+// "plain", "sse2" / "neon", "avx2", "avx512", "avx512vbmi2".
 const char *name(Level level);
 
 }  // namespace ztk::cpu

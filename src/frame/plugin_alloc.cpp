@@ -55,7 +55,7 @@ ZTK_TEST_EXPORT void ZTKTestingFailAllocation(int64_t nth) {
   gFailAt = nth;
 }
 ZTK_TEST_EXPORT int64_t ZTKTestingAllocationCount() { return gCount; }
-// Caps the vector kernels at a level (0 plain .. 3 AVX-512) and answers the
+// Caps the vector kernels at a level (0 plain .. 4 AVX-512 with VBMI2) and answers the
 // level in force, so that tests run every method at every level the CPU has.
 ZTK_TEST_EXPORT int ZTKTestingLimitLevel(int level) {
   ztk::cpu::limit(static_cast<ztk::cpu::Level>(level));

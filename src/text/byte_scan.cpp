@@ -142,6 +142,45 @@ struct V {
 };
 #include "text/byte_scan_level.inc"
 #undef ZTK_SCAN_TARGET
+
+// With VBMI2 the bytes a block keeps are packed by one instruction, however
+// many escapes it holds. The same contract as unescape above.
+ZTK_AVX512VBMI2 size_t unescape_packed(ByteView in, size_t i, uint8_t escape, uint8_t add, uint8_t escaped_add,
+                                       uint8_t *&out, const uint8_t *end) {
+  const __m512i esc = _mm512_set1_epi8(static_cast<char>(escape));
+  const __m512i plus = _mm512_set1_epi8(static_cast<char>(add));
+  const __m512i more = _mm512_set1_epi8(static_cast<char>(escaped_add));
+  uint8_t *o = out;
+  while (i + 64 <= in.size && end - o >= 64) {
+    const __m512i v = _mm512_loadu_si512(in.data + i);
+    const uint64_t m = _mm512_cmpeq_epi8_mask(v, esc);
+    // An escape takes the next byte even when that is an escape too, so in a
+    // run of escapes only every other one is real.
+    uint64_t real = m;
+    if ((m & m << 1) != 0) {
+      real = 0;
+      for (uint64_t r = m; r != 0;) {
+        const unsigned p = static_cast<unsigned>(__builtin_ctzll(r));
+        real |= uint64_t{1} << p;
+        r = p >= 62 ? 0 : r & (~uint64_t{0} << (p + 2));
+      }
+    }
+    size_t limit = 64;
+    uint64_t keep = ~real;
+    if (real >> 63 != 0) {
+      limit = 63;  // its byte is in the next block: start there from the escape
+      keep &= ~uint64_t{0} >> 1;
+      real &= ~uint64_t{0} >> 1;
+    }
+    __m512i t = _mm512_add_epi8(v, plus);
+    t = _mm512_mask_add_epi8(t, real << 1, t, more);
+    _mm512_storeu_si512(o, _mm512_maskz_compress_epi8(keep, t));
+    o += __builtin_popcountll(keep);
+    i += limit;
+  }
+  out = o;
+  return i;
+}
 }  // namespace avx512
 #endif  // ZTK_WIDE_VECTORS
 #endif  // ZTK_X86
@@ -260,6 +299,51 @@ size_t count_needle(ByteView in, ByteView needle) {
 #endif
   (void)level;
   return total + count_needle_plain(in, needle, i, next);
+}
+
+namespace {
+size_t unescape_plain(ByteView in, size_t i, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *&out) {
+  uint8_t *o = out;
+  for (; i < in.size; ++i) {
+    uint8_t c = in[i];
+    if (c == escape) {
+      if (++i == in.size) break;  // a final escape stands for nothing
+      c = static_cast<uint8_t>(in[i] + escaped_add);
+    }
+    *o++ = static_cast<uint8_t>(c + add);
+  }
+  out = o;
+  return i;
+}
+}  // namespace
+
+size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
+  uint8_t *o = out;
+  const uint8_t *const end = out + in.size;
+  size_t i = 0;
+  const cpu::Level level = cpu::active();
+#if ZTK_WIDE_VECTORS
+  if (level >= cpu::kAVX512VBMI2) {
+    i = avx512::unescape_packed(in, i, escape, add, escaped_add, o, end);
+  } else if (level == cpu::kAVX512) {
+    i = avx512::unescape(in, i, escape, add, escaped_add, o, end);
+  } else if (level == cpu::kAVX2) {
+    i = avx2::unescape(in, i, escape, add, escaped_add, o, end);
+  }
+#endif
+#if ZTK_SCAN_BASE
+  if (level >= cpu::kSSE2) i = base::unescape(in, i, escape, add, escaped_add, o, end);
+#endif
+  (void)level;
+  (void)end;
+  unescape_plain(in, i, escape, add, escaped_add, o);
+  return static_cast<size_t>(o - out);
+}
+
+size_t unescape_reference(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
+  uint8_t *o = out;
+  unescape_plain(in, 0, escape, add, escaped_add, o);
+  return static_cast<size_t>(o - out);
 }
 
 size_t find_reference(ByteView in, size_t from, const ByteSet &set) { return find_plain(in, from, set); }

@@ -87,10 +87,17 @@ size_t count(ByteView bytes, uint8_t b);
 // match taken at the leftmost place after the previous one.
 size_t count_needle(ByteView bytes, ByteView needle);
 
+// Writes every byte plus `add` (mod 256) to `out`, except that an `escape`
+// byte is dropped and the byte after it gets `escaped_add` more (an escape
+// after an escape is such a byte; a final escape stands for nothing). Returns
+// the bytes written; `out` must have room for bytes.size.
+size_t unescape(ByteView bytes, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out);
+
 // The one-byte-at-a-time versions every level must equal.
 size_t find_reference(ByteView bytes, size_t from, const ByteSet &set);
 size_t copy_until_reference(ByteView bytes, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out);
 size_t count_reference(ByteView bytes, uint8_t b);
+size_t unescape_reference(ByteView bytes, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out);
 size_t count_needle_reference(ByteView bytes, ByteView needle);
 
 }  // namespace ztk::scan

@@ -27,7 +27,7 @@ void for_each_level(Body body) {
     SCOPED_TRACE(ztk::cpu::name(l));
     body(l);
   }
-  ztk::cpu::limit(ztk::cpu::kAVX512);
+  ztk::cpu::limit(ztk::cpu::kTop);
 }
 
 // A copy of some bytes that ends on the last byte before a guard page.

@@ -134,3 +134,22 @@ TEST(ByteScanKernels, NonOverlappingMatchesTakeTheLeftmostFirst) {
 }
 
 }  // namespace
+
+TEST(ByteScanKernels, UnescapeEqualsTheOneByteLoopAtEveryLevel) {
+  std::mt19937 rng(13);
+  // Runs of escapes take every other one as a byte; an escape may be the last
+  // byte, or the last of a block, with its byte in the next.
+  const std::vector<std::string> tokens = {"=", "==", "===", "=====", "=J", std::string("=\0", 2), "=\xFF", "\r\n"};
+  const std::vector<std::string> inputs = token_inputs(rng, tokens, kLongest);
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::string &s : inputs) {
+      const GuardedBytes in(s);
+      // The room is exactly the input's length and ends at an unreadable page.
+      GuardedBytes fast(std::string(s.size(), '\0')), slow(std::string(s.size(), '\0'));
+      const size_t n = ztk::scan::unescape(in.view(), '=', 214, 192, fast.bytes());
+      ASSERT_EQ(n, ztk::scan::unescape_reference(in.view(), '=', 214, 192, slow.bytes())) << testing::PrintToString(s);
+      ASSERT_EQ(std::string(fast.bytes(), fast.bytes() + n), std::string(slow.bytes(), slow.bytes() + n))
+          << testing::PrintToString(s);
+    }
+  });
+}
