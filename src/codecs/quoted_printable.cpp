@@ -57,7 +57,10 @@ class Staged {
     if (staged_ + n > static_cast<int>(sizeof stage_)) flush();
     for (int k = 0; k < n; ++k) stage_[staged_++] = p[k];
   }
-  void put(uint8_t b) { put(&b, 1); }
+  void put(uint8_t b) {
+    if (staged_ == static_cast<int>(sizeof stage_)) flush();
+    stage_[staged_++] = b;
+  }
   void run(const uint8_t *p, size_t n) {
     if (n <= 64) return put(p, static_cast<int>(n));
     flush();
@@ -185,41 +188,50 @@ void encode(ByteView in, int32_t lineLength, ByteSink &out) {
   coder.finish();
 }
 
-void decode(ByteView in, ByteSink &sink) {
-  Staged out(sink);
+size_t decode(ByteView in, uint8_t *out) {
+  uint8_t *const begin = out;
   size_t i = 0;
-  // Consumes the line end at i and its partner, if any.
-  auto skip_line_end = [&] { i += partner_follows(in, i) ? 2 : 1; };
-  while (i < in.size && sink.alive()) {
-    const uint8_t c = in[i];
-    if (is_line_end(c)) {
-      skip_line_end();
-      out.put('\n');
-      continue;
-    }
-    if (c != '=') {
-      const size_t stop = scan::find(in, i, kDecoderSpecial);
-      out.run(in.data + i, stop - i);
-      i = stop;
-      continue;
-    }
-    if (++i == in.size) break;  // a final "=" is dropped
-    const uint8_t c2 = in[i];
-    if (is_line_end(c2)) {
-      skip_line_end();  // soft line break
-    } else if (c2 == ' ' || c2 == '\t') {
-      // Soft break with trailing white space: skip to the line end (stray
-      // bytes included) and consume it with its partner.
-      while (i < in.size && !is_line_end(in[i])) ++i;
-      if (i < in.size) skip_line_end();
+  // Consumes the line end at i and its partner, if any. A branch, not a
+  // computed step: the next position then does not wait for the load of the
+  // byte after the line end.
+  auto skip_line_end = [&] {
+    if (__builtin_expect(partner_follows(in, i), 1)) {
+      i += 2;
     } else {
-      const bool hasC3 = i + 1 < in.size;
-      if (hasC3 && ascii::is_hex_digit(c2) && ascii::is_hex_digit(in[i + 1])) {
-        out.put(static_cast<uint8_t>(ascii::hex_value(c2) << 4 | ascii::hex_value(in[i + 1])));
+      i += 1;
+    }
+  };
+  while (i < in.size) {
+    const uint8_t c = in[i];
+    if (c == '=') {
+      if (++i == in.size) break;  // a final "=" is dropped
+      const uint8_t c2 = in[i];
+      if (is_line_end(c2)) {
+        skip_line_end();  // soft line break
+      } else if (c2 == ' ' || c2 == '\t') {
+        // Soft break with trailing white space: skip to the line end (stray
+        // bytes included) and consume it with its partner.
+        while (i < in.size && !is_line_end(in[i])) ++i;
+        if (i < in.size) skip_line_end();
+      } else {
+        const bool hasC3 = i + 1 < in.size;
+        if (hasC3) {
+          const uint8_t hi = ascii::kHexValue.value[c2], lo = ascii::kHexValue.value[in[i + 1]];
+          if ((hi | lo) < ascii::kNotHex) *out++ = static_cast<uint8_t>(hi << 4 | lo);
+        }
+        i += hasC3 ? 2 : 1;
       }
-      i += hasC3 ? 2 : 1;
+    } else if (is_line_end(c)) {
+      skip_line_end();
+      *out++ = '\n';
+    } else {
+      // Never more output than input so far: the room the kernel needs is there.
+      const size_t stop = scan::copy_until(in, i, kDecoderSpecial, 0, out);
+      out += stop - i;
+      i = stop;
     }
   }
+  return static_cast<size_t>(out - begin);
 }
 
 }  // namespace ztk::qp
@@ -247,4 +259,8 @@ REALstring EncodingToQuotedPrintable2(REALstring s, RBInteger lineLength) {
 REALstring EncodingToQuotedPrintable1(REALstring s) { return EncodingToQuotedPrintable2(s, 72); }
 
 // Serves DecodingFromQuotedPrintableZTK (the handler keeps its historical name).
-REALstring DecodingToQuotedPrintable(REALstring s) { return transform(s, ztk::qp::decode); }
+REALstring DecodingToQuotedPrintable(REALstring s) {
+  return transform(s, [](ztk::ByteView in, ztk::ByteSink &out) {
+    out.append(in.size, [in](uint8_t *room) { return ztk::qp::decode(in, room); });
+  });
+}

@@ -6,6 +6,7 @@
 // soft breaks and invalid escapes and writes every hard line break as one LF.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "text/byte_sink.h"
@@ -14,6 +15,7 @@
 namespace ztk::qp {
 
 void encode(ByteView in, int32_t lineLength, ByteSink &out);
-void decode(ByteView in, ByteSink &out);
+// Writes at most in.size bytes to `out` and returns how many.
+size_t decode(ByteView in, uint8_t *out);
 
 }  // namespace ztk::qp

@@ -75,23 +75,25 @@ size_t decode(ByteView in, int64_t options, uint8_t *out) {
   const scan::ByteSet &special = plusIsSpace ? kPercentOrPlus : kPercent;
   uint8_t *const begin = out;
   size_t i = 0;
+  // Escapes often follow each other: they are decoded here until a byte that
+  // starts a run, which the kernel copies.
   while (i < in.size) {
-    if (!special.contains(in[i])) {
+    const uint8_t b = in[i];
+    if (b == '%') {
+      if (i + 2 < in.size) {
+        *out++ = static_cast<uint8_t>(ascii::hex_low(in[i + 1]) << 4 | ascii::hex_low(in[i + 2]));
+      } else {
+        *out++ = static_cast<uint8_t>(i + 1 < in.size ? ascii::hex_low(in[i + 1]) << 4 : 0);
+      }
+      i += 3;
+    } else if (b == '+' && plusIsSpace) {
+      *out++ = ' ';
+      ++i;
+    } else {
       // Never more output than input so far: the room the kernel needs is there.
       const size_t stop = scan::copy_until(in, i, special, 0, out);
       out += stop - i;
       i = stop;
-      if (i == in.size) break;
-    }
-    const uint8_t b = in[i];
-    if (b == '%') {
-      const uint8_t hi = i + 1 < in.size ? ascii::hex_value(in[i + 1]) : 0;
-      const uint8_t lo = i + 2 < in.size ? ascii::hex_value(in[i + 2]) : 0;
-      *out++ = static_cast<uint8_t>(hi << 4 | lo);
-      i += 3;
-    } else {
-      *out++ = (b == '+' && plusIsSpace) ? ' ' : b;
-      ++i;
     }
   }
   return static_cast<size_t>(out - begin);

@@ -19,6 +19,20 @@ constexpr uint8_t hex_value(uint8_t b) {
   if (b >= 'a' && b <= 'f') return static_cast<uint8_t>(b - 'a' + 10);
   return 0;
 }
+// The digit's value for the hex digits and kNotHex for every other byte, so
+// that the codecs' inner loops look a digit up instead of branching on it.
+inline constexpr uint8_t kNotHex = 0x10;
+struct HexTable {
+  uint8_t value[256];
+};
+inline constexpr HexTable kHexValue = [] {
+  HexTable t{};
+  for (int b = 0; b < 256; ++b) t.value[b] = is_hex_digit(static_cast<uint8_t>(b)) ? hex_value(static_cast<uint8_t>(b)) : kNotHex;
+  return t;
+}();
+// hex_value by the table (kNotHex's low bits are 0).
+inline uint8_t hex_low(uint8_t b) { return kHexValue.value[b] & 15; }
+
 // 0x20 to 0x7F, DEL included.
 constexpr bool is_print(uint8_t b) { return b >= 0x20 && b <= 0x7F; }
 

@@ -24,19 +24,29 @@ void ByteSink::drop() {
   capacity_ = 0;
 }
 
+bool ByteSink::reserve(int32_t n) {
+  if (int64_t{length_} + n <= capacity_) return true;
+  // At least what is needed and 1 KB more; at least double once the block is
+  // large, so that a long output is not copied again at every kilobyte.
+  const int64_t needed = int64_t{length_} + n + 1024;
+  if (needed >= kSizeLimit) {
+    drop();
+    return false;
+  }
+  const int64_t doubled = 2 * int64_t{capacity_} < kSizeLimit ? 2 * int64_t{capacity_} : kSizeLimit - 1;
+  const int64_t wanted = needed > doubled ? needed : doubled;
+  mm::SetHandleSize(handle_, wanted);
+  if (mm::GetHandleSize(handle_) < wanted) {
+    drop();
+    return false;
+  }
+  capacity_ = static_cast<int32_t>(wanted);
+  return true;
+}
+
 void ByteSink::put(const void *bytes, int32_t n) {
   if (handle_ == nullptr || n <= 0) return;
-  if (int64_t{length_} + n > capacity_) {
-    // At least what is needed and 1 KB more; at least double once the block is
-    // large, so that a long output is not copied again at every kilobyte.
-    const int64_t needed = int64_t{length_} + n + 1024;
-    if (needed >= kSizeLimit) return drop();
-    const int64_t doubled = 2 * int64_t{capacity_} < kSizeLimit ? 2 * int64_t{capacity_} : kSizeLimit - 1;
-    const int64_t wanted = needed > doubled ? needed : doubled;
-    mm::SetHandleSize(handle_, wanted);
-    if (mm::GetHandleSize(handle_) < wanted) return drop();
-    capacity_ = static_cast<int32_t>(wanted);
-  }
+  if (!reserve(n)) return;
   mm::HLock(handle_);
   std::memcpy(*handle_ + length_, bytes, static_cast<size_t>(n));
   mm::HUnlock(handle_);

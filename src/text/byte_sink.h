@@ -3,6 +3,7 @@
 // dropped, and all later output of the call is discarded.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/rb_types.h"
@@ -21,6 +22,17 @@ class ByteSink {
   int32_t size() const { return length_; }
   void put(const void *bytes, int32_t n);
   void put(uint8_t b) { put(&b, 1); }
+  // Lets write(p) put up to `most` bytes at p, in place, and keeps the number
+  // it returns; grows (or dies) first as put would for `most` bytes.
+  template <class Writer>
+  void append(size_t most, Writer write) {
+    if (handle_ == nullptr || most == 0) return;
+    if (most > static_cast<size_t>(INT32_MAX) || !reserve(static_cast<int32_t>(most))) return drop();
+    mm::HLock(handle_);
+    const size_t n = write(reinterpret_cast<uint8_t *>(*handle_) + length_);
+    mm::HUnlock(handle_);
+    length_ += static_cast<int32_t>(n);
+  }
   // The bytes written so far, while alive (valid until the next put).
   const uint8_t *data() const { return alive() ? reinterpret_cast<const uint8_t *>(*handle_) : nullptr; }
   // A plain-built host string of the bytes with `encoding`; null when dead or empty.
@@ -30,6 +42,8 @@ class ByteSink {
 
  private:
   void drop();
+  // Room for n more bytes (n > 0); false when the block cannot grow (it is dropped).
+  bool reserve(int32_t n);
   mm::Handle handle_ = nullptr;
   int32_t length_ = 0;
   int32_t capacity_ = 0;
