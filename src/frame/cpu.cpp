@@ -13,7 +13,8 @@ Level detect() {
   if (!ZTK_WIDE_VECTORS) return __builtin_cpu_supports("sse2") ? kSSE2 : kPlain;
   if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
       __builtin_cpu_supports("avx512vl")) {
-    return __builtin_cpu_supports("avx512vbmi2") ? kAVX512VBMI2 : kAVX512;
+    const bool vbmi = __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2");
+    return vbmi ? kAVX512VBMI2 : kAVX512;
   }
   if (__builtin_cpu_supports("avx2")) return kAVX2;
   if (__builtin_cpu_supports("sse2")) return kSSE2;

@@ -11,7 +11,7 @@ enum Level : int {
   kSSE2 = 1,    // x86: the x86-64 baseline (and the 32-bit build's floor); arm64: NEON
   kAVX2 = 2,    // x86: AVX2
   kAVX512 = 3,  // x86: AVX-512 F + BW (+ VL)
-  kAVX512VBMI2 = 4,  // x86: the above with VBMI2 (byte compress and expand)
+  kAVX512VBMI2 = 4,  // x86: the above with VBMI and VBMI2 (byte permutes, compress and expand)
   kTop = kAVX512VBMI2,
 };
 

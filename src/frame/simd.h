@@ -8,7 +8,7 @@
 #include <immintrin.h>
 #define ZTK_AVX2 __attribute__((target("avx2")))
 #define ZTK_AVX512 __attribute__((target("avx2,avx512f,avx512bw,avx512vl")))
-#define ZTK_AVX512VBMI2 __attribute__((target("avx2,avx512f,avx512bw,avx512vl,avx512vbmi2")))
+#define ZTK_AVX512VBMI2 __attribute__((target("avx2,avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2")))
 // On Windows gcc cannot align the stack for spilled 32- and 64-byte vectors
 // (it uses aligned moves on a 16-byte aligned stack), so Windows builds stop
 // at SSE2.

@@ -3,6 +3,7 @@
 #include <random>
 
 #include "host_test.h"
+#include "kernel_levels.h"
 
 using namespace ztk_test;
 
@@ -12,10 +13,10 @@ namespace {
 struct Case {
   const char *name;
   int64_t hexlen, linelen;
-  const char *linestart, *lineend, *spacer, *filler;  // null: a null handle
+  const char *linestart, *lineend, *spacer, *filler; // null: a null handle
   std::string out;
 };
-}  // namespace
+} // namespace
 
 TEST_P(HexstringZTK, LaysOutGroupsLinesAndFiller) {
   const Case cases[] = {
@@ -33,8 +34,10 @@ TEST_P(HexstringZTK, LaysOutGroupsLinesAndFiller) {
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     auto text = [&](const char *t) -> Value {
-      if (t == nullptr) return NullString();
-      if (std::string(c.name) == "zero in line start" && t == c.linestart) return S(std::string(1, '\0'));
+      if (t == nullptr)
+        return NullString();
+      if (std::string(c.name) == "zero in line start" && t == c.linestart)
+        return S(std::string(1, '\0'));
       return S(t);
     };
     Result r = call("HexstringZTK", {S("ABC"), I(c.hexlen), I(c.linelen), text(c.linestart), text(c.lineend),
@@ -53,9 +56,15 @@ TEST_P(HexstringZTK, LongSpacerOnOneByteKeepsWholeLine) {
 
 TEST_P(HexstringZTK, BadNumbersAndEmptyInputGiveEmptyString) {
   REALstring in = S("ABC");
-  for (auto [hexlen, linelen] : {std::pair<int64_t, int64_t>{0, 1}, {1, 0}, {-1, 4}, {4, -1},
-                                 {(int64_t{1} << 32) + 2, 1}, {2, (int64_t{1} << 32) + 1}, {1 << 30, 1 << 30}}) {
-    if (!fits(hexlen) || !fits(linelen)) continue;
+  for (auto [hexlen, linelen] : {std::pair<int64_t, int64_t>{0, 1},
+                                 {1, 0},
+                                 {-1, 4},
+                                 {4, -1},
+                                 {(int64_t{1} << 32) + 2, 1},
+                                 {2, (int64_t{1} << 32) + 1},
+                                 {1 << 30, 1 << 30}}) {
+    if (!fits(hexlen) || !fits(linelen))
+      continue;
     SCOPED_TRACE(hexlen);
     EXPECT_TRUE(call("HexstringZTK", {in, I(hexlen), I(linelen), S(""), S(""), S(""), S("")}).null);
   }
@@ -71,25 +80,36 @@ TEST_P(HexstringZTK, BadNumbersAndEmptyInputGiveEmptyString) {
 TEST(HexDumpLines, EveryLayoutEqualsTheGroupByGroupLines) {
   std::mt19937 rng(17);
   auto view = [](const std::string &t) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(t.data()), t.size()}; };
-  const std::string texts[] = {"", ".", " ", "--", "\r\n"};
-  for (int round = 0; round < 2000; ++round) {
-    const uint64_t hexlen = 1 + rng() % 4, linelen = 1 + rng() % 6;
-    const std::string &start = texts[rng() % 5], &end = texts[rng() % 5], &spacer = texts[rng() % 5];
-    const ztk::hexdump::Layout layout{hexlen, linelen, view(start), view(end), view(spacer), {}};
-    const size_t bytes = rng() % 40;
-    std::string hex;
-    for (size_t k = 0; k < 2 * bytes + hexlen * linelen; ++k) hex += "0123456789ABCDEF"[rng() % 16];
-    std::string expected;
-    for (uint64_t p = 0; p < 2 * bytes; p += hexlen * linelen) {
-      expected += start;
-      for (uint64_t g = 0; g < linelen; ++g) {
-        expected += hex.substr(p + g * hexlen, hexlen);
-        if (g + 1 < linelen) expected += spacer;
+  // Texts up to and past what one vector holds; lines up to and past the
+  // widest the permuted lines take.
+  const std::string texts[] = {"", ".", " ", "--", "\r\n", std::string(64, '<'), std::string(65, '>')};
+  for_each_level([&](ztk::cpu::Level) {
+    for (int round = 0; round < 2000; ++round) {
+      const bool common = rng() % 2 == 0; // groups of one byte, a one-byte spacer
+      const uint64_t hexlen = common ? 2 : 1 + rng() % 4, linelen = 1 + rng() % (common ? 24 : 6);
+      const std::string &start = texts[rng() % 7], &end = texts[rng() % 7];
+      const std::string &spacer = common ? texts[1 + rng() % 2] : texts[rng() % 7];
+      const ztk::hexdump::Layout layout{hexlen, linelen, view(start), view(end), view(spacer), {}};
+      const size_t bytes = rng() % 40;
+      std::string hex;
+      for (size_t k = 0; k < 2 * bytes + hexlen * linelen; ++k)
+        hex += "0123456789ABCDEF"[rng() % 16];
+      std::string expected;
+      for (uint64_t p = 0; p < 2 * bytes; p += hexlen * linelen) {
+        expected += start;
+        for (uint64_t g = 0; g < linelen; ++g) {
+          expected += hex.substr(p + g * hexlen, hexlen);
+          if (g + 1 < linelen)
+            expected += spacer;
+        }
+        expected += end;
       }
-      expected += end;
+      // Digits and output end right before unreadable pages.
+      GuardedBytes digits(hex), out(std::string(expected.size(), '\0'));
+      const size_t n = ztk::hexdump::write_lines(reinterpret_cast<const char *>(digits.bytes()), 2 * bytes, layout,
+                                                 reinterpret_cast<char *>(out.bytes()));
+      ASSERT_EQ(std::string(out.bytes(), out.bytes() + n), expected)
+          << "hexlen " << hexlen << " linelen " << linelen << " spacer '" << spacer << "'";
     }
-    std::string out(expected.size() + 64, '\0');
-    out.resize(ztk::hexdump::write_lines(hex.data(), 2 * bytes, layout, out.data()));
-    ASSERT_EQ(out, expected) << "hexlen " << hexlen << " linelen " << linelen << " spacer '" << spacer << "'";
-  }
+  });
 }
