@@ -1,6 +1,7 @@
 #include "codecs/quoted_printable.h"
 
 #include <array>
+#include <cstring>
 
 #include "frame/registry.h"
 #include "frame/string_access.h"
@@ -30,10 +31,36 @@ constexpr std::array<uint8_t, 256> character_class = [] {
 
 constexpr uint8_t line_break[] = {'\r', '\n'};
 
+// For the bytes written on their own (literal or =XX): what is written, in
+// the first `size` of four bytes, so that either is one store.
+struct Code {
+  uint8_t bytes[4];
+  uint8_t size;  // 0: white space or a line end, which have rules of their own
+};
+constexpr std::array<Code, 256> kCodes = [] {
+  std::array<Code, 256> codes{};
+  for (int b = 0; b < 256; ++b) {
+    const uint8_t c = character_class[b];
+    Code &code = codes[b];
+    if (c == kEncoded) {
+      code = {{'=', static_cast<uint8_t>(ascii::kHexDigits[b >> 4]), static_cast<uint8_t>(ascii::kHexDigits[b & 15]), 0}, 3};
+    } else if (c == kLiteral || c == kLiteralSpecial) {
+      code = {{static_cast<uint8_t>(b), 0, 0, 0}, 1};
+    }
+  }
+  return codes;
+}();
+
 // What ends a run the encoder writes as it is: anything but the literal bytes,
 // space and tab. (White space inside such a run is followed by more of the run,
 // so it is written as it is too.)
 constexpr scan::ByteSet kNotInLiteralRun{{{'\t', '\t'}, {' ', '<'}, {'>', '~'}}, true};
+// The same as a table of 0 and 1, which the encoder combines without branches.
+constexpr std::array<uint8_t, 256> kInRun = [] {
+  std::array<uint8_t, 256> t{};
+  for (int b = 0; b < 256; ++b) t[b] = kNotInLiteralRun.contains(static_cast<uint8_t>(b)) ? 0 : 1;
+  return t;
+}();
 // What the decoder does not copy as it is.
 constexpr scan::ByteSet kDecoderSpecial{{'\n', '\n'}, {'\r', '\r'}, {'=', '='}};
 
@@ -44,50 +71,37 @@ bool partner_follows(ByteView in, size_t i) {
   return i + 1 < in.size && is_line_end(in[i + 1]) && in[i + 1] != in[i];
 }
 
-// Single bytes and escapes gathered for the sink, which takes them in blocks;
-// runs go to the sink straight from the input, after what is staged.
-class Staged {
- public:
-  explicit Staged(ByteSink &out) : out_(out) {}
-  ~Staged() { flush(); }
-  Staged(const Staged &) = delete;
-  Staged &operator=(const Staged &) = delete;
-
-  void put(const uint8_t *p, int n) {
-    if (staged_ + n > static_cast<int>(sizeof stage_)) flush();
-    for (int k = 0; k < n; ++k) stage_[staged_++] = p[k];
-  }
-  void put(uint8_t b) {
-    if (staged_ == static_cast<int>(sizeof stage_)) flush();
-    stage_[staged_++] = b;
-  }
-  void run(const uint8_t *p, size_t n) {
-    if (n <= 64) return put(p, static_cast<int>(n));
-    flush();
-    out_.put(p, static_cast<int32_t>(n));
-  }
-  void flush() {
-    out_.put(stage_, staged_);
-    staged_ = 0;
-  }
-
- private:
-  ByteSink &out_;
-  int staged_ = 0;
-  uint8_t stage_[256];
+// What the encoder carries from one stretch of input to the next.
+struct EncoderState {
+  int32_t L;
+  int32_t col = 0;
+  uint8_t pending = 0;  // a space or tab held until what follows is known
 };
 
-// Literal runs go out a line at a time.
-class Encoder {
+// Input bytes go out in stretches, each written in place into room for the
+// most a byte can become (a soft break and an escape, or a line end with the
+// escaped white space before it and its soft break), plus what finishing
+// writes. The writer is a local object whose state stays in registers.
+constexpr size_t kStretch = 8192;
+constexpr size_t kMostPerByte = 9;
+constexpr size_t kMostAtFinish = 9;
+
+class Writer {
  public:
-  Encoder(int32_t lineLength, ByteSink &out) : L_(lineLength), out_(out) {}
-  Encoder(const Encoder &) = delete;
-  Encoder &operator=(const Encoder &) = delete;
+  Writer(const EncoderState &s, uint8_t *out) : L_(s.L), col_(s.col), pending_(s.pending), o_(out), begin_(out) {}
+  Writer(const Writer &) = delete;
+  Writer &operator=(const Writer &) = delete;
+  // Saves the state; returns the bytes written.
+  size_t done(EncoderState &s) const {
+    s.col = col_;
+    s.pending = pending_;
+    return static_cast<size_t>(o_ - begin_);
+  }
 
   void literal(uint8_t b) {
     room(1);
     col_ += 1;
-    out_.put(b);
+    *o_++ = b;
   }
   // The same as literal() for each of the n bytes, in order.
   void literals(const uint8_t *p, size_t n) {
@@ -100,19 +114,21 @@ class Encoder {
         continue;
       }
       const size_t k = static_cast<uint64_t>(fit) < n ? static_cast<size_t>(fit) : n;
-      out_.run(p, k);
+      std::memcpy(o_, p, k);
+      o_ += k;
       col_ += static_cast<int32_t>(k);
       p += k;
       n -= k;
     }
   }
-  void encoded(uint8_t b) {
-    room(3);
-    col_ += 3;
-    uint8_t escape[3] = {'='};
-    ascii::put_hex(reinterpret_cast<char *>(escape) + 1, b);
-    out_.put(escape, 3);
+  // literal(b) or encoded(b), as the byte's code says, without a branch on which.
+  void coded(const Code &code) {
+    room(code.size);
+    col_ += code.size;
+    std::memcpy(o_, code.bytes, 4);
+    o_ += code.size;
   }
+  void encoded(uint8_t b) { coded(kCodes[b].size == 3 ? kCodes[b] : escape_of(b)); }
   void flush_literal() {
     if (pending_ != 0) literal(pending_);
     pending_ = 0;
@@ -123,69 +139,93 @@ class Encoder {
   }
   void hold(uint8_t b) { pending_ = b; }
   void hard_break() {
-    out_.put(line_break, 2);
+    *o_++ = '\r';
+    *o_++ = '\n';
     col_ = 0;
   }
   void finish() {
     flush_literal();
     if (col_ > 0) soft_break();
-    out_.flush();
   }
 
  private:
+  static Code escape_of(uint8_t b) {
+    return {{'=', static_cast<uint8_t>(ascii::kHexDigits[b >> 4]), static_cast<uint8_t>(ascii::kHexDigits[b & 15]), 0}, 3};
+  }
   void room(int k) {
     if (int64_t{col_} + k >= int64_t{L_} - 1) soft_break();
   }
   void soft_break() {
-    out_.put('=');
+    *o_++ = '=';
     hard_break();
   }
 
   const int32_t L_;
-  Staged out_;
-  int32_t col_ = 0;
-  uint8_t pending_ = 0;
+  int32_t col_;
+  uint8_t pending_;
+  uint8_t *o_;
+  uint8_t *const begin_;
 };
 
-}  // namespace
-
-void encode(ByteView in, int32_t lineLength, ByteSink &out) {
-  Encoder coder(lineLength, out);
-  for (size_t i = 0; i < in.size && out.alive(); ++i) {
+// Encodes from i up to `end` (one byte past it when a line end's partner is
+// there); returns where it stopped.
+size_t encode_stretch(ByteView in, size_t i, size_t end, Writer &w) {
+  for (; i < end; ++i) {
     const uint8_t b = in[i];
-    if (!kNotInLiteralRun.contains(b)) {
-      size_t stop = scan::find(in, i, kNotInLiteralRun);
+    // A run is worth finding when it is at least three bytes long; on bytes
+    // that change class often, a branch per byte on what each one is would
+    // mostly be mispredicted, so that test is one branch for three bytes.
+    const bool run = i + 2 < in.size && (kInRun[b] & kInRun[in[i + 1]] & kInRun[in[i + 2]]) != 0;
+    if (!run && kCodes[b].size != 0) {
+      w.flush_literal();
+      w.coded(kCodes[b]);
+      continue;
+    }
+    if (run) {
+      // A run cut at the stretch's end goes on in the next stretch.
+      size_t stop = scan::find(ByteView{in.data, end}, i, kNotInLiteralRun);
       // White space right before a line end is escaped: it is left to the byte rules.
       if (stop < in.size && is_line_end(in[stop]) && character_class[in[stop - 1]] == kWhite) --stop;
       if (stop > i) {
-        coder.flush_literal();
-        coder.literals(in.data + i, stop - i);
+        w.flush_literal();
+        w.literals(in.data + i, stop - i);
         i = stop - 1;
         continue;
       }
     }
     switch (character_class[b]) {
-      case kEncoded:
-        coder.flush_literal();
-        coder.encoded(b);
-        break;
-      case kLiteral:
-      case kLiteralSpecial:
-        coder.flush_literal();
-        coder.literal(b);
-        break;
       case kWhite:
-        coder.flush_literal();
-        coder.hold(b);
+        w.flush_literal();
+        w.hold(b);
         break;
       case kLineEnd:
         if (partner_follows(in, i)) ++i;
-        coder.flush_encoded();  // white space at a line's end is always escaped
-        coder.hard_break();
+        w.flush_encoded();  // white space at a line's end is always escaped
+        w.hard_break();
+        break;
+      default:  // literal and escaped bytes went out above; kept for completeness
+        w.flush_literal();
+        w.coded(kCodes[b]);
         break;
     }
   }
-  coder.finish();
+  return i;
+}
+
+}  // namespace
+
+void encode(ByteView in, int32_t lineLength, ByteSink &out) {
+  EncoderState state{lineLength};
+  size_t i = 0;
+  while (i < in.size && out.alive()) {
+    const size_t end = in.size - i > kStretch ? i + kStretch : in.size;
+    out.append((end - i) * kMostPerByte + kMostAtFinish, [&](uint8_t *room) {
+      Writer w(state, room);
+      i = encode_stretch(in, i, end, w);
+      if (i >= in.size) w.finish();
+      return w.done(state);
+    });
+  }
 }
 
 size_t decode(ByteView in, uint8_t *out) {
