@@ -124,7 +124,16 @@ TEST(QuotedPrintableKernel, EveryLevelGivesTheOneByteRules) {
   constexpr size_t kLongest = 300;
 #endif
   std::mt19937 rng(13);
-  const auto inputs = token_inputs(rng, {"=", "=4", "=41", "=\r\n", "= \r\n", " \r\n", "\t\n", "\r", "\n\r", " ", "\t", "=zz"}, kLongest);
+  auto inputs = token_inputs(rng, {"=", "=4", "=41", "=\r\n", "= \r\n", " \r\n", "\t\n", "\r", "\n\r", " ", "\t", "=zz"}, kLongest);
+  // The encoder works in stretches of 8 KiB: runs, held white space and line
+  // ends with their partners cut by a stretch's end.
+  for (size_t at = 8189; at <= 8193; ++at) {
+    for (const char *cut : {" \r\n", "\r\n", "\t", " x", "=\n"}) {
+      inputs.push_back(std::string(at, 'a') + cut + std::string(50, 'b'));
+    }
+  }
+  inputs.push_back(random_text(rng, 40000));
+  inputs.push_back(random_text(rng, 40000, "ab \r\n=\t"));
   // Line lengths around the run lengths, the shortest, and ones no line reaches.
   for (int32_t lineLength : {2, 3, 4, 5, 17, 72, 76, 1000, INT32_MAX}) {
     SCOPED_TRACE(lineLength);
