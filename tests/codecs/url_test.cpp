@@ -138,7 +138,13 @@ TEST(UrlKernel, EveryLevelGivesTheOneByteRules) {
   constexpr size_t kLongest = 300;
 #endif
   std::mt19937 rng(3);
-  const auto inputs = token_inputs(rng, {"%", "%4", "%41", "%zz", "+", " ", "~", "@", "_-.!*"}, kLongest);
+  auto inputs = token_inputs(rng, {"%", "%4", "%41", "%zz", "+", " ", "~", "@", "_-.!*"}, kLongest);
+  // Whole blocks that need no escaping, one byte that does at a block's edges.
+  for (size_t at : {0, 63, 64, 65, 127, 128, 250, 399}) {
+    std::string s(400, 'q');
+    s[at] = at % 2 ? ' ' : '+';
+    inputs.push_back(s);
+  }
   for (int64_t options = 0; options < 4; ++options) {
     SCOPED_TRACE(options);
     expect_equal_at_every_level(
