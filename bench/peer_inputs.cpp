@@ -1,0 +1,29 @@
+// Writes the inputs of the peers comparison, byte for byte the ones the
+// byte-method benchmarks give the plugin: peer_inputs DIR.
+#include <fstream>
+#include <iostream>
+
+#include "bench_inputs.h"
+
+using namespace ztk_bench;
+
+int main(int argc, char **argv) {
+  if (argc != 2) {
+    std::cerr << "usage: peer_inputs DIR\n";
+    return 2;
+  }
+  const std::string dir = argv[1];
+  for (size_t n : {size_t{20}, size_t{1} << 10, size_t{1} << 20}) {
+    const std::pair<const char *, std::string> inputs[] = {
+        {"text", clean_text(n)},
+        {"hex", hex_of(clean_text(n))},
+        {"url_dense", repeat("%41+", n)},
+        {"qp_dense", repeat("=41=\r\n", n)},
+        {"yenc_typical", yenc_encoded(n)},
+    };
+    for (const auto &[name, bytes] : inputs) {
+      std::ofstream(dir + "/" + name + "_" + std::to_string(n), std::ios::binary) << bytes;
+    }
+  }
+  return 0;
+}

@@ -1,0 +1,168 @@
+#!/usr/bin/python3
+"""The plugin beside what a developer would otherwise use, on the same bytes.
+
+Runs byte_methods_bench (medians of repetitions; the plugin's own time and the
+time through the host) and times Python's and PHP's built-ins on the inputs
+peer_inputs writes, then prints one Markdown table with the ratios peer time /
+plugin time, own and through the host (above 1: the plugin is faster).
+Usage: peers.py BUILD_DIR [--repetitions N]
+"""
+import argparse
+import json
+import os
+import platform
+import statistics
+import subprocess
+import sys
+import tempfile
+import timeit
+
+SIZES = [20, 1 << 10, 1 << 20]
+
+# (benchmark row, input file, Python expression on d, PHP expression on $d)
+ROWS = [
+    ("EncodingToHex/text", "text", "binascii.hexlify(d)", "bin2hex($d)"),
+    ("DecodingFromHex/text", "hex", "binascii.unhexlify(d)", "hex2bin($d)"),
+    ("EncodingToURL/text", "text", "urllib.parse.quote_plus(d)", "urlencode($d)"),
+    ("DecodingFromURL/text", "text", "urllib.parse.unquote_to_bytes(d.replace(b'+', b' '))", "urldecode($d)"),
+    ("DecodingFromURL/dense", "url_dense", "urllib.parse.unquote_to_bytes(d.replace(b'+', b' '))", "urldecode($d)"),
+    ("EncodingToQuotedPrintable/text", "text", "binascii.b2a_qp(d)", "quoted_printable_encode($d)"),
+    ("DecodingFromQuotedPrintable/text", "text", "binascii.a2b_qp(d)", "quoted_printable_decode($d)"),
+    ("DecodingFromQuotedPrintable/dense", "qp_dense", "binascii.a2b_qp(d)", "quoted_printable_decode($d)"),
+    ("yDecodeString/typical", "yenc_typical", "sabyenc3.decode_usenet_chunks([yenc_article(d)])", None),
+    ("CountOccurances_byte/text", "text", "d.count(b'e')", "substr_count($d, 'e')"),
+    ("CountOccurances_word/text", "text", "d.count(b'wizard')", "substr_count($d, 'wizard')"),
+    ("StringXOR/text", "text", None,
+     "$d ^ substr(str_repeat('secret key', intdiv(strlen($d), 10) + 1), 0, strlen($d))"),
+    ("ConcatBinaryStrings/text", "text", "d + b'tail'", "$d . 'tail'"),
+    ("IsASCIIString/text", "text", "d.isascii()", "!preg_match('/[\\x80-\\xFF]/', $d)"),
+]
+
+
+def yenc_article(body):
+    # sabyenc decodes whole articles: the smallest header it accepts.
+    return (b"=ybegin part=1 line=128 size=%d name=x\r\n=ypart begin=1 end=%d\r\n" % (len(body), len(body)) + body +
+            b"\r\n=yend size=%d part=1 pcrc32=00000000\r\n" % len(body))
+
+
+def median_per_call(run_batch, repetitions):
+    """Median over repetitions of the time per call, in ns; batches of at least 50 ms."""
+    number = 1
+    while True:
+        t = run_batch(number)
+        if t >= 0.05:
+            break
+        number *= 2 if t <= 0 else max(2, int(0.06 / t))
+    return statistics.median(run_batch(number) / number for _ in range(repetitions)) * 1e9
+
+
+def python_ns(expr, data, repetitions):
+    import binascii, urllib.parse  # noqa: F401  (used by the expressions)
+    try:
+        import sabyenc3  # noqa: F401
+    except ImportError:
+        if "sabyenc3" in expr:
+            return None
+    env = {"d": data, "binascii": binascii, "urllib": urllib, "yenc_article": yenc_article}
+    if "sabyenc3" in expr:
+        env["sabyenc3"] = sys.modules["sabyenc3"]
+        body = yenc_article(data)
+        env["d"] = body  # the framing is built once, outside the timing
+        expr = "sabyenc3.decode_usenet_chunks([d])"
+    return median_per_call(lambda n: timeit.timeit(expr, globals=env, number=n), repetitions)
+
+
+PHP_TIMER = r"""<?php
+$d = file_get_contents($argv[1]);
+$reps = intval($argv[2]);
+$f = function($d) { return %s; };
+$n = 1;
+while (true) {
+  $t0 = hrtime(true); for ($i = 0; $i < $n; $i++) { $r = $f($d); } $t = (hrtime(true) - $t0) / 1e9;
+  if ($t >= 0.05) break;
+  $n *= $t <= 0 ? 2 : max(2, intval(0.06 / $t));
+}
+$runs = [];
+for ($k = 0; $k < $reps; $k++) {
+  $t0 = hrtime(true); for ($i = 0; $i < $n; $i++) { $r = $f($d); } $runs[] = (hrtime(true) - $t0) / $n;
+}
+sort($runs);
+echo $runs[intdiv(count($runs), 2)], "\n";
+"""
+
+
+def php_ns(expr, path, repetitions):
+    if expr is None:
+        return None
+    with tempfile.NamedTemporaryFile("w", suffix=".php", delete=False) as f:
+        f.write(PHP_TIMER % expr)
+    try:
+        out = subprocess.run(["php", f.name, path, str(repetitions)], capture_output=True, text=True, check=True)
+        return float(out.stdout.strip())
+    except (OSError, subprocess.CalledProcessError):
+        return None
+    finally:
+        os.unlink(f.name)
+
+
+def plugin_ns(bench, size, repetitions):
+    """{row: (plugin ns, through-host ns)} from the medians of repetitions; one process per size."""
+    names = "|".join(r[0] for r in ROWS)
+    out = subprocess.run([bench, f"--benchmark_filter=^({names})/{size}$", f"--benchmark_repetitions={repetitions}",
+                          "--benchmark_report_aggregates_only=true", "--benchmark_format=json",
+                          "--benchmark_min_time=0.1"], capture_output=True, text=True, check=True)
+    result = {}
+    for b in json.loads(out.stdout)["benchmarks"]:
+        if b.get("aggregate_name") != "median":
+            continue
+        row = b["run_name"].rsplit("/", 1)[0]
+        result[row] = (b["plugin_ns"], b["plugin_ns"] + b["services_ns"])
+    return result
+
+
+def fmt_ns(ns):
+    if ns is None:
+        return "-"
+    if ns >= 1e6:
+        return f"{ns / 1e6:.2f} ms"
+    if ns >= 1e3:
+        return f"{ns / 1e3:.1f} us"
+    return f"{ns:.0f} ns"
+
+
+def ratio(peer, own, via):
+    """Peer time over the plugin's own time and over its time through the host."""
+    if peer is None or not own or not via:
+        return "-"
+    return f"{peer / own:.1f}x / {peer / via:.1f}x"
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("build")
+    ap.add_argument("--repetitions", type=int, default=5)
+    args = ap.parse_args()
+    bench = os.path.join(args.build, "bench", "byte_methods_bench")
+    inputs = tempfile.mkdtemp(prefix="ztk-peers-")
+    subprocess.run([os.path.join(args.build, "bench", "peer_inputs"), inputs], check=True)
+    cpu = next((l.split(":", 1)[1].strip() for l in open("/proc/cpuinfo") if l.startswith("model name")), "?")
+    php = subprocess.run(["php", "-r", "echo PHP_VERSION;"], capture_output=True, text=True).stdout or "none"
+    print(f"Machine: {cpu}, {os.cpu_count()} vCPU, {platform.system()} {platform.release()}; "
+          f"Python {platform.python_version()}, PHP {php}; medians of {args.repetitions} repetitions.\n")
+    print("| Method / input | Size | Plugin | Through host | Python | Python ÷ plugin (own / host) | PHP | "
+          "PHP ÷ plugin (own / host) |")
+    print("|---|---:|---:|---:|---:|---:|---:|---:|")
+    for size in SIZES:
+        plugin = plugin_ns(bench, size, args.repetitions)
+        for row, name, py, ph in ROWS:
+            path = os.path.join(inputs, f"{name}_{size}")
+            data = open(path, "rb").read()
+            own, via = plugin.get(row, (None, None))
+            p = python_ns(py, data, args.repetitions) if py else None
+            q = php_ns(ph, path, args.repetitions)
+            print(f"| {row} | {size} | {fmt_ns(own)} | {fmt_ns(via)} | {fmt_ns(p)} | {ratio(p, own, via)} | "
+                  f"{fmt_ns(q)} | {ratio(q, own, via)} |", flush=True)
+
+
+if __name__ == "__main__":
+    main()
