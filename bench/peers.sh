@@ -16,8 +16,19 @@ if ((${#need[@]})); then
 fi
 cmake --preset release-bench >/dev/null
 cmake --build --preset release-bench --target byte_methods_bench peer_inputs >/dev/null
-# One CPU for the plugin and the peers alike: the two virtual CPUs of a shared
-# machine may differ in speed by half or more.
+# One CPU for the plugin and the peers alike: the virtual CPUs of a shared
+# machine may differ in speed by half or more (a busy neighbour on the same
+# core), so the one that runs a short probe fastest is taken.
 pin=()
-command -v taskset >/dev/null && pin=(taskset -c 0)
+if command -v taskset >/dev/null; then
+  best="" best_ns=""
+  for cpu in $(seq 0 $(($(nproc) - 1))); do
+    ns=$(taskset -c "$cpu" build/release-bench/bench/byte_methods_bench \
+      --benchmark_filter='^DecodingFromQuotedPrintable/dense/1048576$' --benchmark_min_time=0.05 \
+      --benchmark_repetitions=3 --benchmark_report_aggregates_only=true --benchmark_format=csv 2>/dev/null |
+      awk -F, '/_median/ {print int($3)}')
+    if [ -n "$ns" ] && { [ -z "$best_ns" ] || [ "$ns" -lt "$best_ns" ]; }; then best=$cpu best_ns=$ns; fi
+  done
+  [ -n "$best" ] && pin=(taskset -c "$best")
+fi
 "${pin[@]}" /usr/bin/python3 bench/peers.py build/release-bench "$@"

@@ -226,8 +226,11 @@ struct V {
 size_t find_blocks(ByteView in, size_t from, const ByteSet &set) {
   Stop s{from, false};
   const cpu::Level level = cpu::active();
+  // Levels whose block is longer than what is left are skipped: setting up
+  // their tests would cost more than the few bytes.
 #if ZTK_WIDE_VECTORS
-  if (level >= cpu::kAVX512) {
+  if (in.size - from < 32) {
+  } else if (level >= cpu::kAVX512) {
     s = avx512::find(in, s.at, set);
   } else if (level == cpu::kAVX2) {
     s = avx2::find(in, s.at, set);
@@ -235,7 +238,7 @@ size_t find_blocks(ByteView in, size_t from, const ByteSet &set) {
   if (s.found) return s.at;
 #endif
 #if ZTK_SCAN_BASE
-  if (level >= cpu::kSSE2) {
+  if (level >= cpu::kSSE2 && in.size - s.at >= 16) {
     s = base::find(in, s.at, set);
     if (s.found) return s.at;
   }
@@ -248,7 +251,8 @@ size_t copy_until_blocks(ByteView in, size_t from, size_t at, const ByteSet &sto
   Stop s{at, false};
   const cpu::Level level = cpu::active();
 #if ZTK_WIDE_VECTORS
-  if (level >= cpu::kAVX512) {
+  if (in.size - at < 32) {
+  } else if (level >= cpu::kAVX512) {
     s = avx512::copy_until(in, from, s.at, stop, add, out);
   } else if (level == cpu::kAVX2) {
     s = avx2::copy_until(in, from, s.at, stop, add, out);
@@ -256,7 +260,7 @@ size_t copy_until_blocks(ByteView in, size_t from, size_t at, const ByteSet &sto
   if (s.found) return s.at;
 #endif
 #if ZTK_SCAN_BASE
-  if (level >= cpu::kSSE2) {
+  if (level >= cpu::kSSE2 && in.size - s.at >= 16) {
     s = base::copy_until(in, from, s.at, stop, add, out);
     if (s.found) return s.at;
   }
