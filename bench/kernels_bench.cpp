@@ -1,13 +1,21 @@
-// The vector kernels on their own at each level this CPU offers (the level
-// is the benchmark's second argument: 0 plain, 1 SSE2/NEON, 2 AVX2, 3
-// AVX-512), on inputs already in cache, so that levels compare directly.
+// The vector kernels and the codecs built on them, on their own, at each level
+// this CPU offers (the level is the benchmark's second argument: 0 plain, 1
+// SSE2/NEON, 2 AVX2, 3 AVX-512, 4 AVX-512 with VBMI), on inputs already in
+// cache, so that levels compare directly.
 #include <string>
 
+#include "bench_inputs.h"
 #include "bench_support.h"
 #include "binary/bitwise.h"
 #include "binary/byte_checks.h"
+#include "binary/hex_dump.h"
 #include "codecs/hex.h"
+#include "codecs/mysql.h"
+#include "codecs/quoted_printable.h"
+#include "codecs/url.h"
+#include "codecs/yenc.h"
 #include "frame/cpu.h"
+#include "text/byte_scan.h"
 
 using namespace ztk_bench;
 
@@ -39,7 +47,7 @@ void at_level(benchmark::State &state, Kernel kernel) {
 }
 
 void args(benchmark::internal::Benchmark *b) {
-  for (int level = 0; level <= 3; ++level) {
+  for (int level = 0; level <= ztk::cpu::kTop; ++level) {
     for (int n : {20, 1 << 10, 1 << 20}) b->Args({n, level});
   }
 }
@@ -62,3 +70,73 @@ ZTK_KERNEL_BENCH(XOR_mask10, ztk::bitwise::exclusive_or(in, mask, 3, false, out)
 ZTK_KERNEL_BENCH(XOR2_mask10, ztk::bitwise::exclusive_or(in, mask, 3, true, out));
 ZTK_KERNEL_BENCH(IsASCII, benchmark::DoNotOptimize(ztk::byte_checks::all_in_class(in, ztk::byte_checks::Class::Printable)));
 ZTK_KERNEL_BENCH(ReplaceNonPrintable, ztk::byte_checks::replace_non_printable(in, '.', out));
+
+namespace {
+
+// A codec at a level on the byte-method benchmarks' own inputs.
+template <class Make, class Codec>
+void codec_at_level(benchmark::State &state, Make make, Codec codec) {
+  const auto level = static_cast<ztk::cpu::Level>(state.range(1));
+  if (level > ztk::cpu::best()) {
+    state.SkipWithError("level not offered by this CPU");
+    return;
+  }
+  ztk::cpu::limit(level);
+  const auto n = static_cast<size_t>(state.range(0));
+  const std::string in = make(n);
+  std::string out(4 * n + 1024, '\0');
+  auto *o = reinterpret_cast<uint8_t *>(out.data());
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(codec(view(in), o));
+    benchmark::ClobberMemory();
+  }
+  ztk::cpu::limit(ztk::cpu::kTop);
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(n));
+  state.SetLabel(ztk::cpu::name(level));
+}
+
+std::string text(size_t n) { return clean_text(n); }
+std::string random_any(size_t n) { return random_bytes(n); }
+std::string url_dense(size_t n) { return repeat("%41+", n); }
+std::string qp_dense(size_t n) { return repeat("=41=\r\n", n); }
+std::string mysql_dense(size_t n) { return repeat("\\n\\'", n); }
+// The hex text of n / 2 bytes and the filler a line needs: what the dump's lines read.
+std::string dump_digits(size_t n) { return hex_of(clean_text(n / 2)) + std::string(32, '.'); }
+
+const uint8_t kSpace[] = {' '}, kNewline[] = {'\n'};
+const ztk::hexdump::Layout kDumpLayout{2, 16, {}, {kNewline, 1}, {kSpace, 1}, {}};
+
+}  // namespace
+
+#define ZTK_CODEC_BENCH(name, make, ...)                                                           \
+  static void BM_##name(benchmark::State &state) {                                                \
+    codec_at_level(state, make, [](ztk::ByteView in, uint8_t *out) -> size_t {                     \
+      (void)out;                                                                                   \
+      __VA_ARGS__;                                                                                 \
+    });                                                                                            \
+  }                                                                                                \
+  BENCHMARK(BM_##name)->Apply(args)
+
+ZTK_CODEC_BENCH(UrlEncode_text, text, return ztk::url::encode(in, 1, reinterpret_cast<char *>(out)));
+ZTK_CODEC_BENCH(UrlEncode_random, random_any, return ztk::url::encode(in, 1, reinterpret_cast<char *>(out)));
+ZTK_CODEC_BENCH(UrlDecode_text, text, return ztk::url::decode(in, 1, out));
+ZTK_CODEC_BENCH(UrlDecode_dense, url_dense, return ztk::url::decode(in, 1, out));
+ZTK_CODEC_BENCH(QpDecode_text, text, return ztk::qp::decode(in, out));
+ZTK_CODEC_BENCH(QpDecode_dense, qp_dense, return ztk::qp::decode(in, out));
+ZTK_CODEC_BENCH(QpEncode_text, text, {
+  ztk::ByteSink sink(static_cast<int64_t>(in.size) + 1024);
+  ztk::qp::encode(in, 72, sink);
+  return static_cast<size_t>(sink.size());
+});
+ZTK_CODEC_BENCH(MySQLUnescape_text, text, return ztk::mysql::unescape(in, out));
+ZTK_CODEC_BENCH(MySQLUnescape_dense, mysql_dense, return ztk::mysql::unescape(in, out));
+ZTK_CODEC_BENCH(yDecode_typical, yenc_encoded, return ztk::yenc::decode(in, out));
+ZTK_CODEC_BENCH(yDecode_random, random_any, return ztk::yenc::decode(in, out));
+ZTK_CODEC_BENCH(CountByte_text, text, return ztk::scan::count(in, 'e'));
+ZTK_CODEC_BENCH(CountWord_text, text, {
+  static const uint8_t kWord[] = {'w', 'i', 'z', 'a', 'r', 'd'};
+  return ztk::scan::count_needle(in, {kWord, 6});
+});
+ZTK_CODEC_BENCH(DumpLines_text, dump_digits,
+                return ztk::hexdump::write_lines(reinterpret_cast<const char *>(in.data), in.size - 32, kDumpLayout,
+                                                 reinterpret_cast<char *>(out)));
