@@ -23,27 +23,35 @@ namespace {
 
 ztk::ByteView view(const std::string &s) { return {reinterpret_cast<const uint8_t *>(s.data()), s.size()}; }
 
-template <class Kernel>
-void at_level(benchmark::State &state, Kernel kernel) {
+// Runs `loop` (the timed loop) with the kernels capped at the benchmark's level.
+template <class Loop>
+void with_level(benchmark::State &state, Loop loop) {
   const auto level = static_cast<ztk::cpu::Level>(state.range(1));
   if (level > ztk::cpu::best()) {
     state.SkipWithError("level not offered by this CPU");
     return;
   }
   ztk::cpu::limit(level);
+  loop();
+  ztk::cpu::limit(ztk::cpu::kTop);
+  state.SetBytesProcessed(state.iterations() * state.range(0));
+  state.SetLabel(ztk::cpu::name(level));
+}
+
+template <class Kernel>
+void at_level(benchmark::State &state, Kernel kernel) {
   const auto n = static_cast<size_t>(state.range(0));
   const std::string in = random_bytes(n, 95), mask = random_bytes(10, 256, 9);
   const std::string digits = random_bytes(2 * n, 95);
   std::string out(2 * n + 64, '\0');
   auto *o = reinterpret_cast<uint8_t *>(out.data());
-  for (auto _ : state) {
-    kernel(view(in), view(digits), view(mask), o);
-    benchmark::DoNotOptimize(o);
-    benchmark::ClobberMemory();
-  }
-  ztk::cpu::limit(ztk::cpu::kTop);
-  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(n));
-  state.SetLabel(ztk::cpu::name(level));
+  with_level(state, [&] {
+    for (auto _ : state) {
+      kernel(view(in), view(digits), view(mask), o);
+      benchmark::DoNotOptimize(o);
+      benchmark::ClobberMemory();
+    }
+  });
 }
 
 void args(benchmark::internal::Benchmark *b) {
@@ -76,23 +84,15 @@ namespace {
 // A codec at a level on the byte-method benchmarks' own inputs.
 template <class Make, class Codec>
 void codec_at_level(benchmark::State &state, Make make, Codec codec) {
-  const auto level = static_cast<ztk::cpu::Level>(state.range(1));
-  if (level > ztk::cpu::best()) {
-    state.SkipWithError("level not offered by this CPU");
-    return;
-  }
-  ztk::cpu::limit(level);
-  const auto n = static_cast<size_t>(state.range(0));
-  const std::string in = make(n);
-  std::string out(4 * n + 1024, '\0');
+  const std::string in = make(static_cast<size_t>(state.range(0)));
+  std::string out(4 * in.size() + 1024, '\0');
   auto *o = reinterpret_cast<uint8_t *>(out.data());
-  for (auto _ : state) {
-    benchmark::DoNotOptimize(codec(view(in), o));
-    benchmark::ClobberMemory();
-  }
-  ztk::cpu::limit(ztk::cpu::kTop);
-  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(n));
-  state.SetLabel(ztk::cpu::name(level));
+  with_level(state, [&] {
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(codec(view(in), o));
+      benchmark::ClobberMemory();
+    }
+  });
 }
 
 std::string text(size_t n) { return clean_text(n); }

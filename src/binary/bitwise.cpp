@@ -105,22 +105,10 @@ ZTK_AVX512 size_t stream_avx512(const uint8_t *a, const uint8_t *b, size_t len, 
 #endif  // ZTK_X86
 
 void stream(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind kind, uint8_t pos) {
-  size_t done = 0;
-  switch (cpu::active()) {
-#if ZTK_X86
-#if ZTK_WIDE_VECTORS
-    case cpu::kAVX512VBMI2:
-    case cpu::kAVX512: done = stream_avx512(a, b, len, out, kind, pos); break;
-    case cpu::kAVX2: done = stream_avx2(a, b, len, out, kind, pos); break;
-#endif
-    case cpu::kSSE2: break;
-#endif
-    default: return stream_plain(a, b, 0, len, out, kind, pos);
-  }
-#if ZTK_X86
-  done = stream_sse2(a, b, done, len, out, kind, pos);
-#endif
-  stream_plain(a, b, done, len, out, kind, pos);
+  simd::run_levels(ZTK_IF_WIDE([&](size_t) { return stream_avx512(a, b, len, out, kind, pos); }),
+                   ZTK_IF_WIDE([&](size_t) { return stream_avx2(a, b, len, out, kind, pos); }),
+                   ZTK_IF_X86([&](size_t done) { return stream_sse2(a, b, done, len, out, kind, pos); }),
+                   [&](size_t done) { stream_plain(a, b, done, len, out, kind, pos); });
 }
 
 // The data against the mask repeated from position `start`: the mask is read

@@ -134,41 +134,17 @@ ZTK_AVX512 size_t replace_avx512(ByteView bytes, uint8_t replacement, uint8_t *o
 }  // namespace
 
 bool all_in_class(ByteView bytes, Class c) {
-  size_t done = 0;
-  switch (cpu::active()) {
-#if ZTK_X86
-#if ZTK_WIDE_VECTORS
-    case cpu::kAVX512VBMI2:
-    case cpu::kAVX512: done = clean_prefix_avx512(bytes, c); break;
-    case cpu::kAVX2: done = clean_prefix_avx2(bytes, c); break;
-#endif
-    case cpu::kSSE2: break;
-#endif
-    default: return first_failure_plain(bytes, 0, c) == bytes.size;
-  }
-#if ZTK_X86
-  done = clean_prefix_sse2(bytes, done, c);
-#endif
-  return first_failure_plain(bytes, done, c) == bytes.size;
+  return simd::run_levels(ZTK_IF_WIDE([&](size_t) { return clean_prefix_avx512(bytes, c); }),
+                          ZTK_IF_WIDE([&](size_t) { return clean_prefix_avx2(bytes, c); }),
+                          ZTK_IF_X86([&](size_t done) { return clean_prefix_sse2(bytes, done, c); }),
+                          [&](size_t done) { return first_failure_plain(bytes, done, c) == bytes.size; });
 }
 
 void replace_non_printable(ByteView bytes, uint8_t replacement, uint8_t *out) {
-  size_t done = 0;
-  switch (cpu::active()) {
-#if ZTK_X86
-#if ZTK_WIDE_VECTORS
-    case cpu::kAVX512VBMI2:
-    case cpu::kAVX512: done = replace_avx512(bytes, replacement, out); break;
-    case cpu::kAVX2: done = replace_avx2(bytes, replacement, out); break;
-#endif
-    case cpu::kSSE2: break;
-#endif
-    default: return replace_plain(bytes, 0, replacement, out);
-  }
-#if ZTK_X86
-  done = replace_sse2(bytes, done, replacement, out);
-#endif
-  replace_plain(bytes, done, replacement, out);
+  simd::run_levels(ZTK_IF_WIDE([&](size_t) { return replace_avx512(bytes, replacement, out); }),
+                   ZTK_IF_WIDE([&](size_t) { return replace_avx2(bytes, replacement, out); }),
+                   ZTK_IF_X86([&](size_t done) { return replace_sse2(bytes, done, replacement, out); }),
+                   [&](size_t done) { replace_plain(bytes, done, replacement, out); });
 }
 
 bool all_in_class_reference(ByteView bytes, Class c) { return first_failure_plain(bytes, 0, c) == bytes.size; }

@@ -160,42 +160,17 @@ void encode_reference(ByteView in, char *out) { encode_plain(in, 0, out); }
 void decode_reference(ByteView digits, uint8_t *out) { decode_plain(digits, 0, out); }
 
 void encode(ByteView in, char *out) {
-  size_t done = 0;
-  switch (cpu::active()) {
-#if ZTK_X86
-#if ZTK_WIDE_VECTORS
-    case cpu::kAVX512VBMI2:
-    case cpu::kAVX512: done = encode_avx512(in, out); break;
-    case cpu::kAVX2: done = encode_avx2(in, out); break;
-#endif
-    case cpu::kSSE2: break;
-#endif
-    default: return encode_plain(in, 0, out);
-  }
-  // The wider levels leave their last part to 16-byte blocks, then bytes.
-#if ZTK_X86
-  done = encode_sse2(in, done, out);
-#endif
-  encode_plain(in, done, out);
+  simd::run_levels(ZTK_IF_WIDE([&](size_t) { return encode_avx512(in, out); }),
+                   ZTK_IF_WIDE([&](size_t) { return encode_avx2(in, out); }),
+                   ZTK_IF_X86([&](size_t done) { return encode_sse2(in, done, out); }),
+                   [&](size_t done) { encode_plain(in, done, out); });
 }
 
 void decode(ByteView digits, uint8_t *out) {
-  size_t done = 0;
-  switch (cpu::active()) {
-#if ZTK_X86
-#if ZTK_WIDE_VECTORS
-    case cpu::kAVX512VBMI2:
-    case cpu::kAVX512: done = decode_avx512(digits, out); break;
-    case cpu::kAVX2: done = decode_avx2(digits, out); break;
-#endif
-    case cpu::kSSE2: break;
-#endif
-    default: return decode_plain(digits, 0, out);
-  }
-#if ZTK_X86
-  done = decode_sse2(digits, done, out);
-#endif
-  decode_plain(digits, done, out);
+  simd::run_levels(ZTK_IF_WIDE([&](size_t) { return decode_avx512(digits, out); }),
+                   ZTK_IF_WIDE([&](size_t) { return decode_avx2(digits, out); }),
+                   ZTK_IF_X86([&](size_t done) { return decode_sse2(digits, done, out); }),
+                   [&](size_t done) { decode_plain(digits, done, out); });
 }
 
 }  // namespace ztk::hex

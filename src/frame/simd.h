@@ -29,3 +29,45 @@
 #else
 #define ZTK_NEON 0
 #endif
+
+#include <cstddef>
+
+#include "frame/cpu.h"
+
+namespace ztk::simd {
+
+// A level this target does not compile: it leaves the position as it is.
+struct Absent {
+  size_t operator()(size_t from) const { return from; }
+};
+
+// How every dispatched kernel runs: the widest level at or below the active
+// one from the start, then the 16-byte level from where that stopped (wider
+// levels leave their last part to it), then the plain version over the rest.
+// Each step takes where the last one stopped and returns where it stopped.
+template <class Wide512, class Wide256, class Base, class Plain>
+decltype(auto) run_levels(Wide512 avx512, Wide256 avx2, Base base, Plain plain) {
+  size_t done = 0;
+  const cpu::Level level = cpu::active();
+  if (level >= cpu::kAVX512) {
+    done = avx512(done);
+  } else if (level == cpu::kAVX2) {
+    done = avx2(done);
+  }
+  if (level >= cpu::kSSE2) done = base(done);
+  return plain(done);
+}
+
+}  // namespace ztk::simd
+
+// A level's step where the target compiles it, Absent elsewhere.
+#if ZTK_WIDE_VECTORS
+#define ZTK_IF_WIDE(...) __VA_ARGS__
+#else
+#define ZTK_IF_WIDE(...) ::ztk::simd::Absent{}
+#endif
+#if ZTK_X86
+#define ZTK_IF_X86(...) __VA_ARGS__
+#else
+#define ZTK_IF_X86(...) ::ztk::simd::Absent{}
+#endif
