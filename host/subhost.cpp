@@ -164,12 +164,16 @@ void PluginRegisterMethod(REALmethodDefinition *record) { H().registered.push_ba
 RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *record) {
   const ServiceClock clock;
   if (s == nullptr || record == nullptr || !H().check(s, "PluginGetStringData")) return 0;
+  if (H().settings.unreadable.count(s) != 0) return 0;
   std::string bytes = Host::bytes(s);
   if (encoding != enc::kNone && encoding != s->encoding) bytes = convert(bytes, s->encoding, encoding);
   unsigned char *copy = H().alloc_block(bytes.size());
   if (copy == nullptr) return 0;
   if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
   *record = REALstringData{copy, bytes.size(), encoding, nullptr, 0};
+  if (auto it = H().settings.reportedLength.find(s); it != H().settings.reportedLength.end()) {
+    record->length = static_cast<decltype(record->length)>(it->second);
+  }
   H().ledger.stringData.insert(copy);
   ++H().ledger.outstandingStringData;
   return 1;
@@ -193,6 +197,9 @@ void *StringGetCString(REALstring s) {
 RBInteger LenB(REALstring s) {
   const ServiceClock clock;
   if (s == nullptr || !H().check(s, "LenB")) return 0;
+  if (auto it = H().settings.reportedLength.find(s); it != H().settings.reportedLength.end()) {
+    return static_cast<RBInteger>(it->second);
+  }
   return s->length;
 }
 
@@ -303,6 +310,9 @@ void *memoryBlockGetPtr(REALmemoryBlock m) {
 RBInteger memoryBlockGetSize(REALmemoryBlock m) {
   const ServiceClock clock;
   if (m == nullptr || !H().check(m, "memoryBlockGetSize") || m->kind != REALobjectStruct::Kind::MemoryBlock) return 0;
+  if (auto it = H().settings.reportedLength.find(m); it != H().settings.reportedLength.end()) {
+    return static_cast<RBInteger>(it->second);
+  }
   return m->size;
 }
 

@@ -42,6 +42,13 @@ struct Settings {
   unsigned char padding = 0;
   // Time spent inside the host's services goes to the ledger (benchmarks).
   bool timeServices = false;
+  // Lengths the host reports instead of the real ones, by string or
+  // memoryblock: "PluginGetStringData" (conversions included), LenB and the
+  // memoryblock size service answer these, while the bytes stay the real ones.
+  // A 64-bit host can hold texts beyond 31 bits; this stands in for them.
+  std::map<const void *, uint64_t> reportedLength;
+  // Strings whose data "PluginGetStringData" does not give (it answers false).
+  std::set<const void *> unreadable;
 };
 
 // Failure injection for the host's allocating services.
