@@ -29,7 +29,6 @@ constexpr std::array<uint8_t, 256> character_class = [] {
   return c;
 }();
 
-constexpr uint8_t line_break[] = {'\r', '\n'};
 
 // For the bytes written on their own (literal or =XX): what is written, in
 // the first `size` of four bytes, so that either is one store.
