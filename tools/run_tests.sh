@@ -10,12 +10,17 @@
 #     natively or under qemu-i386 through a binfmt_misc registration made for
 #     the run. Each library's exports and run-time needs are checked with its
 #     target's binutils;
-#  3. dist/ZTKStrings.xojo_plugin holding the five libraries, its tree checked.
+#  3. where clang with libFuzzer is installed, the fuzz targets built over
+#     instrumented code with ASan and UBSan (the fuzz preset), each replaying
+#     its corpus and then fuzzing for a bounded time; an input that fails is
+#     written into the target's corpus folder, to be committed as a
+#     regression case (ZTK_FUZZ_SECONDS scales the times, 0 replays only);
+#  4. dist/ZTKStrings.xojo_plugin holding the five libraries, its tree checked.
 # Every platform is tried even when another fails; the last lines give each
 # one's result and time. ZTK_FORCE_QEMU=1 takes the qemu paths even where
 # i386 programs run natively. Names given as arguments (dev, asan-ubsan,
-# library, linux-arm64, linux-x86, windows-x64, windows-x86, package) run only
-# those steps.
+# library, linux-arm64, linux-x86, windows-x64, windows-x86, fuzz, package) run
+# only those steps.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc 2>/dev/null || echo 2)
@@ -156,6 +161,45 @@ for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:
   step=${row%%:*}
   wanted "$@" && cross_suite "$step" "${row#*:}"
 done
+step=fuzz
+if wanted "$@"; then
+  echo "== fuzz"
+  start=$SECONDS
+  if ! command -v clang++ >/dev/null || ! echo 'extern "C" int LLVMFuzzerTestOneInput(const char *, unsigned long) { return 0; }' |
+    clang++ -x c++ -fsanitize=fuzzer - -o /tmp/ztk-fuzz-probe.$$ 2>/dev/null; then
+    record fuzz "NOT RUN: no clang with libFuzzer here" $((SECONDS - start))
+  elif ! build fuzz >/dev/null; then
+    record fuzz "FAILED to build" $((SECONDS - start))
+  else
+    scale=${ZTK_FUZZ_SECONDS:-60} ok=1 work=$(mktemp -d)
+    # target:seconds at a scale of 60
+    for row in methods:60 kernels:60 codecs:20 bitwise:20 frame:20; do
+      target=${row%%:*} seconds=$((${row#*:} * scale / 60))
+      corpus=fuzz/corpus/$target
+      mkdir -p "$work/$target"
+      cp "$corpus"/* "$work/$target"/ 2>/dev/null || true
+      log=build/fuzz/$target.log
+      # Failing inputs land in the committed corpus folder; new interesting
+      # inputs only in the scratch copy.
+      if (cd build/fuzz && fuzz/"${target}_fuzz" -runs=0 "../../$corpus" >"$target-replay.log" 2>&1) &&
+        { [ "$seconds" = 0 ] || build/fuzz/fuzz/"${target}_fuzz" -dict=fuzz/methods.dict -max_total_time="$seconds" \
+          -timeout=20 -rss_limit_mb=3072 -print_final_stats=1 -artifact_prefix="$corpus/" "$work/$target" >"$log" 2>&1; }; then
+        echo "   $target: $(grep -E '^#[0-9]+[[:space:]]+DONE' "$log" | tail -1 | sed -E 's/ +/ /g')"
+      else
+        ok=0
+        echo "   $target: FAILED (build/fuzz/$target.log, build/fuzz/$target-replay.log; inputs in $corpus/)"
+        tail -20 "$log" 2>/dev/null
+      fi
+    done
+    rm -rf "$work"
+    if [ $ok = 1 ]; then
+      record fuzz "passed (libFuzzer, ${scale}-second scale)" $((SECONDS - start))
+    else
+      record fuzz "FAILED" $((SECONDS - start))
+    fi
+  fi
+  rm -f /tmp/ztk-fuzz-probe.$$
+fi
 step=package
 if wanted "$@"; then
   echo "== package"
