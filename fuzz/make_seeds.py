@@ -13,6 +13,8 @@ for line in open("src/frame/methods.def"):
         rows.append([p.strip() for p in m.group(3).split(",") if p.strip()])
 
 TEXTS = [b"a&amp;b %41=\r\n<p>true &#x20AC; caf\xc3\xa9", b"=41=\r\n\\n\\'%zz&lt", b""]
+# A length byte of 0xF0 + k asks for 64 * (k + 1) bytes: texts past the short-input paths.
+LONG = (b"The quick brown fox & the lazy dog = %41 <b>true</b>\r\n" * 8)[:320]
 out = "fuzz/corpus/methods"
 os.makedirs(out, exist_ok=True)
 for index, params in enumerate(rows):
@@ -32,4 +34,18 @@ for index, params in enumerate(rows):
                 seed += bytes([1])
         with open(os.path.join(out, "row%02d-%d" % (index, variant)), "wb") as f:
             f.write(seed)
+    # Long texts, and small integers that are common layouts and lengths (2, 16, 72).
+    seed = bytes([6, 0, 0, 4, index])
+    ints = iter([2, 16, 72, 2, 16, 72])
+    for p in params:
+        if p in "SM":
+            seed += bytes([2 if p == "S" else 1, 0xF4]) + LONG
+        elif p == "I":
+            seed += bytes([next(ints) + 16])
+        elif p == "D":
+            seed += struct.pack(">d", 1e300)
+        else:
+            seed += bytes([0])
+    with open(os.path.join(out, "row%02d-long" % index), "wb") as f:
+        f.write(seed)
 print(len(rows), "rows")

@@ -182,7 +182,7 @@ if wanted "$@"; then
       # Failing inputs land in the committed corpus folder; new interesting
       # inputs only in the scratch copy.
       if (cd build/fuzz && fuzz/"${target}_fuzz" -runs=0 "../../$corpus" >"$target-replay.log" 2>&1) &&
-        { [ "$seconds" = 0 ] || build/fuzz/fuzz/"${target}_fuzz" -dict=fuzz/methods.dict -max_total_time="$seconds" \
+        { [ "$seconds" = 0 ] || build/fuzz/fuzz/"${target}_fuzz" -dict=fuzz/methods.dict -max_len=4096 -max_total_time="$seconds" \
           -timeout=20 -rss_limit_mb=3072 -print_final_stats=1 -artifact_prefix="$corpus/" "$work/$target" >"$log" 2>&1; }; then
         echo "   $target: $(grep -E '^#[0-9]+[[:space:]]+DONE' "$log" | tail -1 | sed -E 's/ +/ /g')"
       else
