@@ -113,14 +113,15 @@ void stream(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind k
 
 // The data against the mask repeated from position `start`: the mask is read
 // in runs as long as possible, a short mask first repeated into a period of at
-// least 256 bytes, so that every run but the first and last is vector work.
+// least 2 KiB, so that every run but the first and last is long vector work.
 void run(ByteView data, ByteView mask, size_t start, Kind kind, uint8_t *out) {
-  constexpr size_t kMinPeriod = 256;
+  // Each run costs a dispatch, so runs are long; inputs this short are not worth repeating the mask for.
+  constexpr size_t kMinPeriod = 2048, kShortInput = 256;
   uint8_t repeated[2 * kMinPeriod];
   const uint8_t *period = mask.data;
   size_t periodSize = mask.size;
   size_t p = start;
-  if (data.size <= kMinPeriod) {  // repeating the mask would cost more than the work
+  if (data.size <= kShortInput) {
     for (size_t i = 0; i < data.size; ++i) {
       out[i] = apply(kind, data[i], mask[p], static_cast<uint8_t>(i));
       if (++p == mask.size) p = 0;
@@ -128,7 +129,9 @@ void run(ByteView data, ByteView mask, size_t start, Kind kind, uint8_t *out) {
     return;
   }
   if (mask.size < kMinPeriod) {
-    periodSize = mask.size * ((kMinPeriod + mask.size - 1) / mask.size);
+    // No longer than one run over the whole input needs.
+    const size_t want = data.size + mask.size < kMinPeriod ? data.size + mask.size : kMinPeriod;
+    periodSize = mask.size * ((want + mask.size - 1) / mask.size);
     std::memcpy(repeated, mask.data, mask.size);
     for (size_t filled = mask.size; filled < periodSize; filled *= 2) {
       std::memcpy(repeated + filled, repeated, filled < periodSize - filled ? filled : periodSize - filled);

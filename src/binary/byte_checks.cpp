@@ -190,7 +190,7 @@ REALstring ReplaceNonPrintableCharactersZTK(REALstring s, RBInteger replacevalue
 
 REALstring RandomBytesStringZTK(RBInteger length, RBBoolean ascii) {
   if (length < 1 || !ztk::mem::size_ok(static_cast<uint64_t>(length))) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc_zeroed(static_cast<uint64_t>(length)));
+  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(static_cast<uint64_t>(length)));
   if (out == nullptr) return nullptr;
   // Byte i comes from the i-th rand() call of this method.
   for (RBInteger i = 0; i < length; ++i) {
