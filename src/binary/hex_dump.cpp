@@ -87,10 +87,16 @@ constexpr uint64_t kPermutedGroups = 21;
 ZTK_AVX512VBMI2 char *permuted_lines(const char *hex, uint64_t digits, const Layout &layout, char *out) {
   const uint64_t width = 2 * layout.linelen;
   const uint64_t section = 3 * layout.linelen - 1;
-  alignas(64) uint8_t order[64];
-  for (uint64_t p = 0; p < 64; ++p)
-    order[p] = static_cast<uint8_t>(p % 3 == 2 || p >= section ? 63 : 2 * (p / 3) + p % 3);
-  const __m512i index = _mm512_load_si512(order);
+  // Output lane p holds digit 2 (p / 3) + p % 3, or the spacer (lane 63) every third lane; lanes past
+  // the line's groups are not stored.
+  alignas(64) static constexpr struct Order {
+    uint8_t lane[64];
+  } kOrder = [] {
+    Order o{};
+    for (int p = 0; p < 64; ++p) o.lane[p] = static_cast<uint8_t>(p % 3 == 2 ? 63 : 2 * (p / 3) + p % 3);
+    return o;
+  }();
+  const __m512i index = _mm512_load_si512(kOrder.lane);
   const __mmask64 digitMask = _cvtu64_mask64(~uint64_t{0} >> (64 - width));
   const __mmask64 sectionMask = _cvtu64_mask64(~uint64_t{0} >> (64 - section));
   const uint64_t s = layout.linestart.size, e = layout.lineend.size;
