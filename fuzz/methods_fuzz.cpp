@@ -159,7 +159,11 @@ void call_one(Reader &in, const Copy &copy) {
       case 'I': {
         const uint8_t how = in.byte();
         // Small values mostly; otherwise any 64-bit pattern.
-        const int64_t v = how < 0xC0 ? static_cast<int64_t>(how) - 16 : static_cast<int64_t>(in.word());
+        int64_t v = how < 0xC0 ? static_cast<int64_t>(how) - 16 : static_cast<int64_t>(in.word());
+        // Lengths that ask for gigabytes of real work (2^31 - 1 random bytes, a hex dump line of a
+        // billion digits) are slow, not wrong: they are brought below 1 MiB. Values from 2^31 on
+        // and negative ones, which the methods refuse at once, stay as they are.
+        if (v >= (int64_t{1} << 20) && v < (int64_t{1} << 31)) v %= int64_t{1} << 20;
         args.push_back(static_cast<RBInteger>(v));
         break;
       }
