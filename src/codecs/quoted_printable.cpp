@@ -29,7 +29,6 @@ constexpr std::array<uint8_t, 256> character_class = [] {
   return c;
 }();
 
-
 // For the bytes written on their own (literal or =XX): what is written, in
 // the first `size` of four bytes, so that either is one store.
 struct Code {
@@ -192,20 +191,14 @@ size_t encode_stretch(ByteView in, size_t i, size_t end, Writer &w) {
         continue;
       }
     }
-    switch (character_class[b]) {
-      case kWhite:
-        w.flush_literal();
-        w.hold(b);
-        break;
-      case kLineEnd:
-        if (partner_follows(in, i)) ++i;
-        w.flush_encoded();  // white space at a line's end is always escaped
-        w.hard_break();
-        break;
-      default:  // literal and escaped bytes went out above; kept for completeness
-        w.flush_literal();
-        w.coded(kCodes[b]);
-        break;
+    // Only space, tab and line ends are left: every other byte went out above.
+    if (character_class[b] == kWhite) {
+      w.flush_literal();
+      w.hold(b);
+    } else {
+      if (partner_follows(in, i)) ++i;
+      w.flush_encoded();  // white space at a line's end is always escaped
+      w.hard_break();
     }
   }
   return i;
