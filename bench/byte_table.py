@@ -3,6 +3,7 @@
 the time through the host at 20 bytes (ns per call), 1 KiB and 1 MiB (GB/s of
 input), as medians of repetitions, one process per size. Optionally pinned to
 one CPU (--cpu N). Usage: byte_table.py BUILD_DIR [--repetitions N] [--cpu N]
+[--bench byte_methods_bench|text_methods_bench]
 """
 import argparse
 import json
@@ -28,8 +29,9 @@ def main():
     ap.add_argument("build")
     ap.add_argument("--repetitions", type=int, default=5)
     ap.add_argument("--cpu", type=int)
+    ap.add_argument("--bench", default="byte_methods_bench")
     args = ap.parse_args()
-    bench = os.path.join(args.build, "bench", "byte_methods_bench")
+    bench = os.path.join(args.build, "bench", args.bench)
     sizes = [20, 1 << 10, 1 << 20]
     results = {size: run(bench, size, args.repetitions, args.cpu) for size in sizes}
     print("| Method / input | 20 B: plugin / via host (ns) | 1 KiB: plugin / via host (GB/s) | "
@@ -44,7 +46,7 @@ def main():
             elif size == 20:
                 cells.append(f"{own:.0f} / {via:.0f}")
             else:
-                cells.append(f"{size / own:.1f} / {size / via:.1f}")
+                cells.append(f"{size / own:.3g} / {size / via:.3g}")
         print(f"| {row} | " + " | ".join(cells) + " |")
 
 

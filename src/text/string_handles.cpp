@@ -1,39 +1,25 @@
 #include "text/string_handles.h"
 
+#include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "frame/string_build.h"
 
 using namespace ztk::mm;
+using ztk::growth::kSizeLimit;
 
 namespace {
-constexpr int64_t kSizeLimit = 0x7FFFFFF1;  // a block must stay below this
 
-// Grows the block to `newSize` bytes when `need` exceeds the capacity; kills
-// the buffer when that is impossible. Shared by both buffer kinds.
-template <class Buffer>
-bool ensure(Buffer &b, int64_t need, int64_t newSize) {
-  if (need > b.capacity) {
-    if (newSize < 0 || newSize >= kSizeLimit) {
-      b.Kill();
-      return false;
-    }
-    SetHandleSize(b.handle, newSize);
-    b.capacity = static_cast<int32_t>(GetHandleSize(b.handle));
-  }
-  if (b.capacity < need) {
-    b.Kill();
-    return false;
-  }
-  return true;
-}
-
+// The block is kept pinned while the buffer lives, so that the addresses
+// writers get from room() stay valid; it is released only to be resized.
 template <class Buffer>
 void create(Buffer &b, int64_t initialBytes) {
   if (initialBytes < 0 || initialBytes >= kSizeLimit) return;
   b.handle = NewHandle(initialBytes);
-  if (b.handle != nullptr) b.capacity = static_cast<int32_t>(initialBytes);
+  if (b.handle == nullptr) return;
+  b.capacity = static_cast<int32_t>(initialBytes);
+  b.limit = initialBytes;
+  HLock(b.handle);
 }
 
 template <class Buffer>
@@ -42,72 +28,117 @@ void kill(Buffer &b) {
   b.handle = nullptr;
   b.used = 0;
   b.capacity = 0;
+  b.limit = 0;
 }
 
-// `n` is the size the growth rule counts: the byte count for AddBinary, the
-// name's length (without "&" and ";") for an entity reference.
-void append_bytes(AsciiStringHandle &b, int64_t n, const void *p1, int n1, const void *p2, int n2, const void *p3,
-                  int n3) {
-  const int64_t need = b.used + n + 4;
-  if (!ensure(b, need, need + n + 4096)) return;
-  HLock(b.handle);
-  char *out = *b.handle;
-  if (out != nullptr) {
-    for (auto [p, k] : {std::pair<const void *, int>{p1, n1}, {p2, n2}, {p3, n3}}) {
-      if (k > 0) std::memcpy(out + b.used, p, static_cast<size_t>(k));
-      b.used += k;
-    }
+// Resizes the block to hold `need` bytes, and at least twice its size. The
+// block is never smaller than the rule's size, so it is resized only where
+// the rule grows (and less often); a resize that fails kills the buffer.
+template <class Buffer>
+bool grow_block(Buffer &b, int64_t need) {
+  if (need >= kSizeLimit) {
+    b.Kill();
+    return false;
   }
+  const int64_t wanted = std::min(std::max({need, 2 * int64_t{b.capacity}, b.limit}), kSizeLimit - 1);
   HUnlock(b.handle);
+  SetHandleSize(b.handle, wanted);
+  HLock(b.handle);
+  const int64_t now = GetHandleSize(b.handle);
+  if (now < need) {
+    b.Kill();
+    return false;
+  }
+  b.capacity = static_cast<int32_t>(now);
+  return true;
 }
+
+template <class Buffer>
+REALstring finish(Buffer &b, int64_t bytes, uint32_t encoding) {
+  if (b.handle == nullptr) return nullptr;
+  REALstring s = REALBuildUnicodeString(*b.handle, bytes, encoding);
+  b.Kill();
+  return s;
+}
+
 }  // namespace
+
+namespace ztk::growth {
+
+// The j-th of k appends of n bytes needs used + (j + 1) n + 4 bytes; the
+// first that exceeds the size grows it to that need + n + 4096, and reaching
+// the limit kills. The next growth is about 4 KB later: a 1 MB run takes
+// about 256 steps.
+int64_t after_repeated(int64_t limit, int64_t used, int64_t k, int64_t n) {
+  for (;;) {
+    const int64_t spare = limit - used - n - 4;  // appends fit while j * n <= spare
+    const int64_t j = spare < 0 ? 0 : spare / n + 1;
+    if (j >= k) return limit;
+    limit = used + (j + 1) * n + 4 + n + 4096;
+    if (limit >= kSizeLimit) return -1;
+    used += (j + 1) * n;
+    k -= j + 1;
+  }
+}
+
+// The unit appended at index u needs 2u + 10 bytes; when that exceeds the
+// size, the size becomes 2u + 4107.
+int64_t after_units(int64_t limit, int64_t used, int64_t k) {
+  for (const int64_t end = used + k;;) {
+    const int64_t first = limit < 10 ? 0 : (limit - 10) / 2 + 1;  // first index that needs more
+    const int64_t growing = std::max(used, first);
+    if (growing >= end) return limit;
+    limit = 2 * growing + 4107;
+    if (limit >= kSizeLimit) return -1;
+    used = growing + 1;
+  }
+}
+
+}  // namespace ztk::growth
 
 AsciiStringHandle::AsciiStringHandle(int64_t initialBytes) { create(*this, initialBytes); }
 AsciiStringHandle::~AsciiStringHandle() { Kill(); }
 void AsciiStringHandle::Kill() { kill(*this); }
+REALstring AsciiStringHandle::Finish(uint32_t encoding) { return finish(*this, used, encoding); }
 
-REALstring AsciiStringHandle::Finish(uint32_t encoding) {
-  if (handle == nullptr) return nullptr;
-  HLock(handle);
-  REALstring s = REALBuildUnicodeString(*handle, used, encoding);
-  HUnlock(handle);
-  Kill();
-  return s;
+bool AsciiStringHandle::follow(int64_t newLimit) {
+  if (newLimit < 0) {
+    Kill();
+    return false;
+  }
+  limit = newLimit;
+  return limit <= capacity || grow_block(*this, limit);
 }
 
 UnicodeStringHandle::UnicodeStringHandle(int64_t initialBytes) { create(*this, initialBytes); }
 UnicodeStringHandle::~UnicodeStringHandle() { Kill(); }
 void UnicodeStringHandle::Kill() { kill(*this); }
+REALstring UnicodeStringHandle::Finish() { return finish(*this, int64_t{used} * 2, enc::kUTF16); }
 
-REALstring UnicodeStringHandle::Finish() {
-  if (handle == nullptr) return nullptr;
-  HLock(handle);
-  REALstring s = REALBuildUnicodeString(*handle, int64_t{used} * 2, enc::kUTF16);
-  HUnlock(handle);
-  Kill();
-  return s;
+bool UnicodeStringHandle::follow(int64_t newLimit) {
+  if (newLimit < 0) {
+    Kill();
+    return false;
+  }
+  limit = newLimit;
+  return limit <= capacity || grow_block(*this, limit);
 }
 
 void Add(UnicodeStringHandle &b, unsigned short unit) {
-  if (b.handle == nullptr) return;
-  const int64_t need = 2 * int64_t{b.used} + 10;
-  if (!ensure(b, need, 2 * int64_t{b.used} + 4107)) return;
-  HLock(b.handle);
-  char *out = *b.handle;
-  if (out != nullptr) {
-    std::memcpy(out + 2 * static_cast<size_t>(b.used), &unit, 2);
-    ++b.used;
-  }
-  HUnlock(b.handle);
+  if (uint16_t *out = b.take_units(1)) *out = unit;
 }
 
 void Add(AsciiStringHandle &b, char const *name) {
   if (b.handle == nullptr) return;
-  const int n = static_cast<int>(std::strlen(name));
-  append_bytes(b, n, "&", 1, name, n, ";", 1);
+  const auto n = static_cast<int64_t>(std::strlen(name));
+  if (uint8_t *out = b.take_append(n, n + 2)) {
+    out[0] = '&';
+    std::memcpy(out + 1, name, static_cast<size_t>(n));
+    out[n + 1] = ';';
+  }
 }
 
 void AddBinary(AsciiStringHandle &b, void const *bytes, int count) {
-  if (b.handle == nullptr || count <= 0) return;
-  append_bytes(b, count, bytes, count, nullptr, 0, nullptr, 0);
+  if (count <= 0) return;
+  if (uint8_t *out = b.take_append(count, count)) std::memcpy(out, bytes, static_cast<size_t>(count));
 }

@@ -1,0 +1,128 @@
+// The methods that work on decoded text or grow their output as they go, each
+// through the host at about 20 bytes (per-call cost), 1 KiB and 1 MiB, on
+// clean text and on input dense in what the method reacts to. Every row
+// reports the plugin's own time beside the time through the host; run it
+// with --benchmark_repetitions and quote medians.
+#include <functional>
+
+#include "bench_inputs.h"
+#include "bench_support.h"
+
+using namespace ztk_bench;
+using subhost::Value;
+
+namespace {
+
+struct Input {
+  std::string bytes;
+  uint32_t encoding;
+};
+
+struct Row {
+  const char *name;
+  const char *method;
+  std::function<Input(size_t)> text, dense;
+  std::function<std::vector<Value>(HostCaller &, const Input &)> args;
+};
+
+Input utf8(std::string s) { return {std::move(s), enc::kUTF8}; }
+Input raw(std::string s) { return {std::move(s), enc::kNone}; }
+std::vector<Value> one(HostCaller &h, const Input &in) { return {h.string(in.bytes, in.encoding)}; }
+auto with_int(RBInteger v) {
+  return [v](HostCaller &h, const Input &in) { return std::vector<Value>{h.string(in.bytes, in.encoding), v}; };
+}
+
+// Every third character is one the method must treat (UTF-8 bytes, cut to n).
+std::string dense_html_text(size_t n) { return repeat("ab<cd&ef>gh\xC3\xA9ij\"kl\xE2\x82\xAC", n); }
+std::string dense_references(size_t n) { return repeat("ab&lt;cd&eacute;ef&#233;gh&amp;", n); }
+std::string latin_text(size_t n) { return repeat("Gr\xC3\xBC\xC3\x9F" "e, caf\xC3\xA9 \xE2\x82\xAC" "5 ", n); }
+std::string tagged_text(size_t n) {
+  return repeat("<p>Some <b>bold</b> words and a <a href=\"page.html\">link</a> in a paragraph.</p>\n", n);
+}
+std::string sql_text(size_t n) {
+  return repeat("SELECT name, total FROM orders WHERE customer = 'Smith' AND region IN (3, 4) ORDER BY 2;\n", n);
+}
+std::string sql_dense(size_t n) { return repeat("a = true, b = FALSE, c = 'true', ", n); }
+// HTML through the host: the clean text is the same bytes as the byte methods use.
+Input text_of(size_t n) { return utf8(clean_text(n)); }
+
+const std::vector<Row> &rows() {
+  static const std::vector<Row> table = {
+      {"EncodingToHTML", "EncodingToHTMLZTK", text_of, [](size_t n) { return utf8(dense_html_text(n)); },
+       with_int(0)},
+      {"DecodingFromHTML", "DecodingFromHTMLZTK", text_of, [](size_t n) { return utf8(dense_references(n)); },
+       one},
+      {"RemoveHTMLTags", "RemoveHTMLTagsZTK", text_of, [](size_t n) { return utf8(tagged_text(n)); }, one},
+      {"RemoveHTMLTagsWith", "RemoveHTMLTagsWithZTK", text_of, [](size_t n) { return utf8(tagged_text(n)); },
+       [](HostCaller &h, const Input &in) {
+         return std::vector<Value>{h.string(in.bytes, in.encoding), h.string(" ", enc::kUTF8)};
+       }},
+      {"SQLReplaceBoolean", "SQLReplaceBooleanZTK", [](size_t n) { return utf8(sql_text(n)); },
+       [](size_t n) { return utf8(sql_dense(n)); }, one},
+      {"EncodingToISO8859", "EncodingToISO8859ZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one},
+      {"EncodingToCP1252", "EncodingToCP1252ZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one},
+      {"DecodingFromISO8859", "DecodingFromISO8859ZTK", [](size_t n) { return raw(clean_text(n)); },
+       [](size_t n) { return raw(random_bytes(n)); }, one},
+      {"DecodingFromCP1252", "DecodingFromCP1252ZTK", [](size_t n) { return raw(clean_text(n)); },
+       [](size_t n) { return raw(random_bytes(n)); }, one},
+      {"StrCompCharacters", "StrCompCharactersZTK", text_of, [](size_t n) { return utf8(latin_text(n)); },
+       // The second text in another encoding: the mixed case converts both to UTF-8.
+       [](HostCaller &h, const Input &in) {
+         const bool mixed = in.bytes.find('\xC3') != std::string::npos;
+         return std::vector<Value>{h.string(in.bytes, in.encoding),
+                                   h.string(in.bytes, mixed ? enc::kUTF16 : in.encoding)};
+       }},
+      {"UnicodeString", "UnicodeStringZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one},
+      {"NativeString", "NativeStringZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one},
+  };
+  return table;
+}
+
+void run(benchmark::State &state, const Row &row, bool dense) {
+  const auto n = static_cast<size_t>(state.range(0));
+  HostCaller host;
+  const Input input = dense ? row.dense(n) : row.text(n);
+  const std::vector<Value> args = row.args(host, input);
+  for (auto _ : state) host.call(row.method, args);
+  host.report(state, static_cast<int64_t>(n));
+}
+
+void number(benchmark::State &state, const char *method, bool scientific) {
+  HostCaller host;
+  const double values[] = {0.1, 3.14159265358979, -2.5e-7, 123456789.125, 6.02214076e23, 1.0 / 3};
+  size_t i = 0;
+  for (auto _ : state) {
+    const double d = values[i++ % 6];
+    if (scientific) {
+      host.call(method, {d, RBInteger{6}});
+    } else {
+      host.call(method, {d});
+    }
+  }
+  host.report(state, 0);
+}
+
+void markers(benchmark::State &state) {
+  HostCaller host;
+  RBInteger kind = 0;
+  for (auto _ : state) host.call("GetUnicodeMarkersZTK", {RBInteger{kind++ % 7 + 1}});
+  host.report(state, 0);
+}
+
+const int kRegistered = [] {
+  for (const Row &row : rows()) {
+    for (bool dense : {false, true}) {
+      const std::string name = std::string(row.name) + (dense ? "/dense" : "/text");
+      benchmark::RegisterBenchmark(name.c_str(), [&row, dense](benchmark::State &s) { run(s, row, dense); })
+          ->Arg(20)
+          ->Arg(1 << 10)
+          ->Arg(1 << 20);
+    }
+  }
+  benchmark::RegisterBenchmark("StrZTK", [](benchmark::State &s) { number(s, "StrZTK", false); });
+  benchmark::RegisterBenchmark("ScientificStrZTK", [](benchmark::State &s) { number(s, "ScientificStrZTK", true); });
+  benchmark::RegisterBenchmark("GetUnicodeMarkers", markers);
+  return 0;
+}();
+
+}  // namespace
