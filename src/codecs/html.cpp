@@ -1,7 +1,6 @@
 #include "codecs/html.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "frame/host_api.h"
@@ -11,12 +10,13 @@
 #include "frame/string_build.h"
 #include "text/rb_text.h"
 #include "text/string_handles.h"
+#include "text/unit_scan.h"
 
 namespace ztk::html {
 
 // The 252 named character references of HTML 4.01 with their code points
 // (so lang is 9001 and rang 9002), plus apos (39), in ascending code order.
-const EscapeCode escapecodes[] = {
+constexpr EscapeCode escapecodes[] = {
     {34, "quot"}, {38, "amp"}, {39, "apos"}, {60, "lt"}, {62, "gt"}, {160, "nbsp"}, {161, "iexcl"}, {162, "cent"},
     {163, "pound"}, {164, "curren"}, {165, "yen"}, {166, "brvbar"}, {167, "sect"}, {168, "uml"}, {169, "copy"},
     {170, "ordf"}, {171, "laquo"}, {172, "not"}, {173, "shy"}, {174, "reg"}, {175, "macr"}, {176, "deg"},
@@ -115,21 +115,202 @@ bool decode_reference(const uint16_t *u, size_t n, size_t i, size_t k, UnicodeSt
 }
 }  // namespace
 
+namespace {
+
+constexpr size_t name_length(const char *name) {
+  size_t n = 0;
+  while (name[n] != '\0') ++n;
+  return n;
+}
+
+// Every named code is below this; a direct index from code to row (0: none,
+// else the row + 1) replaces a search of the table per unit.
+constexpr uint32_t kCodeSpan = 9831;
+struct CodeIndex {
+  uint8_t row[kCodeSpan] = {};
+};
+constexpr CodeIndex make_code_index() {
+  CodeIndex index;
+  for (int r = 0; r < kEntityCount; ++r) index.row[escapecodes[r].code] = static_cast<uint8_t>(r + 1);
+  return index;
+}
+constexpr CodeIndex kCodeIndex = make_code_index();
+static_assert(kEntityCount < 255, "rows are numbered in a byte");
+
+// Names of up to six characters (longer ones can never be matched) packed one
+// character a byte, found by open addressing in 512 slots.
+constexpr size_t kMaxName = 6;
+constexpr uint64_t pack(const char *name, size_t k) {
+  uint64_t key = 0;
+  for (size_t j = 0; j < k; ++j) key |= uint64_t{static_cast<uint8_t>(name[j])} << (8 * j);
+  return key;
+}
+constexpr size_t slot_of(uint64_t key) { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 55); }
+struct NameIndex {
+  uint64_t key[512] = {};
+  int16_t row[512] = {};
+};
+constexpr NameIndex make_name_index() {
+  NameIndex index;
+  for (auto &r : index.row) r = -1;
+  for (int r = 0; r < kEntityCount; ++r) {
+    const size_t k = name_length(escapecodes[r].name);
+    if (k > kMaxName) continue;
+    const uint64_t key = pack(escapecodes[r].name, k);
+    size_t slot = slot_of(key);
+    while (index.row[slot] >= 0) slot = (slot + 1) % 512;
+    index.key[slot] = key;
+    index.row[slot] = static_cast<int16_t>(r);
+  }
+  return index;
+}
+constexpr NameIndex kNameIndex = make_name_index();
+
+// Each row's reference as written ("&", name, ";"), padded to 16 bytes, and
+// its name's length.
+struct Reference {
+  char text[16];
+  uint8_t nameLength;
+};
+constexpr auto make_references() {
+  struct {
+    Reference row[kEntityCount];
+  } all{};
+  for (int r = 0; r < kEntityCount; ++r) {
+    const size_t n = name_length(escapecodes[r].name);
+    Reference &ref = all.row[r];
+    ref.text[0] = '&';
+    for (size_t j = 0; j < n; ++j) ref.text[1 + j] = escapecodes[r].name[j];
+    ref.text[n + 1] = ';';
+    ref.nameLength = static_cast<uint8_t>(n);
+  }
+  return all;
+}
+constexpr auto kReferences = make_references();
+
+// Writes a reference whose text (with "&" and ";") is `text`, counted as one
+// append of its name's length. `text` holds 16 readable bytes, and the
+// block's slack takes a whole 16-byte store.
+inline void add_reference(AsciiStringHandle &out, const char *text, size_t n) {
+  if (uint8_t *o = out.take_append(static_cast<int64_t>(n), static_cast<int64_t>(n) + 2)) {
+    if (out.slack) {
+      std::memcpy(o, text, 16);
+    } else {
+      std::memcpy(o, text, n + 2);
+    }
+  }
+}
+
+inline void add_unit_reference(AsciiStringHandle &out, uint16_t c) {
+  static constexpr char kApostrophe[16] = "&#39;";  // the apos row is for decoding only
+  if (c == '\'') return add_reference(out, kApostrophe, 3);
+  if (c < kCodeSpan && kCodeIndex.row[c] != 0) {
+    const Reference &r = kReferences.row[kCodeIndex.row[c] - 1];
+    return add_reference(out, r.text, r.nameLength);
+  }
+  char number[16] = {'&', '#'};
+  const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
+  for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) number[d] = static_cast<char>('0' + c % 10);
+  number[digits + 2] = ';';
+  add_reference(out, number, digits + 1);
+}
+
+// The end of the run of units from i up to the next one in `stop`: the first
+// 16 looked at one at a time (runs between references are often short), the
+// rest in blocks.
+template <class Stops>
+inline size_t clean_run(U16View units, size_t i, Stops special, const units::UnitSet &stop) {
+  const size_t lead = units.size - i > 16 ? i + 16 : units.size;
+  size_t end = i;
+  while (end < lead && !special(units[end])) ++end;
+  return end == lead && lead < units.size ? units::find(units, lead, stop) : end;
+}
+
+}  // namespace
+
 const EscapeCode *find_code(uint16_t unit) {
-  const EscapeCode *end = escapecodes + kEntityCount;
-  const EscapeCode *e =
-      std::lower_bound(escapecodes, end, unit, [](const EscapeCode &r, uint16_t u) { return r.code < u; });
-  return (e != end && e->code == unit) ? e : nullptr;
+  if (unit >= kCodeSpan || kCodeIndex.row[unit] == 0) return nullptr;
+  return &escapecodes[kCodeIndex.row[unit] - 1];
 }
 
 const EscapeCode *find_name(const uint16_t *name, size_t k) {
-  for (const EscapeCode *e = escapecodes; e->code != 0; ++e) {
-    if (std::strlen(e->name) != k) continue;
-    size_t j = 0;
-    while (j < k && name[j] == static_cast<uint8_t>(e->name[j])) ++j;
-    if (j == k) return e;
+  if (k == 0 || k > kMaxName) return nullptr;
+  uint64_t key = 0;
+  for (size_t j = 0; j < k; ++j) {
+    if (name[j] == 0 || name[j] > 0x7F) return nullptr;  // no name holds such a unit
+    key |= uint64_t{name[j]} << (8 * j);
+  }
+  for (size_t slot = slot_of(key); kNameIndex.row[slot] >= 0; slot = (slot + 1) % 512) {
+    if (kNameIndex.key[slot] == key) return &escapecodes[kNameIndex.row[slot]];
   }
   return nullptr;
+}
+
+void encode(U16View units, bool keepASCII, AsciiStringHandle &out) {
+  // A unit is written as a reference from 0x80 up, and for the five markup
+  // characters unless they are kept; runs of other units are narrowed in one go.
+  static constexpr units::UnitSet kMarkup(0xFF80, {'"', '&', '\'', '<', '>'});
+  static constexpr units::UnitSet kHigh(0xFF80, {});
+  struct Table {
+    bool special[0x80];
+  };
+  static constexpr Table kMarkupTable = [] {
+    Table t{};
+    for (char c : {'"', '&', '\'', '<', '>'}) t.special[static_cast<uint8_t>(c)] = true;
+    return t;
+  }();
+  static constexpr Table kNone{};
+  const units::UnitSet &stop = keepASCII ? kHigh : kMarkup;
+  const bool *markup = (keepASCII ? kNone : kMarkupTable).special;
+  const auto special = [markup](uint16_t c) { return c >= 0x80 || markup[c]; };
+  size_t i = (units[0] == 0xFEFF || units[0] == 0xFFFE) ? 1 : 0;
+  while (i < units.size && out.alive()) {
+    const size_t end = clean_run(units, i, special, stop);
+    if (end > i) {
+      uint8_t *o = out.take_bytes(static_cast<int64_t>(end - i));
+      if (o == nullptr) return;
+      if (end - i <= 16) {
+        for (size_t j = i; j < end; ++j) *o++ = static_cast<uint8_t>(units[j]);
+      } else {
+        units::narrow(units.data + i, end - i, o);
+      }
+      i = end;
+      if (i == units.size) return;
+    }
+    add_unit_reference(out, units[i++]);
+  }
+}
+
+void decode(U16View units, UnicodeStringHandle &out) {
+  static constexpr units::UnitSet kReferenceStart(0, {kAmpersand});
+  const uint16_t *u = units.data;
+  const size_t n = units.size;
+  size_t i = 0;
+  while (i < n && out.alive()) {
+    const size_t end = clean_run(units, i, [](uint16_t c) { return c == kAmpersand; }, kReferenceStart);
+    if (end > i) {
+      uint16_t *o = out.take_units(static_cast<int64_t>(end - i));
+      if (o == nullptr) return;
+      std::memcpy(o, u + i, (end - i) * 2);
+      i = end;
+      if (i == n) return;
+    }
+    // The name runs to ";" within the next seven units, or to the end of the text.
+    size_t k = 0;
+    bool bounded = false;
+    for (size_t j = 1; j <= 7; ++j) {
+      if (i + j == n || u[i + j] == kSemicolon) {
+        k = j - 1;
+        bounded = true;
+        break;
+      }
+    }
+    if (bounded && k > 0 && decode_reference(u, n, i, k, out)) {
+      i += k + 2;
+    } else {
+      Add(out, u[i++]);
+    }
+  }
 }
 
 bool is_html_ready(ByteView bytes) {
@@ -147,23 +328,7 @@ REALstring EncodingToHTML(REALstring s, RBInteger options) {
   if (units.size == 0) return nullptr;
   AsciiStringHandle out(2 * int64_t(units.size) + 4096);
   if (!out.alive()) return nullptr;
-  size_t i = (units[0] == 0xFEFF || units[0] == 0xFFFE) ? 1 : 0;
-  const bool keepASCII = (options & 1) != 0;
-  for (; i < units.size && out.alive(); ++i) {
-    const uint16_t c = units[i];
-    if (c < 0x80 && (keepASCII || (c != '\'' && ztk::html::find_code(c) == nullptr))) {
-      const char byte = static_cast<char>(c);
-      AddBinary(out, &byte, 1);
-    } else if (c == '\'') {
-      Add(out, "#39");  // the apos row is for decoding only
-    } else if (const ztk::html::EscapeCode *e = ztk::html::find_code(c)) {
-      Add(out, e->name);
-    } else {
-      char number[12];
-      std::snprintf(number, sizeof number, "#%d", c);
-      Add(out, number);
-    }
-  }
+  ztk::html::encode(units, (options & 1) != 0, out);
   return out.Finish(enc::kASCII);
 }
 
@@ -172,33 +337,10 @@ REALstring DecodingToHTML(REALstring s) {
   if (s == nullptr) return nullptr;
   rbText text(s);
   const ztk::U16View units = text.utf16();
-  const uint16_t *u = units.data;
-  const size_t n = units.size;
-  if (n == 0) return nullptr;
-  UnicodeStringHandle out(2 * int64_t(n) + 4096);
+  if (units.size == 0) return nullptr;
+  UnicodeStringHandle out(2 * int64_t(units.size) + 4096);
   if (!out.alive()) return nullptr;
-  size_t i = 0;
-  while (i < n && out.alive()) {
-    if (u[i] != ztk::html::kAmpersand || i + 1 == n) {
-      Add(out, u[i++]);
-      continue;
-    }
-    // The name runs to ";" within the next seven units, or to the end of the text.
-    size_t k = 0;
-    bool bounded = false;
-    for (size_t j = 1; j <= 7; ++j) {
-      if (i + j == n || u[i + j] == ztk::html::kSemicolon) {
-        k = j - 1;
-        bounded = true;
-        break;
-      }
-    }
-    if (bounded && k > 0 && ztk::html::decode_reference(u, n, i, k, out)) {
-      i += k + 2;
-    } else {
-      Add(out, u[i++]);
-    }
-  }
+  ztk::html::decode(units, out);
   return out.Finish();
 }
 

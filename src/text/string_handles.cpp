@@ -3,19 +3,25 @@
 #include <algorithm>
 #include <cstring>
 
+#include "frame/plugin_alloc.h"
 #include "frame/string_build.h"
 
 using namespace ztk::mm;
 using ztk::growth::kSizeLimit;
+using ztk::growth::kSlack;
 
 namespace {
 
 // The block is kept pinned while the buffer lives, so that the addresses
 // writers get from room() stay valid; it is released only to be resized.
+// Blocks hold kSlack bytes beyond their capacity where the size allows.
+bool with_slack(int64_t size) { return size + kSlack <= static_cast<int64_t>(ztk::mem::kMaxBlock); }
+
 template <class Buffer>
 void create(Buffer &b, int64_t initialBytes) {
   if (initialBytes < 0 || initialBytes >= kSizeLimit) return;
-  b.handle = NewHandle(initialBytes);
+  b.slack = with_slack(initialBytes);
+  b.handle = NewHandle(initialBytes + (b.slack ? kSlack : 0));
   if (b.handle == nullptr) return;
   b.capacity = static_cast<int32_t>(initialBytes);
   b.limit = initialBytes;
@@ -29,6 +35,7 @@ void kill(Buffer &b) {
   b.used = 0;
   b.capacity = 0;
   b.limit = 0;
+  b.slack = false;
 }
 
 // Resizes the block to hold `need` bytes, and at least twice its size. The
@@ -41,15 +48,17 @@ bool grow_block(Buffer &b, int64_t need) {
     return false;
   }
   const int64_t wanted = std::min(std::max({need, 2 * int64_t{b.capacity}, b.limit}), kSizeLimit - 1);
+  const bool slack = with_slack(wanted);
+  const int64_t size = wanted + (slack ? kSlack : 0);
   HUnlock(b.handle);
-  SetHandleSize(b.handle, wanted);
+  SetHandleSize(b.handle, size);
   HLock(b.handle);
-  const int64_t now = GetHandleSize(b.handle);
-  if (now < need) {
+  if (GetHandleSize(b.handle) < size) {
     b.Kill();
     return false;
   }
-  b.capacity = static_cast<int32_t>(now);
+  b.slack = slack;
+  b.capacity = static_cast<int32_t>(wanted);
   return true;
 }
 

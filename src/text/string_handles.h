@@ -22,6 +22,9 @@
 namespace ztk::growth {
 // A block must stay below this size.
 constexpr int64_t kSizeLimit = 0x7FFFFFF1;
+// Bytes a block holds beyond its capacity (where its size allows), so that a
+// writer may store a whole 16-byte vector at any offset below the capacity.
+constexpr int64_t kSlack = 16;
 
 // The rule's size after appends made at `used` bytes (or units) written, from
 // size `limit`; -1 when the rule reaches the size limit (the buffer dies).
@@ -37,6 +40,10 @@ struct AsciiStringHandle {
   int32_t used = 0;      // bytes written
   int32_t capacity = 0;  // block size in bytes, as last known
   int64_t limit = 0;     // the size the one-append-at-a-time rule has grown to
+
+  bool slack = false;     // the block holds kSlack bytes beyond its capacity
+  // True when 16 bytes may be stored at `at` (at most the capacity).
+  bool wide_store_fits() const { return slack; }
 
   explicit AsciiStringHandle(int64_t initialBytes);
   ~AsciiStringHandle();
@@ -78,6 +85,7 @@ struct UnicodeStringHandle {
   int32_t used = 0;      // 16-bit units written
   int32_t capacity = 0;  // block size in bytes, as last known
   int64_t limit = 0;     // as for AsciiStringHandle, in bytes
+  bool slack = false;     // the block holds kSlack bytes beyond its capacity
 
   explicit UnicodeStringHandle(int64_t initialBytes);
   ~UnicodeStringHandle();

@@ -1,9 +1,15 @@
 #include "codecs/html.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "host_test.h"
+#include "kernel_levels.h"
+#include "text/string_handles.h"
 
 using namespace ztk_test;
 
@@ -141,7 +147,7 @@ TEST_P(EncodingToHTMLZTK, FailuresGiveEmptyString) {
   EXPECT_TRUE(call("DecodingFromHTMLZTK", {s}).null);
 }
 
-TEST(HtmlEntityTable, IsSortedUniqueAndFoundByBinarySearch) {
+TEST(HtmlEntityTable, IsSortedUniqueAndFoundByDirectIndex) {
   using ztk::html::escapecodes;
   int count = 0;
   for (const auto *e = escapecodes; e->code != 0; ++e, ++count) {
@@ -163,5 +169,194 @@ TEST(HtmlEntityTable, IsSortedUniqueAndFoundByBinarySearch) {
       }
     }
     ASSERT_EQ(ztk::html::find_code(static_cast<uint16_t>(u)), linear) << u;
+  }
+}
+
+namespace {
+
+// The codec as it was first written: one unit at a time, each through the
+// buffer's one-at-a-time appends, the table searched from its first row.
+const ztk::html::EscapeCode *row_with_code(uint16_t c) {
+  for (const auto *e = ztk::html::escapecodes; e->code != 0; ++e) {
+    if (e->code == c) return e;
+  }
+  return nullptr;
+}
+
+void encode_one_at_a_time(ztk::U16View u, bool keepASCII, AsciiStringHandle &out) {
+  for (size_t i = (u[0] == 0xFEFF || u[0] == 0xFFFE) ? 1 : 0; i < u.size && out.alive(); ++i) {
+    const uint16_t c = u[i];
+    if (!keepASCII && c == '\'') {
+      Add(out, "#39");
+    } else if (const auto *e = (keepASCII && c < 0x80) ? nullptr : row_with_code(c)) {
+      Add(out, e->name);
+    } else if (c < 0x80) {
+      const char byte = static_cast<char>(c);
+      AddBinary(out, &byte, 1);
+    } else {
+      Add(out, ("#" + std::to_string(c)).c_str());
+    }
+  }
+}
+
+void decode_one_at_a_time(ztk::U16View u, UnicodeStringHandle &out) {
+  const size_t n = u.size;
+  auto add_value = [&](int32_t v) {
+    if (v > 0xFFFF) {
+      Add(out, static_cast<unsigned short>(0xD800 + ((v - 0x10000) >> 10)));
+      Add(out, static_cast<unsigned short>(0xDC00 + ((v - 0x10000) & 0x3FF)));
+    } else {
+      Add(out, static_cast<unsigned short>(v));
+    }
+  };
+  for (size_t i = 0; i < n && out.alive();) {
+    size_t k = 0;
+    bool bounded = false;
+    for (size_t j = 1; u[i] == '&' && j <= 7; ++j) {
+      if (i + j == n || u[i + j] == ';') {
+        k = j - 1;
+        bounded = true;
+        break;
+      }
+    }
+    if (!bounded || k == 0) {
+      Add(out, u[i++]);
+      continue;
+    }
+    const ztk::html::EscapeCode *named = nullptr;
+    for (const auto *e = ztk::html::escapecodes; e->code != 0 && named == nullptr; ++e) {
+      size_t j = 0;
+      while (j < k && e->name[j] != '\0' && u[i + 1 + j] == static_cast<uint8_t>(e->name[j])) ++j;
+      if (j == k && e->name[k] == '\0') named = e;
+    }
+    if (named != nullptr) {
+      Add(out, static_cast<unsigned short>(named->code));
+      i += k + 2;
+      continue;
+    }
+    int32_t value = 0;
+    bool minus = false;
+    if (u[i + 1] == '#' && i + 2 < n && u[i + 2] == 'x') {
+      for (size_t q = i + 3; q < n && q < i + 7 && (u[q] == '-' || std::isxdigit(u[q] < 0x80 ? u[q] : 0)); ++q) {
+        if (u[q] == '-') {
+          minus = true;
+        } else {
+          value = value * 16 + (u[q] <= '9' ? u[q] - '0' : (u[q] | 0x20) - 'a' + 10);
+        }
+      }
+    } else if (u[i + 1] == '#') {
+      for (size_t q = i + 2; q < n && (u[q] == '-' || (u[q] >= '0' && u[q] <= '9')); ++q) {
+        if (u[q] == '-') {
+          minus = true;
+        } else if (value <= 0x10FFFF) {
+          value = value * 10 + (u[q] - '0');
+        }
+      }
+    }
+    if (minus) value = -value;
+    if (value > 0 && value <= 0x10FFFF) {
+      add_value(value);
+      i += k + 2;
+    } else {
+      Add(out, u[i++]);
+    }
+  }
+}
+
+// Texts of references: every name (with and without ";", cut at the end),
+// numeric ones, markup, byte-order marks, surrogates and clean runs.
+std::vector<std::u16string> reference_texts(std::mt19937 &rng) {
+  std::vector<std::u16string> tokens = {u"&", u";", u"&#", u"&#x", u"&#x41g;", u"&#-60;", u"&#0;", u"&#66000;",
+                                        u"&#1234567;", u"&#X3C;", u"<", u">", u"\"", u"'", u"\uFEFF", u"\uFFFE",
+                                        u"\U0001F600", u"\u00E9", u"\u0100", u"\uFFFF", u"&amp", u"&;"};
+  for (const auto *e = ztk::html::escapecodes; e->code != 0; ++e) {
+    std::u16string name(e->name, e->name + std::strlen(e->name));
+    tokens.push_back(u"&" + name + u";");
+    tokens.push_back(std::u16string(1, static_cast<char16_t>(e->code)));
+  }
+  std::vector<std::u16string> texts;
+  for (size_t n = 1; n <= 160; ++n) {
+    for (int variant = 0; variant < 3; ++variant) {
+      std::u16string s;
+      while (s.size() < n) {
+        if (rng() % 3 == 0) {
+          s += tokens[rng() % tokens.size()];
+        } else {
+          s.append(1 + rng() % (variant == 2 ? 60 : 6), static_cast<char16_t>('a' + rng() % 26));
+        }
+      }
+      s.resize(n);  // a reference cut at the end now and then
+      texts.push_back(s);
+    }
+  }
+  return texts;
+}
+
+template <class Buffer>
+std::string contents(const Buffer &b, size_t unitSize) {
+  return b.alive() ? std::string(*b.handle, static_cast<size_t>(b.used) * unitSize) : std::string("(dead)");
+}
+
+}  // namespace
+
+// The codec that passes runs in blocks gives the same bytes, and the buffers
+// see the same appends (their growth rule ends at the same size), at every level.
+TEST(HtmlCodecKernels, EqualTheOneUnitAtATimeCodecAtEveryLevel) {
+  std::mt19937 rng(21);
+  const auto texts = reference_texts(rng);
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::u16string &text : texts) {
+      const ztk::U16View units{reinterpret_cast<const uint16_t *>(text.data()), text.size()};
+      for (bool keep : {false, true}) {
+        AsciiStringHandle fast(2 * int64_t(units.size) + 4096), slow(2 * int64_t(units.size) + 4096);
+        ztk::html::encode(units, keep, fast);
+        encode_one_at_a_time(units, keep, slow);
+        ASSERT_EQ(contents(fast, 1), contents(slow, 1));
+        ASSERT_EQ(fast.limit, slow.limit);
+      }
+      UnicodeStringHandle fast(2 * int64_t(units.size) + 4096), slow(2 * int64_t(units.size) + 4096);
+      ztk::html::decode(units, fast);
+      decode_one_at_a_time(units, slow);
+      ASSERT_EQ(contents(fast, 2), contents(slow, 2));
+      ASSERT_EQ(fast.limit, slow.limit);
+    }
+  });
+  // Buffers that start small grow at the same appends, and die at the same one.
+  const std::u16string longText = texts.back() + texts.back() + std::u16string(9000, u'\u00E9');
+  const ztk::U16View units{reinterpret_cast<const uint16_t *>(longText.data()), longText.size()};
+  AsciiStringHandle fast(16), slow(16);
+  ztk::html::encode(units, false, fast);
+  encode_one_at_a_time(units, false, slow);
+  EXPECT_EQ(contents(fast, 1), contents(slow, 1));
+  EXPECT_EQ(fast.limit, slow.limit);
+}
+
+TEST(HtmlEntityTable, NamesAreFoundExactlyAsByASearchOfTheTable) {
+  std::mt19937 rng(5);
+  std::vector<std::u16string> names;
+  for (const auto *e = ztk::html::escapecodes; e->code != 0; ++e) {
+    std::u16string name(e->name, e->name + std::strlen(e->name));
+    names.push_back(name);
+    names.push_back(name.substr(0, name.size() - 1));
+    names.push_back(name + u"x");
+    std::u16string upper = name;
+    upper[0] = static_cast<char16_t>(upper[0] ^ 0x20);
+    names.push_back(upper);
+  }
+  for (int i = 0; i < 20000; ++i) {
+    std::u16string s(1 + rng() % 6, u'a');
+    for (char16_t &c : s) c = static_cast<char16_t>(rng() % 3 == 0 ? rng() % 0x180 : 'a' + rng() % 26);
+    names.push_back(s);
+  }
+  for (const std::u16string &name : names) {
+    const ztk::html::EscapeCode *linear = nullptr;
+    for (const auto *e = ztk::html::escapecodes; e->code != 0 && linear == nullptr; ++e) {
+      if (std::strlen(e->name) == name.size() &&
+          std::equal(name.begin(), name.end(), e->name, [](char16_t a, char b) { return a == static_cast<uint8_t>(b); })) {
+        linear = e;
+      }
+    }
+    if (name.size() > 6) linear = nullptr;  // longer names are never read
+    ASSERT_EQ(ztk::html::find_name(reinterpret_cast<const uint16_t *>(name.data()), name.size()), linear);
   }
 }
