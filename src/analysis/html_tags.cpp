@@ -14,9 +14,7 @@ REALstring RemoveHTMLTagsWith(REALstring textWithTags, REALstring replacement) {
   r.size = strnlen(reinterpret_cast<const char *>(r.data), r.size);  // up to its first NUL
   AsciiStringHandle out(int64_t(in.size) + 10);
   if (!out.alive()) return nullptr;
-  ztk::tags::remove_tags(in, r, [&out](const uint8_t *bytes, size_t n) {
-    AddBinary(out, bytes, static_cast<int>(n));
-  });
+  ztk::tags::remove_tags(in, r, out);
   return out.Finish(enc::kUTF8);
 }
 

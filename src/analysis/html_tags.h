@@ -3,30 +3,42 @@
 // is replaced by it. A ">" with no tag open is ordinary text.
 #pragma once
 
+#include <cstdint>
+#include <cstring>
+
+#include "text/byte_scan.h"
 #include "text/byte_view.h"
 
 namespace ztk::tags {
 
-// Calls emit(const uint8_t *bytes, size_t n) for each run of output.
-template <class Emit>
-void remove_tags(ByteView in, ByteView replacement, Emit emit) {
+// Appends the text of `in` without its tags to `out` (an AsciiStringHandle
+// or anything with its take_bytes): text as one-byte appends, and per byte
+// inside a tag one append of the replacement. Runs up to the next bracket
+// are found a block at a time.
+template <class Out>
+void remove_tags(ByteView in, ByteView replacement, Out &out) {
+  static constexpr scan::ByteSet kOpen{{'<', '<'}};
+  static constexpr scan::ByteSet kBrackets{{'<', '<'}, {'>', '>'}};
   int64_t depth = 0;
-  size_t run = 0;  // start of the text bytes not yet emitted
-  for (size_t i = 0; i < in.size; ++i) {
-    const uint8_t b = in[i];
-    const bool bracket = b == '<' || (b == '>' && depth > 0);
-    if (depth == 0 && !bracket) continue;  // text: emitted as part of a run
-    if (depth == 0 && i > run) emit(in.data + run, i - run);
-    if (b == '<') {
-      ++depth;
-    } else if (b == '>' && depth > 0) {
-      --depth;
-    } else if (!replacement.empty()) {
-      emit(replacement.data, replacement.size);
+  size_t i = 0;
+  while (i < in.size) {
+    const size_t end = scan::find(in, i, depth == 0 ? kOpen : kBrackets);
+    if (end > i && (depth == 0 || !replacement.empty())) {
+      const auto run = static_cast<int64_t>(end - i);
+      if (depth == 0) {
+        uint8_t *o = out.take_bytes(run);
+        if (o == nullptr) return;
+        std::memcpy(o, in.data + i, end - i);
+      } else {
+        uint8_t *o = out.take_bytes(run, static_cast<int64_t>(replacement.size));
+        if (o == nullptr) return;
+        for (int64_t k = 0; k < run; ++k, o += replacement.size) std::memcpy(o, replacement.data, replacement.size);
+      }
     }
-    run = i + 1;
+    if (end == in.size) return;
+    depth += in[end] == '<' ? 1 : -1;  // a ">" is only looked for inside a tag
+    i = end + 1;
   }
-  if (depth == 0 && in.size > run) emit(in.data + run, in.size - run);
 }
 
 }  // namespace ztk::tags

@@ -4,7 +4,9 @@
 #include "frame/string_access.h"
 #include "frame/string_build.h"
 #include "text/byte_sink.h"
+#include "text/byte_scan.h"
 #include "text/rb_text.h"
+#include "text/unit_scan.h"
 
 namespace ztk::codepage {
 namespace {
@@ -46,6 +48,42 @@ int find_byte(const Table &table, uint16_t unit) {
   return (unit >= 0xA0 && unit < 0x100) ? unit : -1;
 }
 
+namespace {
+// The units a page holds at their own value, 0x80-0x9F excepted, pass in runs.
+bool identity_high(const Table &table) {
+  for (int b = 0x80; b <= 0x9F; ++b) {
+    if (table[b] != b) return false;
+  }
+  return true;
+}
+}  // namespace
+
+size_t encode(const Table &table, U16View units, uint8_t *out) {
+  static constexpr units::UnitSet kAboveLatin1(0xFF00, {});
+  static constexpr units::UnitSet kAboveOrC1 = kAboveLatin1.with_range(0x80, 0x9F);
+  const units::UnitSet &stop = identity_high(table) ? kAboveLatin1 : kAboveOrC1;
+  size_t written = 0;
+  for (size_t i = 0; i < units.size;) {
+    const size_t end = units::find(units, i, stop);
+    units::narrow(units.data + i, end - i, out + written);
+    written += end - i;
+    if (end == units.size) break;
+    const int b = find_byte(table, units[end]);
+    if (b >= 0) out[written++] = static_cast<uint8_t>(b);
+    i = end + 1;
+  }
+  return written;
+}
+
+void decode(const Table &table, ByteView bytes, uint16_t *out) {
+  units::widen(bytes.data, bytes.size, out);
+  if (identity_high(table)) return;
+  static constexpr scan::ByteSet kC1{{0x80, 0x9F}};
+  for (size_t i = scan::find(bytes, 0, kC1); i < bytes.size; i = scan::find(bytes, i + 1, kC1)) {
+    out[i] = table[bytes[i]];
+  }
+}
+
 }  // namespace ztk::codepage
 
 namespace {
@@ -55,10 +93,7 @@ REALstring EncodingTo(REALstring s, const ztk::codepage::Table &table) {
   const ztk::U16View units = text.utf16();
   ztk::ByteSink out(2 * int64_t(units.size));
   if (!out.alive()) return nullptr;
-  for (size_t i = 0; i < units.size && out.alive(); ++i) {
-    const int b = ztk::codepage::find_byte(table, units[i]);
-    if (b >= 0) out.put(static_cast<uint8_t>(b));
-  }
+  out.append(units.size, [&](uint8_t *o) { return ztk::codepage::encode(table, units, o); });
   if (!out.alive() || out.size() == 0) return nullptr;
   return out.build(ztk::RawBytesTag({out.data(), static_cast<size_t>(out.size())}));
 }
@@ -68,9 +103,13 @@ REALstring DecodingTo(REALstring s, const ztk::codepage::Table &table) {
   ztk::ReadString(in, s);
   const ztk::ByteView bytes = in.view();
   ztk::ByteSink out(int64_t(bytes.size) + 1024);
-  for (size_t i = 0; i < bytes.size && out.alive(); ++i) {
-    const uint16_t unit = table[bytes[i]];
-    out.put(&unit, 2);
+  // One unit a byte: room for all of them at once grows (or fails) exactly
+  // where unit-by-unit appends would have.
+  if (bytes.size > 0 && bytes.size <= INT32_MAX / 2) {
+    out.append(2 * bytes.size, [&](uint8_t *o) {
+      ztk::codepage::decode(table, bytes, reinterpret_cast<uint16_t *>(o));
+      return 2 * bytes.size;
+    });
   }
   return out.build_unicode(enc::kUTF16);
 }

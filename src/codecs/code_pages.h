@@ -21,4 +21,10 @@ extern const Table escapecharsCP1252;
 // scan of the table from entry 0.
 int find_byte(const Table &table, uint16_t unit);
 
+// Writes the byte of every unit the page holds to `out` (room for
+// units.size bytes) and drops the others; returns the bytes written.
+size_t encode(const Table &table, U16View units, uint8_t *out);
+// Writes the table's unit for every byte to `out` (room for bytes.size units).
+void decode(const Table &table, ByteView bytes, uint16_t *out);
+
 }  // namespace ztk::codepage

@@ -1,4 +1,11 @@
+#include "analysis/html_tags.h"
+
+#include <random>
+#include <string>
+
 #include "host_test.h"
+#include "kernel_levels.h"
+#include "text/string_handles.h"
 
 using namespace ztk_test;
 
@@ -39,4 +46,37 @@ TEST_P(RemoveHTMLTagsZTK, BufferFailureGivesEmptyString) {
   plugin->fail_allocation(0);
   EXPECT_EQ(call("RemoveHTMLTagsWithZTK", {S("<" + std::string(5000, 'x') + ">"), r}).bytes.size(), 50000u)
       << "the buffer grows past its first size";
+}
+
+// Text runs and runs inside tags go in blocks; the bytes, and the buffer's
+// appends, must equal a byte at a time with AddBinary, at every level.
+TEST(TagRemovalKernel, EqualsTheOneByteRulesAtEveryLevel) {
+  std::mt19937 rng(43);
+  const auto inputs = token_inputs(rng, {"<", ">", "<b>", "</p>", "<<", ">>", "\xC3\xA9"}, 240);
+  for (const std::string replacement : {"", " ", "[x]"}) {
+    const ztk::ByteView r{reinterpret_cast<const uint8_t *>(replacement.data()), replacement.size()};
+    expect_equal_at_every_level(
+        inputs,
+        [&](ztk::ByteView in) {
+          AsciiStringHandle out(16);  // small, so that runs cross the growth steps
+          ztk::tags::remove_tags(in, r, out);
+          return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit);
+        },
+        [&](const std::string &s) {
+          AsciiStringHandle out(16);
+          int64_t depth = 0;
+          for (char c : s) {
+            if (c == '<') {
+              ++depth;
+            } else if (c == '>' && depth > 0) {
+              --depth;
+            } else if (depth == 0) {
+              AddBinary(out, &c, 1);
+            } else if (!replacement.empty()) {
+              AddBinary(out, replacement.data(), static_cast<int>(replacement.size()));
+            }
+          }
+          return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit);
+        });
+  }
 }

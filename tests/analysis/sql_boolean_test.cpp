@@ -1,4 +1,11 @@
+#include "analysis/sql_boolean.h"
+
+#include <random>
+#include <string>
+
 #include "host_test.h"
+#include "kernel_levels.h"
+#include "text/string_handles.h"
 
 using namespace ztk_test;
 
@@ -34,4 +41,63 @@ TEST_P(SQLReplaceBooleanZTK, FailuresGiveEmptyString) {
   plugin->fail_allocation(0);
   host.failures["REALBuildString"].always = true;
   EXPECT_TRUE(call("SQLReplaceBooleanZTK", {s}).null);
+}
+
+namespace {
+// The rewriting as first written: a byte at a time, each byte a one-byte append.
+void rewrite_one_byte_at_a_time(ztk::ByteView in, AsciiStringHandle &out) {
+  bool single = false, dbl = false;
+  int word = 1;
+  auto is_word = [&](size_t p, const char *w, size_t len) {
+    if (p + len >= in.size) return false;
+    for (size_t k = 0; k < len; ++k) {
+      if ((in[p + k] | 0x20) != static_cast<uint8_t>(w[k])) return false;
+    }
+    return ztk::sql::is_separator(in[p + len]);
+  };
+  for (size_t p = 0; p < in.size;) {
+    const uint8_t c = in[p];
+    if (c == '\'' && !dbl) single = !single;
+    if (c == '"' && !single) dbl = !dbl;
+    const int w = ztk::sql::is_separator(c) ? 0 : word;
+    size_t skip = 1;
+    if (!single && !dbl && w == 1 && is_word(p, "false", 5)) {
+      AddBinary(out, "0", 1);
+      skip = 5;
+    } else if (!single && !dbl && w == 1 && is_word(p, "true", 4)) {
+      AddBinary(out, "1", 1);
+      skip = 4;
+    } else {
+      AddBinary(out, &c, 1);
+    }
+    p += skip;
+    word = w + 1 > 2 ? 2 : w + 1;
+  }
+}
+}  // namespace
+
+// Statements made of the words, quotes and separators that matter, cut
+// anywhere: the block-wise search for events and the rewriting must equal
+// the byte-at-a-time rules at every level, down to the buffer's appends.
+TEST(SqlBooleanKernel, EqualsTheOneByteRulesAtEveryLevel) {
+  std::mt19937 rng(41);
+  const auto inputs = token_inputs(rng, {"true", "TRUE", "false", "FaLsE", " ", "'", "\"", "(", ")", ",", ";", "=",
+                                         "trueish", "t", "f", "\xA0", "\x80", "x"},
+                                   240);
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        AsciiStringHandle out(int64_t(in.size) + 10);
+        ztk::sql::replace_booleans(in, out);
+        const size_t events = ztk::sql::find_event(in, in.size > 3 ? 3 : 0);
+        return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit) + "|" +
+               std::to_string(events);
+      },
+      [](const std::string &s) {
+        const ztk::ByteView in{reinterpret_cast<const uint8_t *>(s.data()), s.size()};
+        AsciiStringHandle out(int64_t(in.size) + 10);
+        rewrite_one_byte_at_a_time(in, out);
+        return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit) + "|" +
+               std::to_string(ztk::sql::find_event_reference(in, in.size > 3 ? 3 : 0));
+      });
 }

@@ -1,7 +1,12 @@
 #include "codecs/code_pages.h"
 
+#include <random>
+#include <string>
+#include <vector>
+
 #include "convert.h"
 #include "host_test.h"
+#include "kernel_levels.h"
 
 using namespace ztk_test;
 
@@ -93,4 +98,46 @@ TEST(CodePageTables, ReverseSearchEqualsAScanFromEntryZero) {
       ASSERT_EQ(ztk::codepage::find_byte(*table, static_cast<uint16_t>(u)), scan) << u;
     }
   }
+}
+
+// Runs of units the page holds at their own value are narrowed (or widened)
+// in blocks; the rest keep the table's rule. Both must give what the table
+// gives one unit (or byte) at a time, at every level.
+TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
+  std::mt19937 rng(31);
+  static const char16_t kUnits[] = {0, u'a', 0x7F, 0x80, 0x81, 0x8D, 0x9F, 0xA0, 0xE9, 0xFF, 0x100,
+                                    0x20AC, 0x2122, 0x0178, 0x017D, 0xD83D, 0xFFFF};
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n = 0; n <= 200; n += 1 + n / 20) {
+      for (int density : {0, 3, 30}) {
+        std::u16string text(n, u'x');
+        std::string bytes(n, 'x');
+        for (size_t i = 0; i < n; ++i) {
+          if (density > 0 && rng() % static_cast<unsigned>(density) == 0) {
+            text[i] = kUnits[rng() % std::size(kUnits)];
+            bytes[i] = static_cast<char>(rng());
+          } else {
+            text[i] = static_cast<char16_t>(' ' + rng() % 95);
+          }
+        }
+        const GuardedBytes units(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * n));
+        const GuardedBytes raw(bytes);
+        for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252}) {
+          std::string expect;
+          for (char16_t c : text) {
+            const int b = ztk::codepage::find_byte(*table, c);
+            if (b >= 0) expect += static_cast<char>(b);
+          }
+          std::string got(n, '\0');
+          got.resize(ztk::codepage::encode(
+              *table, {reinterpret_cast<const uint16_t *>(units.view().data), n}, reinterpret_cast<uint8_t *>(got.data())));
+          ASSERT_EQ(got, expect) << n;
+          std::vector<uint16_t> wide(n), expectWide(n);
+          for (size_t i = 0; i < n; ++i) expectWide[i] = (*table)[static_cast<uint8_t>(bytes[i])];
+          ztk::codepage::decode(*table, raw.view(), wide.data());
+          ASSERT_EQ(wide, expectWide) << n;
+        }
+      }
+    }
+  });
 }
