@@ -77,11 +77,10 @@ size_t find_event_reference(ByteView in, size_t from) {
 
 size_t find_event(ByteView in, size_t from) {
   // The vector loops read the byte before each block, so they start at 1.
-  const size_t lead = from + 16 < in.size ? from + 16 : in.size;
-  for (size_t p = from; p < lead; ++p) {
-    if (in[p] == '\'' || in[p] == '"' || starts_word_with_t_or_f(in, p)) return p;
-  }
-  if (lead == in.size) return lead;
+  // Events are often a few dozen bytes apart, so blocks are taken at once.
+  if (from == 0 && in.size > 0 && (in[0] == '\'' || in[0] == '"' || starts_word_with_t_or_f(in, 0))) return 0;
+  const size_t lead = from == 0 ? 1 : from;
+  if (lead >= in.size) return in.size;
   return simd::run_levels(ZTK_IF_WIDE([&](size_t) { return find_event_avx512(in, lead); }),
                           [&](size_t) { return lead; },  // AVX2 leaves it to the 16-byte level
                           ZTK_IF_X86([&](size_t done) { return find_event_sse2(in, done > lead ? done : lead); }),
