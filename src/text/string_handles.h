@@ -42,8 +42,6 @@ struct AsciiStringHandle {
   int64_t limit = 0;     // the size the one-append-at-a-time rule has grown to
 
   bool slack = false;     // the block holds kSlack bytes beyond its capacity
-  // True when 16 bytes may be stored at `at` (at most the capacity).
-  bool wide_store_fits() const { return slack; }
 
   explicit AsciiStringHandle(int64_t initialBytes);
   ~AsciiStringHandle();
