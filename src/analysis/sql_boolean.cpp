@@ -1,19 +1,16 @@
 #include "analysis/sql_boolean.h"
 
 #include <cstring>
+#include <initializer_list>
+#include <type_traits>
 
+#include "frame/cpu.h"
 #include "frame/registry.h"
 #include "frame/simd.h"
-#include "text/byte_scan.h"
 #include "text/rb_text.h"
 
 namespace ztk::sql {
 namespace {
-
-bool starts_word_with_t_or_f(ByteView in, size_t p) {
-  const uint8_t c = in[p] | 0x20;
-  return (c == 't' || c == 'f') && (p == 0 || is_separator(in[p - 1]));
-}
 
 // Whether `word` (lower case) starts at p and a separator follows it.
 bool word_at(ByteView in, size_t p, const char *word, size_t len) {
@@ -24,71 +21,139 @@ bool word_at(ByteView in, size_t p, const char *word, size_t len) {
   return is_separator(in[p + len]);
 }
 
-#if ZTK_X86
-// Lanes whose byte is an event, given the bytes and the bytes one before.
-inline __m128i events_sse2(__m128i v, __m128i prev) {
-  const __m128i lower = _mm_or_si128(v, _mm_set1_epi8(0x20));
-  const __m128i tf = _mm_or_si128(_mm_cmpeq_epi8(lower, _mm_set1_epi8('t')), _mm_cmpeq_epi8(lower, _mm_set1_epi8('f')));
-  __m128i sep = _mm_cmplt_epi8(prev, _mm_set1_epi8(0x21));
-  for (char c : {'(', ')', ',', ';'}) sep = _mm_or_si128(sep, _mm_cmpeq_epi8(prev, _mm_set1_epi8(c)));
-  const __m128i quote = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('\'')), _mm_cmpeq_epi8(v, _mm_set1_epi8('"')));
-  return _mm_or_si128(quote, _mm_and_si128(tf, sep));
+bool is_event(ByteView in, size_t p, uint8_t quote) {
+  if (quote != 0) return in[p] == quote;
+  if (in[p] == '\'' || in[p] == '"') return true;
+  if (p > 0 && !is_separator(in[p - 1])) return false;
+  return word_at(in, p, "true", 4) || word_at(in, p, "false", 5);
 }
 
-size_t find_event_sse2(ByteView in, size_t from) {
-  size_t i = from;
-  for (; i + 16 <= in.size; i += 16) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + i));
-    const __m128i prev = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + i - 1));
-    if (const int m = _mm_movemask_epi8(events_sse2(v, prev))) return i + static_cast<size_t>(__builtin_ctz(m));
+// A vector level tests a block of lanes at once for every event: the byte
+// before a block and the five after it are read too, so a block is only
+// taken where all of them lie inside the text and at or after its second byte.
+constexpr size_t kAhead = 5;
+
+#if ZTK_X86
+struct Sse2 {
+  static constexpr size_t kLanes = 16;
+  static __m128i lower(const uint8_t *at) {
+    return _mm_or_si128(_mm_loadu_si128(reinterpret_cast<const __m128i *>(at)), _mm_set1_epi8(0x20));
   }
-  return i;
-}
+  static __m128i is(const uint8_t *at, char c) { return _mm_cmpeq_epi8(lower(at), _mm_set1_epi8(c)); }
+  static __m128i separator(const uint8_t *at) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+    __m128i sep = _mm_cmplt_epi8(v, _mm_set1_epi8(0x21));
+    for (char c : {'(', ')', ',', ';'}) sep = _mm_or_si128(sep, _mm_cmpeq_epi8(v, _mm_set1_epi8(c)));
+    return sep;
+  }
+  static uint64_t events(const uint8_t *at, uint8_t quote) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+    if (quote != 0) return static_cast<uint64_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(char(quote)))));
+    const __m128i quotes = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('\'')), _mm_cmpeq_epi8(v, _mm_set1_epi8('"')));
+    // "true" and "false" share nothing but their last letter; the "e" sits at
+    // +3 or +4, followed by a separator.
+    const __m128i t = _mm_and_si128(_mm_and_si128(is(at, 't'), is(at + 1, 'r')),
+                                    _mm_and_si128(is(at + 2, 'u'), _mm_and_si128(is(at + 3, 'e'), separator(at + 4))));
+    const __m128i f = _mm_and_si128(_mm_and_si128(_mm_and_si128(is(at, 'f'), is(at + 1, 'a')), is(at + 2, 'l')),
+                                    _mm_and_si128(_mm_and_si128(is(at + 3, 's'), is(at + 4, 'e')), separator(at + 5)));
+    const __m128i words = _mm_and_si128(_mm_or_si128(t, f), separator(at - 1));
+    return static_cast<uint64_t>(_mm_movemask_epi8(_mm_or_si128(quotes, words)));
+  }
+};
 
 #if ZTK_WIDE_VECTORS
-ZTK_AVX512 size_t find_event_avx512(ByteView in, size_t from) {
-  const __m512i sep1 = _mm512_set1_epi8(0x21);
-  size_t i = from;
-  for (; i + 64 <= in.size; i += 64) {
-    const __m512i v = _mm512_loadu_si512(in.data + i);
-    const __m512i prev = _mm512_loadu_si512(in.data + i - 1);
-    const __m512i lower = _mm512_or_si512(v, _mm512_set1_epi8(0x20));
-    const __mmask64 tf = _mm512_cmpeq_epi8_mask(lower, _mm512_set1_epi8('t')) |
-                         _mm512_cmpeq_epi8_mask(lower, _mm512_set1_epi8('f'));
-    __mmask64 sep = _mm512_cmplt_epi8_mask(prev, sep1);
-    for (char c : {'(', ')', ',', ';'}) sep |= _mm512_cmpeq_epi8_mask(prev, _mm512_set1_epi8(c));
-    const __mmask64 quote = _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8('\'')) |
-                            _mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8('"'));
-    if (const __mmask64 m = quote | (tf & sep)) return i + static_cast<size_t>(__builtin_ctzll(m));
+struct Avx2 {
+  static constexpr size_t kLanes = 32;
+  ZTK_AVX2 static __m256i load(const uint8_t *at) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at)); }
+  ZTK_AVX2 static __m256i is(const uint8_t *at, char c) {
+    return _mm256_cmpeq_epi8(_mm256_or_si256(load(at), _mm256_set1_epi8(0x20)), _mm256_set1_epi8(c));
   }
-  return i;
+  ZTK_AVX2 static __m256i separator(const uint8_t *at) {
+    const __m256i v = load(at);
+    __m256i sep = _mm256_cmpgt_epi8(_mm256_set1_epi8(0x21), v);
+    for (char c : {'(', ')', ',', ';'}) sep = _mm256_or_si256(sep, _mm256_cmpeq_epi8(v, _mm256_set1_epi8(c)));
+    return sep;
+  }
+  ZTK_AVX2 static uint64_t mask(__m256i v) { return static_cast<uint32_t>(_mm256_movemask_epi8(v)); }
+  ZTK_AVX2 static uint64_t events(const uint8_t *at, uint8_t quote) {
+    const __m256i v = load(at);
+    if (quote != 0) return mask(_mm256_cmpeq_epi8(v, _mm256_set1_epi8(char(quote))));
+    const __m256i quotes = _mm256_or_si256(_mm256_cmpeq_epi8(v, _mm256_set1_epi8('\'')),
+                                           _mm256_cmpeq_epi8(v, _mm256_set1_epi8('"')));
+    // Most blocks hold neither a "t" nor an "f" starting a word: test that first.
+    const __m256i t0 = is(at, 't'), f0 = is(at, 'f');
+    const __m256i start = _mm256_and_si256(_mm256_or_si256(t0, f0), separator(at - 1));
+    if (_mm256_testz_si256(start, start)) return mask(quotes);
+    const __m256i t = _mm256_and_si256(_mm256_and_si256(t0, is(at + 1, 'r')),
+                                       _mm256_and_si256(_mm256_and_si256(is(at + 2, 'u'), is(at + 3, 'e')), separator(at + 4)));
+    const __m256i f = _mm256_and_si256(
+        _mm256_and_si256(_mm256_and_si256(f0, is(at + 1, 'a')), _mm256_and_si256(is(at + 2, 'l'), is(at + 3, 's'))),
+        _mm256_and_si256(is(at + 4, 'e'), separator(at + 5)));
+    return mask(_mm256_or_si256(quotes, _mm256_and_si256(start, _mm256_or_si256(t, f))));
+  }
+};
+#endif
+
+// The first event at or after p (at least 1: a block reads the byte before
+// it) that a block finds; `found` tells whether it did, else the return is
+// where a narrower level goes on. Each level has its own loop so that its
+// block test is inlined under its target.
+size_t find_sse2(ByteView in, size_t p, uint8_t quote, bool &found) {
+  for (; p + Sse2::kLanes + kAhead <= in.size; p += Sse2::kLanes) {
+    if (const uint64_t m = Sse2::events(in.data + p, quote)) {
+      found = true;
+      return p + static_cast<size_t>(__builtin_ctzll(m));
+    }
+  }
+  return p;
+}
+#if ZTK_WIDE_VECTORS
+ZTK_AVX2 size_t find_avx2(ByteView in, size_t p, uint8_t quote, bool &found) {
+  for (; p + Avx2::kLanes + kAhead <= in.size; p += Avx2::kLanes) {
+    if (const uint64_t m = Avx2::events(in.data + p, quote)) {
+      found = true;
+      return p + static_cast<size_t>(__builtin_ctzll(m));
+    }
+  }
+  return p;
 }
 #endif
 #endif
 
-}  // namespace
+size_t find_plain(ByteView in, size_t p, uint8_t quote) {
+  while (p < in.size && !is_event(in, p, quote)) ++p;
+  return p;
+}
 
-size_t find_event_reference(ByteView in, size_t from) {
-  for (size_t p = from; p < in.size; ++p) {
-    if (in[p] == '\'' || in[p] == '"' || starts_word_with_t_or_f(in, p)) return p;
+enum class Chain { kPlain, kSse2, kAvx2 };
+
+template <Chain kChain>
+inline size_t find_with(ByteView in, size_t p, uint8_t quote) {
+  if constexpr (kChain == Chain::kPlain) {
+    return find_plain(in, p, quote);
+  } else {
+#if ZTK_X86
+    if (p == 0) {
+      if (in.size == 0 || is_event(in, 0, quote)) return 0;
+      p = 1;
+    }
+    bool found = false;
+#if ZTK_WIDE_VECTORS
+    if constexpr (kChain == Chain::kAvx2) {
+      p = find_avx2(in, p, quote, found);
+      if (found) return p;
+    }
+#endif
+    p = find_sse2(in, p, quote, found);
+    if (found) return p;
+#endif
+    return find_plain(in, p, quote);
   }
-  return in.size;
 }
 
-size_t find_event(ByteView in, size_t from) {
-  // The vector loops read the byte before each block, so they start at 1.
-  // Events are often a few dozen bytes apart, so blocks are taken at once.
-  if (from == 0 && in.size > 0 && (in[0] == '\'' || in[0] == '"' || starts_word_with_t_or_f(in, 0))) return 0;
-  const size_t lead = from == 0 ? 1 : from;
-  if (lead >= in.size) return in.size;
-  return simd::run_levels(ZTK_IF_WIDE([&](size_t) { return find_event_avx512(in, lead); }),
-                          [&](size_t) { return lead; },  // AVX2 leaves it to the 16-byte level
-                          ZTK_IF_X86([&](size_t done) { return find_event_sse2(in, done > lead ? done : lead); }),
-                          [&](size_t done) { return find_event_reference(in, done > lead ? done : lead); });
-}
-
-void replace_booleans(ByteView in, AsciiStringHandle &out) {
-  static constexpr scan::ByteSet kSingle{{'\'', '\''}}, kDouble{{'"', '"'}};
+// The whole rewriting at one level, so an event costs one block test and no dispatch.
+template <Chain kChain>
+void rewrite(ByteView in, AsciiStringHandle &out) {
   static const uint8_t kZero = '0', kOne = '1';
   size_t run = 0;  // start of the bytes not yet copied
   auto copy_to = [&](size_t end) {
@@ -98,33 +163,48 @@ void replace_booleans(ByteView in, AsciiStringHandle &out) {
   };
   size_t p = 0;
   while (out.alive()) {
-    p = find_event(in, p);
+    p = find_with<kChain>(in, p, 0);
     if (p == in.size) break;
     const uint8_t c = in[p];
     if (c == '\'' || c == '"') {
       // Inside quotes only the closing quote of the same kind counts.
-      p = scan::find(in, p + 1, c == '\'' ? kSingle : kDouble);
+      p = find_with<kChain>(in, p + 1, c);
       if (p == in.size) break;
       ++p;
       continue;
     }
-    const uint8_t *replacement = nullptr;
-    size_t skip = 1;
-    if (word_at(in, p, "false", 5)) {
-      replacement = &kZero;
-      skip = 5;
-    } else if (word_at(in, p, "true", 4)) {
-      replacement = &kOne;
-      skip = 4;
-    }
-    if (replacement != nullptr) {
-      copy_to(p);
-      if (uint8_t *o = out.take_bytes(1)) *o = *replacement;
-      run = p + skip;
-    }
-    p += skip;
+    const bool is_false = (c | 0x20) == 'f';
+    copy_to(p);
+    if (uint8_t *o = out.take_bytes(1)) *o = is_false ? kZero : kOne;
+    p += is_false ? 5 : 4;
+    run = p;
   }
   copy_to(in.size);
+}
+
+template <class Body>
+decltype(auto) at_active_level(Body &&body) {
+  const cpu::Level level = cpu::active();
+#if ZTK_WIDE_VECTORS
+  if (level >= cpu::kAVX2) return body(std::integral_constant<Chain, Chain::kAvx2>{});
+#endif
+#if ZTK_X86
+  if (level >= cpu::kSSE2) return body(std::integral_constant<Chain, Chain::kSse2>{});
+#endif
+  (void)level;
+  return body(std::integral_constant<Chain, Chain::kPlain>{});
+}
+
+}  // namespace
+
+size_t find_event_reference(ByteView in, size_t from) { return find_plain(in, from, 0); }
+
+size_t find_event(ByteView in, size_t from) {
+  return at_active_level([&](auto chain) { return find_with<decltype(chain)::value>(in, from, 0); });
+}
+
+void replace_booleans(ByteView in, AsciiStringHandle &out) {
+  at_active_level([&](auto chain) { rewrite<decltype(chain)::value>(in, out); });
 }
 
 }  // namespace ztk::sql

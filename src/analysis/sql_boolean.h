@@ -17,9 +17,9 @@ inline bool is_separator(uint8_t b) {
   return static_cast<int8_t>(b) < 0x21 || b == '(' || b == ')' || b == ',' || b == ';';
 }
 
-// The first index at or after `from` that holds a quote, or a t or f (any
-// case) that starts a word (the text's first byte, or one after a separator);
-// in.size when there is none. Outside quotes nothing else can change the output.
+// The first index at or after `from` that holds a quote, or starts a
+// stand-alone true or false (any case); in.size when there is none. Outside
+// quotes nothing else can change the output.
 size_t find_event(ByteView in, size_t from);
 size_t find_event_reference(ByteView in, size_t from);
 
