@@ -54,15 +54,27 @@ size_t plain_by_formatter(double d, char *out) {
 
 namespace {
 
+
+// Writes v as exactly `count` digits, two at a time.
+void write_fixed(uint64_t v, size_t count, char *out) {
+  static constexpr char kPairs[] =
+      "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+      "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+      "8081828384858687888990919293949596979899";
+  size_t k = count;
+  while (k >= 2) {
+    std::memcpy(out + k - 2, kPairs + 2 * (v % 100), 2);
+    v /= 100;
+    k -= 2;
+  }
+  if (k == 1) out[0] = static_cast<char>('0' + v);
+}
+
 // Writes the digits of v; returns their count.
 size_t write_digits(uint64_t v, char *out) {
-  char tmp[20];
-  size_t n = 0;
-  do {
-    tmp[n++] = static_cast<char>('0' + v % 10);
-    v /= 10;
-  } while (v != 0);
-  for (size_t k = 0; k < n; ++k) out[k] = tmp[n - 1 - k];
+  size_t n = 1;
+  for (uint64_t p = 10; n < 20 && v >= p; p *= 10) ++n;
+  write_fixed(v, n, out);
   return n;
 }
 
@@ -91,11 +103,17 @@ size_t write_integer(uint64_t mantissa, int shift, char *out) {
     while (used > 0 && words[used - 1] == 0) --used;
   }
   size_t n = write_digits(chunks[count - 1], out);
-  for (size_t c = count - 1; c-- > 0;) {
-    for (int k = 8; k >= 0; --k, chunks[c] /= 10) out[n + static_cast<size_t>(k)] = static_cast<char>('0' + chunks[c] % 10);
-    n += 9;
-  }
+  for (size_t c = count - 1; c-- > 0; n += 9) write_fixed(chunks[c], 9, out + n);
   return n;
+}
+
+// The length trim_zeros leaves of a text of len characters, eight zeros at a time.
+size_t trimmed_length(const char *text, size_t len) {
+  size_t zeros = 0;
+  while (zeros + 8 <= len && std::memcmp(text + len - zeros - 8, "00000000", 8) == 0) zeros += 8;
+  while (zeros < len && text[len - zeros - 1] == '0') ++zeros;
+  if (zeros < 2 || len <= 3) return len;
+  return len - zeros + 1 > 3 ? len - zeros + 1 : 3;
 }
 
 // The fraction's decimal digits, exactly: F / 2^bits, one digit per step.
@@ -122,6 +140,47 @@ size_t write_fraction(Wide fraction, unsigned bits, size_t wanted_after_first, c
 
 #if defined(__SIZEOF_INT128__)
 __extension__ typedef unsigned __int128 Widest;
+
+constexpr uint64_t kPowersOfTen[] = {1,           10,           100,           1000,           10000,
+                                     100000,      1000000,      10000000,      100000000,      1000000000,
+                                     10000000000, 100000000000, 1000000000000, 10000000000000, 100000000000000,
+                                     1000000000000000};
+
+// floor(fraction * p / 2^bits) for fraction below 2^bits, bits at most 124,
+// p below 2^64: the product has up to 188 bits, taken in 64-bit parts.
+uint64_t times_shifted(Widest fraction, uint64_t p, unsigned bits) {
+  const Widest low = Widest(static_cast<uint64_t>(fraction)) * p;
+  const Widest high = Widest(static_cast<uint64_t>(fraction >> 64)) * p;
+  const Widest middle = (low >> 64) + static_cast<uint64_t>(high);
+  const Widest top = (high >> 64) + (middle >> 64);  // bits 128 and up
+  const Widest upper = (top << 64) | static_cast<uint64_t>(middle);  // the product >> 64
+  if (bits >= 64) return static_cast<uint64_t>(upper >> (bits - 64));
+  return static_cast<uint64_t>((upper << (64 - bits)) | (static_cast<uint64_t>(low) >> bits));
+}
+
+// The same digits as write_fraction: after the fraction's leading zeros, the
+// `wanted` digits from the first non-zero one on are
+// floor(fraction * 10^wanted / 2^bits), taken in one product.
+template <class Wide>
+size_t write_fraction_at_once(Wide fraction, unsigned bits, size_t wanted, char *out) {
+  if (fraction == 0) {
+    out[0] = '0';
+    return 1;
+  }
+  size_t n = 0;
+  while ((fraction * 10) >> bits == 0) {
+    out[n++] = '0';
+    fraction *= 10;
+  }
+  uint64_t digits;
+  if constexpr (sizeof(Wide) == 8) {
+    digits = static_cast<uint64_t>((Widest(fraction) * kPowersOfTen[wanted]) >> bits);
+  } else {
+    digits = times_shifted(fraction, kPowersOfTen[wanted], bits);
+  }
+  write_fixed(digits, wanted, out + n);
+  return n + wanted;
+}
 #else
 using Widest = uint64_t;
 #endif
@@ -161,14 +220,19 @@ size_t plain(double d, char *out) {
     if (fraction_bits == 0) {
       out[n++] = '0';
     } else if (fraction_bits <= 60) {
-      n += write_fraction<uint64_t>(mantissa & ((uint64_t(1) << fraction_bits) - 1), fraction_bits, wanted, out + n);
+      const uint64_t fraction = mantissa & ((uint64_t(1) << fraction_bits) - 1);
+#if defined(__SIZEOF_INT128__)
+      n += write_fraction_at_once<uint64_t>(fraction, fraction_bits, wanted, out + n);
     } else {
-      n += write_fraction<Widest>(mantissa, fraction_bits, wanted, out + n);
+      n += write_fraction_at_once<Widest>(mantissa, fraction_bits, wanted, out + n);
+#else
+      n += write_fraction<uint64_t>(fraction, fraction_bits, wanted, out + n);
+#endif
     }
   }
+  n = trimmed_length(out, n);
   out[n] = '\0';
-  trim_zeros(out);
-  return std::strlen(out);
+  return n;
 }
 
 namespace {
