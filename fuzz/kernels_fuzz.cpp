@@ -1,13 +1,16 @@
 // Every fast path against its plain version, at every vector level this CPU
-// offers: the scanning kernels, hex, the bitwise and byte-check kernels, and
-// the URL, quoted-printable, MySQL and yEnc codecs against the one-byte
-// codecs the tests keep. Inputs are copied to exact-size buffers, outputs
+// offers: the byte and UTF-16 scanning kernels, hex, the bitwise and
+// byte-check kernels, the URL, quoted-printable, MySQL and yEnc codecs
+// against the one-byte codecs the tests keep, the SQL event search, and
+// number formatting against the C formatter. Inputs are copied to exact-size buffers, outputs
 // get exactly the room promised, so ASan sees any access past either.
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "analysis/number_format.h"
+#include "analysis/sql_boolean.h"
 #include "binary/bitwise.h"
 #include "binary/byte_checks.h"
 #include "codecs/hex.h"
@@ -20,6 +23,7 @@
 #include "reference_codecs.h"
 #include "text/byte_scan.h"
 #include "text/byte_sink.h"
+#include "text/unit_scan.h"
 
 namespace {
 
@@ -119,6 +123,44 @@ void codecs(ByteView in, uint8_t a) {
   FUZZ_CHECK(encoded == reference::qp_encode(text(in), lineLength));
 }
 
+void text_kernels(ByteView in, uint8_t a, uint8_t b) {
+  for (size_t from : {size_t{0}, size_t{1}, in.size / 2}) {
+    FUZZ_CHECK(ztk::sql::find_event(in, from) == ztk::sql::find_event_reference(in, from));
+  }
+  // The same bytes as UTF-16 units, in an exact-size copy.
+  std::vector<uint16_t> units(in.size / 2);
+  if (!units.empty()) std::memcpy(units.data(), in.data, units.size() * 2);
+  const ztk::U16View u{units.data(), units.size()};
+  const ztk::units::UnitSet sets[] = {
+      ztk::units::UnitSet(0xFF80, {'&', '<', '>'}),
+      ztk::units::UnitSet(0, {static_cast<uint16_t>(a << 8 | b)}).with_range(a, static_cast<uint16_t>(a + b)),
+  };
+  for (const auto &set : sets) {
+    for (size_t from : {size_t{0}, units.size() / 3}) {
+      FUZZ_CHECK(ztk::units::find(u, from, set) == ztk::units::find_reference(u, from, set));
+    }
+  }
+  Room fast(units.size()), slow(units.size());
+  ztk::units::narrow(units.data(), units.size(), fast.data());
+  ztk::units::narrow_reference(units.data(), units.size(), slow.data());
+  FUZZ_CHECK(fast.bytes == slow.bytes);
+  std::vector<uint16_t> wide(in.size + 1), plain(in.size + 1);
+  ztk::units::widen(in.data, in.size, wide.data());
+  ztk::units::widen_reference(in.data, in.size, plain.data());
+  FUZZ_CHECK(wide == plain);
+  // Every eight bytes a double, formatted both ways.
+  char x[ztk::numfmt::kTextBuffer], y[ztk::numfmt::kTextBuffer];
+  for (size_t k = 0; k + 8 <= in.size && k < 64; k += 8) {
+    double d;
+    std::memcpy(&d, in.data + k, sizeof d);
+    size_t n = ztk::numfmt::plain(d, x);
+    FUZZ_CHECK(n == ztk::numfmt::plain_by_formatter(d, y) && std::memcmp(x, y, n) == 0);
+    const int64_t digits = static_cast<int64_t>(a) - 20;
+    n = ztk::numfmt::scientific(d, digits, x);
+    FUZZ_CHECK(n == ztk::numfmt::scientific_by_formatter(d, digits, y) && std::memcmp(x, y, n) == 0);
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -132,6 +174,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     scanning(in, a, b);
     binary(in, a);
     codecs(in, a);
+    text_kernels(in, a, b);
   }
   ztk::cpu::limit(ztk::cpu::kTop);
   return 0;
