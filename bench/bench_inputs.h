@@ -62,4 +62,17 @@ inline std::string yenc_encoded(size_t n) {
   return s;
 }
 
+// The text methods' inputs.
+// Every third character is one the method must treat (UTF-8 bytes, cut to n).
+inline std::string dense_html_text(size_t n) { return repeat("ab<cd&ef>gh\xC3\xA9ij\"kl\xE2\x82\xAC", n); }
+inline std::string dense_references(size_t n) { return repeat("ab&lt;cd&eacute;ef&#233;gh&amp;", n); }
+inline std::string latin_text(size_t n) { return repeat("Gr\xC3\xBC\xC3\x9F" "e, caf\xC3\xA9 \xE2\x82\xAC" "5 ", n); }
+inline std::string tagged_text(size_t n) {
+  return repeat("<p>Some <b>bold</b> words and a <a href=\"page.html\">link</a> in a paragraph.</p>\n", n);
+}
+inline std::string sql_text(size_t n) {
+  return repeat("SELECT name, total FROM orders WHERE customer = 'Smith' AND region IN (3, 4) ORDER BY 2;\n", n);
+}
+inline std::string sql_dense(size_t n) { return repeat("a = true, b = FALSE, c = 'true', ", n); }
+
 }  // namespace ztk_bench

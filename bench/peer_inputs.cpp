@@ -1,5 +1,5 @@
 // Writes the inputs of the peers comparison, byte for byte the ones the
-// byte-method benchmarks give the plugin: peer_inputs DIR.
+// byte- and text-method benchmarks give the plugin: peer_inputs DIR.
 #include <fstream>
 #include <iostream>
 
@@ -20,6 +20,11 @@ int main(int argc, char **argv) {
         {"url_dense", repeat("%41+", n)},
         {"qp_dense", repeat("=41=\r\n", n)},
         {"yenc_typical", yenc_encoded(n)},
+        {"html_dense", dense_html_text(n)},
+        {"html_references", dense_references(n)},
+        {"tagged", tagged_text(n)},
+        {"latin", latin_text(n)},
+        {"random", random_bytes(n)},
     };
     for (const auto &[name, bytes] : inputs) {
       std::ofstream(dir + "/" + name + "_" + std::to_string(n), std::ios::binary) << bytes;

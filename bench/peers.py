@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 """The plugin beside what a developer would otherwise use, on the same bytes.
 
-Runs byte_methods_bench (medians of repetitions; the plugin's own time and the
-time through the host) and times Python's and PHP's built-ins on the inputs
+Runs byte_methods_bench and text_methods_bench (medians of repetitions; the
+plugin's own time and the time through the host) and times Python's and PHP's built-ins on the inputs
 peer_inputs writes, then prints one Markdown table with the ratios peer time /
 plugin time, own and through the host (above 1: the plugin is faster).
 Usage: peers.py BUILD_DIR [--repetitions N]
@@ -38,6 +38,27 @@ ROWS = [
     ("IsASCIIString/text", "text", "d.isascii()", "!preg_match('/[\\x80-\\xFF]/', $d)"),
 ]
 
+# The text methods, from text_methods_bench. Python works on s, the bytes
+# decoded from UTF-8 outside the timing, as a Python program holds text.
+TEXT_ROWS = [
+    ("EncodingToHTML/text", "text", "html.escape(s)", "htmlentities($d)"),
+    ("EncodingToHTML/dense", "html_dense", "html.escape(s)", "htmlentities($d)"),
+    ("DecodingFromHTML/text", "text", "html.unescape(s)", "html_entity_decode($d)"),
+    ("DecodingFromHTML/dense", "html_references", "html.unescape(s)", "html_entity_decode($d)"),
+    ("RemoveHTMLTags/text", "text", "re.sub(r'<[^>]*>', '', s)", "strip_tags($d)"),
+    ("RemoveHTMLTags/dense", "tagged", "re.sub(r'<[^>]*>', '', s)", "strip_tags($d)"),
+    ("EncodingToISO8859/dense", "latin", "s.encode('latin-1', 'replace')",
+     "mb_convert_encoding($d, 'ISO-8859-1', 'UTF-8')"),
+    ("EncodingToCP1252/dense", "latin", "s.encode('cp1252', 'replace')",
+     "mb_convert_encoding($d, 'Windows-1252', 'UTF-8')"),
+    ("DecodingFromISO8859/text", "text", "d.decode('latin-1')", "mb_convert_encoding($d, 'UTF-8', 'ISO-8859-1')"),
+    ("DecodingFromISO8859/dense", "random", "d.decode('latin-1')", "mb_convert_encoding($d, 'UTF-8', 'ISO-8859-1')"),
+    ("DecodingFromCP1252/text", "text", "d.decode('cp1252', 'replace')",
+     "mb_convert_encoding($d, 'UTF-8', 'Windows-1252')"),
+    ("DecodingFromCP1252/dense", "random", "d.decode('cp1252', 'replace')",
+     "mb_convert_encoding($d, 'UTF-8', 'Windows-1252')"),
+]
+
 
 def yenc_article(body):
     # sabyenc decodes whole articles: the smallest header it accepts.
@@ -57,13 +78,14 @@ def median_per_call(run_batch, repetitions):
 
 
 def python_ns(expr, data, repetitions):
-    import binascii, urllib.parse  # noqa: F401  (used by the expressions)
+    import binascii, html, re, urllib.parse  # noqa: F401  (used by the expressions)
     try:
         import sabyenc3  # noqa: F401
     except ImportError:
         if "sabyenc3" in expr:
             return None
-    env = {"d": data, "binascii": binascii, "urllib": urllib, "yenc_article": yenc_article}
+    env = {"d": data, "s": data.decode("utf-8", "replace"), "binascii": binascii, "html": html, "re": re,
+           "urllib": urllib, "yenc_article": yenc_article}
     if "sabyenc3" in expr:
         env["sabyenc3"] = sys.modules["sabyenc3"]
         body = yenc_article(data)
@@ -105,9 +127,9 @@ def php_ns(expr, path, repetitions):
         os.unlink(f.name)
 
 
-def plugin_ns(bench, size, repetitions):
+def plugin_ns(bench, rows, size, repetitions):
     """{row: (plugin ns, through-host ns)} from the medians of repetitions; one process per size."""
-    names = "|".join(r[0] for r in ROWS)
+    names = "|".join(r[0] for r in rows)
     out = subprocess.run([bench, f"--benchmark_filter=^({names})/{size}$", f"--benchmark_repetitions={repetitions}",
                           "--benchmark_report_aggregates_only=true", "--benchmark_format=json",
                           "--benchmark_min_time=0.1"], capture_output=True, text=True, check=True)
@@ -142,7 +164,8 @@ def main():
     ap.add_argument("build")
     ap.add_argument("--repetitions", type=int, default=5)
     args = ap.parse_args()
-    bench = os.path.join(args.build, "bench", "byte_methods_bench")
+    benches = [(os.path.join(args.build, "bench", "byte_methods_bench"), ROWS),
+               (os.path.join(args.build, "bench", "text_methods_bench"), TEXT_ROWS)]
     inputs = tempfile.mkdtemp(prefix="ztk-peers-")
     subprocess.run([os.path.join(args.build, "bench", "peer_inputs"), inputs], check=True)
     cpu = next((l.split(":", 1)[1].strip() for l in open("/proc/cpuinfo") if l.startswith("model name")), "?")
@@ -153,8 +176,10 @@ def main():
           "PHP ÷ plugin (own / host) |")
     print("|---|---:|---:|---:|---:|---:|---:|---:|")
     for size in SIZES:
-        plugin = plugin_ns(bench, size, args.repetitions)
-        for row, name, py, ph in ROWS:
+        plugin = {}
+        for bench, rows in benches:
+            plugin.update(plugin_ns(bench, rows, size, args.repetitions))
+        for row, name, py, ph in ROWS + TEXT_ROWS:
             path = os.path.join(inputs, f"{name}_{size}")
             data = open(path, "rb").read()
             own, via = plugin.get(row, (None, None))

@@ -7,15 +7,16 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 need=()
 command -v php >/dev/null || need+=(php-cli)
+php -r 'exit(function_exists("mb_convert_encoding") ? 0 : 1);' 2>/dev/null || need+=(php-mbstring)
 /usr/bin/python3 -c 'import sabyenc3' 2>/dev/null || need+=(python3-sabyenc)
 if ((${#need[@]})); then
   sudo=""
   [ "$(id -u)" = 0 ] || sudo=sudo
-  $sudo apt-get update -q >/dev/null
+  $sudo apt-get update -q >/dev/null || true  # a mirror in mid-sync fails one index; the others still serve
   $sudo apt-get install -y -q "${need[@]}" >/dev/null
 fi
 cmake --preset release-bench >/dev/null
-cmake --build --preset release-bench --target byte_methods_bench peer_inputs >/dev/null
+cmake --build --preset release-bench --target byte_methods_bench text_methods_bench peer_inputs >/dev/null
 # One CPU for the plugin and the peers alike: the virtual CPUs of a shared
 # machine may differ in speed by half or more (a busy neighbour on the same
 # core), so the one that runs a short probe fastest is taken.

@@ -32,17 +32,6 @@ auto with_int(RBInteger v) {
   return [v](HostCaller &h, const Input &in) { return std::vector<Value>{h.string(in.bytes, in.encoding), v}; };
 }
 
-// Every third character is one the method must treat (UTF-8 bytes, cut to n).
-std::string dense_html_text(size_t n) { return repeat("ab<cd&ef>gh\xC3\xA9ij\"kl\xE2\x82\xAC", n); }
-std::string dense_references(size_t n) { return repeat("ab&lt;cd&eacute;ef&#233;gh&amp;", n); }
-std::string latin_text(size_t n) { return repeat("Gr\xC3\xBC\xC3\x9F" "e, caf\xC3\xA9 \xE2\x82\xAC" "5 ", n); }
-std::string tagged_text(size_t n) {
-  return repeat("<p>Some <b>bold</b> words and a <a href=\"page.html\">link</a> in a paragraph.</p>\n", n);
-}
-std::string sql_text(size_t n) {
-  return repeat("SELECT name, total FROM orders WHERE customer = 'Smith' AND region IN (3, 4) ORDER BY 2;\n", n);
-}
-std::string sql_dense(size_t n) { return repeat("a = true, b = FALSE, c = 'true', ", n); }
 // HTML through the host: the clean text is the same bytes as the byte methods use.
 Input text_of(size_t n) { return utf8(clean_text(n)); }
 
