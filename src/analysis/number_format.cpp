@@ -54,7 +54,6 @@ size_t plain_by_formatter(double d, char *out) {
 
 namespace {
 
-
 // Writes v as exactly `count` digits, two at a time.
 void write_fixed(uint64_t v, size_t count, char *out) {
   static constexpr char kPairs[] =
