@@ -5,15 +5,23 @@
 
 using namespace ztk_bench;
 
+// Two random texts of n units over 62 letters and digits (or CJK units when
+// the second argument is 1); reports matrix cells a second.
 static void BM_Levenshtein_Kernel(benchmark::State &state) {
   const auto n = static_cast<size_t>(state.range(0));
-  const std::string a = random_bytes(n, 26, 1), b = random_bytes(n, 26, 2);
-  std::vector<uint32_t> ua(a.begin(), a.end()), ub(b.begin(), b.end());
+  const std::string a = random_bytes(n, 62, 1), b = random_bytes(n, 62, 2);
+  const uint32_t first = state.range(1) == 1 ? 0x4E00 : '0';
+  std::vector<uint32_t> ua(n), ub(n);
+  for (size_t i = 0; i < n; ++i) {
+    ua[i] = first + static_cast<uint8_t>(a[i]);
+    ub[i] = first + static_cast<uint8_t>(b[i]);
+  }
   int64_t failed = 0;
   for (auto _ : state) benchmark::DoNotOptimize(ztk::distance::levenshtein({ua.data(), n}, {ub.data(), n}, &failed));
-  state.SetItemsProcessed(state.iterations() * state.range(0));  // characters
+  state.counters["cells/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * double(n) * double(n),
+                                                 benchmark::Counter::kIsRate);
 }
-BENCHMARK(BM_Levenshtein_Kernel)->Range(8, 4096);
+BENCHMARK(BM_Levenshtein_Kernel)->ArgsProduct({{20, 64, 65, 1000, 4096, 10000}, {0, 1}});
 
 static void BM_JaroWinkler_Kernel(benchmark::State &state) {
   const auto n = static_cast<size_t>(state.range(0));

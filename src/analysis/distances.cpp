@@ -62,30 +62,156 @@ std::optional<double> jaro_winkler(U32View a, U32View b, int64_t *failedBytes) {
   return 1.0 - s;
 }
 
+namespace {
+
+constexpr uint32_t kNoUnit = 0xFFFFFFFF;  // units are at most 0xFFFF
+
+// Where each unit occurs in the pattern, `words` 64-bit words a unit: a
+// direct table for units below 256, open addressing for the others.
+struct PatternMasks {
+  size_t words = 1;
+  uint64_t *low = nullptr;   // 256 rows
+  uint64_t *zero = nullptr;  // the row of a unit the pattern lacks
+  uint32_t *keys = nullptr;  // capacity slots, kNoUnit when free
+  uint32_t *rows = nullptr;  // the row of each used slot
+  uint64_t *high = nullptr;  // a row per unit of 256 and above, in order of use
+  size_t capacity = 0, used = 0;
+
+  static size_t slot_of(uint32_t unit, size_t capacity) { return (unit * 0x9E3779B1u >> 7) & (capacity - 1); }
+
+  const uint64_t *row(uint32_t unit) const {
+    if (unit < 256) return low + unit * words;
+    if (capacity == 0) return zero;
+    for (size_t k = slot_of(unit, capacity);; k = (k + 1) & (capacity - 1)) {
+      if (keys[k] == unit) return high + size_t{rows[k]} * words;
+      if (keys[k] == kNoUnit) return zero;
+    }
+  }
+  uint64_t *row_to_fill(uint32_t unit) {
+    if (unit < 256) return low + unit * words;
+    size_t k = slot_of(unit, capacity);
+    while (keys[k] != unit && keys[k] != kNoUnit) k = (k + 1) & (capacity - 1);
+    if (keys[k] == kNoUnit) {
+      keys[k] = unit;
+      rows[k] = static_cast<uint32_t>(used);
+      std::fill_n(high + used * words, words, uint64_t{0});
+      ++used;
+    }
+    return high + size_t{rows[k]} * words;
+  }
+  void fill(U32View pattern) {
+    for (size_t i = 0; i < pattern.size; ++i) row_to_fill(pattern[i])[i / 64] |= uint64_t{1} << (i % 64);
+  }
+};
+
+size_t units_from_256(U32View p) {
+  size_t count = 0;
+  for (size_t i = 0; i < p.size; ++i) count += p[i] >= 256;
+  return count;
+}
+
+size_t capacity_for(size_t count) {
+  size_t capacity = 0;
+  if (count > 0) {
+    capacity = 8;
+    while (capacity < 2 * count) capacity *= 2;
+  }
+  return capacity;
+}
+
+// The optimal string alignment distance bit-parallel (Myers' bit-vector
+// algorithm with Hyyrö's transposition term): one column of the matrix is a
+// bit vector of vertical deltas; `words` 64-bit words carry it, the additions'
+// and shifts' carries passed from each word to the next.
+int64_t osa_columns(const PatternMasks &masks, size_t m, U32View text, uint64_t *state) {
+  const size_t words = masks.words;
+  uint64_t *vp = state, *vn = state + words, *d0 = state + 2 * words, *pmOld = state + 3 * words;
+  std::fill_n(vp, words, ~uint64_t{0});
+  std::fill_n(vn, 3 * words, uint64_t{0});
+  const size_t lastWord = (m - 1) / 64;
+  const unsigned lastBit = static_cast<unsigned>((m - 1) % 64);
+  auto score = static_cast<int64_t>(m);
+  for (size_t j = 0; j < text.size; ++j) {
+    const uint64_t *pm = masks.row(text[j]);
+    uint64_t hpCarry = 1, hnCarry = 0, addCarry = 0, xCarry = 0;
+    for (size_t w = 0; w < words; ++w) {
+      const uint64_t x = ~d0[w] & pm[w];
+      const uint64_t tr = ((x << 1) | xCarry) & pmOld[w];
+      xCarry = x >> 63;
+      const uint64_t u = pm[w] & vp[w];
+      const uint64_t s1 = u + vp[w];
+      const uint64_t s2 = s1 + addCarry;
+      addCarry = static_cast<uint64_t>(s1 < u) | static_cast<uint64_t>(s2 < s1);
+      const uint64_t d = (s2 ^ vp[w]) | pm[w] | vn[w] | tr;
+      const uint64_t hp = vn[w] | ~(d | vp[w]);
+      const uint64_t hn = d & vp[w];
+      if (w == lastWord) score += static_cast<int64_t>((hp >> lastBit) & 1) - static_cast<int64_t>((hn >> lastBit) & 1);
+      const uint64_t hpShifted = (hp << 1) | hpCarry, hnShifted = (hn << 1) | hnCarry;
+      hpCarry = hp >> 63;
+      hnCarry = hn >> 63;
+      vp[w] = hnShifted | ~(d | hpShifted);
+      vn[w] = hpShifted & d;
+      d0[w] = d;
+      pmOld[w] = pm[w];
+    }
+  }
+  return score;
+}
+
+// The distance with the shorter text as the pattern; nullopt when the
+// scratch memory for a pattern beyond 64 units cannot be had.
+std::optional<int64_t> osa_distance(U32View a, U32View b) {
+  const U32View pattern = a.size <= b.size ? a : b, text = a.size <= b.size ? b : a;
+  const size_t m = pattern.size, highCount = units_from_256(pattern);
+  PatternMasks masks;
+  masks.capacity = capacity_for(highCount);
+  if (m <= 64) {
+    // One word: everything on the stack.
+    uint64_t low[256] = {}, zero = 0, high[64], state[4];
+    uint32_t keys[128], rows[128];
+    masks.low = low;
+    masks.zero = &zero;
+    masks.keys = keys;
+    masks.rows = rows;
+    masks.high = high;
+    std::fill_n(keys, masks.capacity, kNoUnit);
+    masks.fill(pattern);
+    return osa_columns(masks, m, text, state);
+  }
+  const size_t words = (m + 63) / 64;
+  masks.words = words;
+  const uint64_t scratch =
+      8 * ((256 + 1 + 4 + highCount) * uint64_t{words}) + 8 * uint64_t{masks.capacity};  // rows, keys and row numbers
+  auto *block = static_cast<uint64_t *>(mem::alloc(scratch));
+  if (block == nullptr) return std::nullopt;
+  masks.low = block;
+  masks.zero = masks.low + 256 * words;
+  uint64_t *state = masks.zero + words;
+  masks.high = state + 4 * words;
+  masks.keys = reinterpret_cast<uint32_t *>(masks.high + highCount * words);
+  masks.rows = masks.keys + masks.capacity;
+  std::fill_n(masks.low, 257 * words, uint64_t{0});
+  std::fill_n(masks.keys, masks.capacity, kNoUnit);
+  masks.fill(pattern);
+  const int64_t distance = osa_columns(masks, m, text, state);
+  mem::release(block);
+  return distance;
+}
+
+}  // namespace
+
 std::optional<double> levenshtein(U32View a, U32View b, int64_t *failedBytes) {
   const auto n = static_cast<int64_t>(a.size), m = static_cast<int64_t>(b.size);
   if (n == 0 || m == 0) return 1.0;
+  // The full matrix this distance was once computed in decides, as it always
+  // did, which pairs are too large, and is the size a failure reports.
   const int64_t bytes = 4 * (n + 1) * (m + 1);
-  auto *d = bytes <= 0x7FFFFFFF ? static_cast<int32_t *>(mem::alloc_zeroed(static_cast<uint64_t>(bytes))) : nullptr;
-  if (d == nullptr) {
+  const std::optional<int64_t> distance = bytes <= 0x7FFFFFFF ? osa_distance(a, b) : std::nullopt;
+  if (!distance) {
     *failedBytes = bytes;
     return std::nullopt;
   }
-  const int64_t stride = n + 1;  // cell (i, j) lives at j * (n + 1) + i
-  auto cell = [&](int64_t i, int64_t j) -> int32_t & { return d[j * stride + i]; };
-  for (int64_t i = 0; i <= n; ++i) cell(i, 0) = static_cast<int32_t>(i);
-  for (int64_t j = 0; j <= m; ++j) cell(0, j) = static_cast<int32_t>(j);
-  for (int64_t i = 1; i <= n; ++i) {
-    for (int64_t j = 1; j <= m; ++j) {
-      const int32_t cost = a[i - 1] == b[j - 1] ? 0 : 1;
-      int32_t v = std::min({cell(i - 1, j) + 1, cell(i, j - 1) + 1, cell(i - 1, j - 1) + cost});
-      if (i >= 2 && j >= 2 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) v = std::min(v, cell(i - 2, j - 2) + cost);
-      cell(i, j) = v;
-    }
-  }
-  const auto distance = static_cast<double>(cell(n, m));
-  mem::release(d);
-  return 1.0 / (static_cast<double>(std::min(n, m)) / distance);
+  return 1.0 / (static_cast<double>(std::min(n, m)) / static_cast<double>(*distance));
 }
 
 }  // namespace ztk::distance

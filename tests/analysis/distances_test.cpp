@@ -1,6 +1,7 @@
 #include "analysis/distances.h"
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <vector>
 
@@ -111,7 +112,9 @@ TEST_P(LevenshteinDistanceZTK, TextsAreUTF16UnitsWithoutByteOrderMark) {
 }
 
 TEST_P(LevenshteinDistanceZTK, ScratchFailureRaisesOutOfMemory) {
-  REALstring a = S("kitten"), b = S("sitting");
+  // Texts of up to 64 units need no scratch memory for the distance; longer
+  // ones do, and report the full matrix's size when they cannot have it.
+  REALstring a = S(std::string(100, 'k')), b = S(std::string(120, 's'));
   // The scratch blocks are the last allocations of a call: count a good call,
   // then fail the same call at the block in question.
   auto allocations_of = [&](const char *method) {
@@ -124,9 +127,14 @@ TEST_P(LevenshteinDistanceZTK, ScratchFailureRaisesOutOfMemory) {
   Result r = call("LevenshteinDistanceZTK", {a, b});
   EXPECT_EQ(r.real, 1.0);
   EXPECT_EQ(r.exceptionClass, "OutOfMemoryException");
-  EXPECT_EQ(r.exceptionMessage, "Failed to allocate 224 bytes of memory.");
+  EXPECT_EQ(r.exceptionMessage, "Failed to allocate 48884 bytes of memory.");
   EXPECT_EQ(r.errorNumber, 0);
+  plugin->fail_allocation(0);
+  EXPECT_EQ(call("LevenshteinDistanceZTK", {a, b}).real, 1.2);
+  EXPECT_EQ(call("LevenshteinDistanceZTK", {S("kitten"), S("sitting")}).real, 0.5);
 
+  a = S("kitten");
+  b = S("sitting");
   const int64_t jw = allocations_of("JaroWinklerDistanceZTK");
   for (auto [nth, bytes] : {std::pair<int64_t, int>{jw - 1, 6}, {jw, 7}}) {
     plugin->fail_allocation(nth);
@@ -166,4 +174,67 @@ TEST(DistanceKernels, EqualTheReferenceOnRandomTexts) {
     ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed),
               *ztk::distance::levenshtein(view(b), view(a), &failed));
   }
+}
+
+namespace {
+// A random text over `alphabet` units from `first`; for surrogates, pairs.
+Units random_units(std::mt19937 &rng, size_t n, uint32_t first, uint32_t alphabet) {
+  Units u(n);
+  for (size_t i = 0; i < n; ++i) {
+    u[i] = first + rng() % alphabet;
+    if (first == 0xD800 && i + 1 < n) u[++i] = 0xDC00 + rng() % 4;
+  }
+  return u;
+}
+}  // namespace
+
+// The bit-parallel distance gives the full matrix's double, bit for bit: texts
+// of up to 300 units over 2, 4, 26 and 62 characters, CJK units and surrogate
+// pairs, related texts (one edited copy of the other), and pattern lengths at
+// the edges of 64-bit words.
+TEST(DistanceKernels, LevenshteinEqualsTheFullMatrix) {
+  std::mt19937 rng(12);
+  struct Alphabet {
+    uint32_t first, size;
+  };
+  const Alphabet alphabets[] = {{'a', 2}, {'a', 4}, {'a', 26}, {'0', 62}, {0x4E00, 40}, {0xD800, 3}, {250, 12}};
+#ifdef ZTK_EMULATED_TARGET
+  const int kPairs = 3000;
+#else
+  const int kPairs = 40000;
+#endif
+  int64_t failed = 0;
+  auto check = [&](const Units &a, const Units &b) {
+    const double expected = reference_levenshtein(a, b);
+    ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed), expected) << a.size() << " x " << b.size();
+    ASSERT_EQ(*ztk::distance::levenshtein(view(b), view(a), &failed), expected) << b.size() << " x " << a.size();
+  };
+  for (int round = 0; round < kPairs; ++round) {
+    const Alphabet &al = alphabets[rng() % std::size(alphabets)];
+    // Mostly short texts, some up to 300 units.
+    const size_t longest = rng() % 8 == 0 ? 301 : 80;
+    Units a = random_units(rng, rng() % longest, al.first, al.size);
+    Units b = rng() % 2 == 0 ? random_units(rng, rng() % longest, al.first, al.size) : a;
+    if (b == a) {
+      for (int edits = 1 + static_cast<int>(rng() % 6); edits > 0 && !b.empty(); --edits) {
+        const size_t at = rng() % b.size();
+        switch (rng() % 4) {
+          case 0: b.erase(b.begin() + static_cast<long>(at)); break;
+          case 1: b.insert(b.begin() + static_cast<long>(at), al.first + rng() % al.size); break;
+          case 2: b[at] = al.first + rng() % al.size; break;
+          default:
+            if (at + 1 < b.size()) std::swap(b[at], b[at + 1]);
+        }
+      }
+    }
+    check(a, b);
+  }
+  for (size_t n : {63, 64, 65, 127, 128, 129, 191, 192, 193}) {
+    for (size_t m : {n - 1, n, n + 1, size_t{1}, size_t{300}}) {
+      check(random_units(rng, n, 'a', 4), random_units(rng, m, 'a', 4));
+    }
+  }
+#ifndef ZTK_EMULATED_TARGET
+  for (size_t n : {1000, 2500}) check(random_units(rng, n, '0', 62), random_units(rng, n + 37, '0', 62));
+#endif
 }
