@@ -4,6 +4,7 @@
 #include <cfenv>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
 #include "frame/registry.h"
 #include "frame/string_build.h"
@@ -184,6 +185,28 @@ size_t write_fraction_at_once(Wide fraction, unsigned bits, size_t wanted, char 
 using Widest = uint64_t;
 #endif
 
+// A double as mantissa * 2^shift, where its digits are computed here: finite,
+// and with a fraction of at most as many bits as the widest integer holds
+// times ten.
+struct Binary {
+  bool negative;
+  uint64_t mantissa;
+  int shift;
+  unsigned fraction_bits() const { return shift < 0 ? static_cast<unsigned>(-shift) : 0; }
+};
+
+std::optional<Binary> exact_binary(double d) {
+  uint64_t bits;
+  std::memcpy(&bits, &d, sizeof d);
+  const auto exponent = static_cast<int>((bits >> 52) & 0x7FF);
+  const Binary b{(bits >> 63) != 0,
+                 (bits & ((uint64_t(1) << 52) - 1)) | (exponent != 0 ? uint64_t(1) << 52 : 0),
+                 (exponent != 0 ? exponent : 1) - 1075};
+  constexpr int kMaxFractionBits = sizeof(Widest) * 8 - 4;
+  if (exponent == 0x7FF || -b.shift > kMaxFractionBits) return std::nullopt;
+  return b;
+}
+
 }  // namespace
 
 // The formatter writes the exact expansion rounded at the 99th fraction
@@ -197,19 +220,14 @@ using Widest = uint64_t;
 // 10^-37; but a fraction of b bits that is not such a multiple lies at least
 // 2^-b * 10^-37 below the next one.
 size_t plain(double d, char *out) {
-  uint64_t bits_of_d;
-  std::memcpy(&bits_of_d, &d, sizeof d);
-  const auto exponent = static_cast<int>((bits_of_d >> 52) & 0x7FF);
-  const uint64_t mantissa = (bits_of_d & ((uint64_t(1) << 52) - 1)) | (exponent != 0 ? uint64_t(1) << 52 : 0);
-  const int shift = (exponent != 0 ? exponent : 1) - 1075;  // d = mantissa * 2^shift
-  constexpr int kMaxFractionBits = sizeof(Widest) * 8 - 4;
-  if (exponent == 0x7FF || -shift > kMaxFractionBits) return plain_by_formatter(d, out);
-
+  const std::optional<Binary> b = exact_binary(d);
+  if (!b) return plain_by_formatter(d, out);
+  const uint64_t mantissa = b->mantissa;
+  const unsigned fraction_bits = b->fraction_bits();
   size_t n = 0;
-  if (bits_of_d >> 63) out[n++] = '-';
-  const unsigned fraction_bits = shift < 0 ? static_cast<unsigned>(-shift) : 0;
+  if (b->negative) out[n++] = '-';
   const size_t integer_start = n;
-  n += write_integer(mantissa, shift, out + n);
+  n += write_integer(mantissa, b->shift, out + n);
   // Significant characters before the point: every one but "0" (a minus sign counts).
   size_t c = integer_start;
   for (size_t k = integer_start; k < n; ++k) c += out[k] != '0';
@@ -322,21 +340,14 @@ size_t write_scientific(bool negative, const char *integer, size_t integer_digit
 // doubles plain() computes and fraction digits up to kExactPrecision.
 size_t scientific(double d, int64_t digits, char *out) {
   constexpr int64_t kExactPrecision = 200;
-  uint64_t bits_of_d;
-  std::memcpy(&bits_of_d, &d, sizeof d);
-  const auto exponent = static_cast<int>((bits_of_d >> 52) & 0x7FF);
-  const uint64_t mantissa = (bits_of_d & ((uint64_t(1) << 52) - 1)) | (exponent != 0 ? uint64_t(1) << 52 : 0);
-  const int shift = (exponent != 0 ? exponent : 1) - 1075;
-  constexpr int kMaxFractionBits = sizeof(Widest) * 8 - 4;
-  if (exponent == 0x7FF || -shift > kMaxFractionBits || digits > kExactPrecision ||
-      std::fegetround() != FE_TONEAREST) {
-    return scientific_by_formatter(d, digits, out);
-  }
+  const std::optional<Binary> b = exact_binary(d);
+  if (!b || digits > kExactPrecision || std::fegetround() != FE_TONEAREST) return scientific_by_formatter(d, digits, out);
   const size_t precision = digits < 0 ? 0 : static_cast<size_t>(digits);
-  const bool negative = (bits_of_d >> 63) != 0;
-  const unsigned fraction_bits = shift < 0 ? static_cast<unsigned>(-shift) : 0;
+  const bool negative = b->negative;
+  const uint64_t mantissa = b->mantissa;
+  const unsigned fraction_bits = b->fraction_bits();
   char integer_text[310];
-  const size_t integer_digits = write_integer(mantissa, shift, integer_text);
+  const size_t integer_digits = write_integer(mantissa, b->shift, integer_text);
   if (fraction_bits == 0) return write_scientific<uint64_t>(negative, integer_text, integer_digits, 0, 1, precision, out);
   if (fraction_bits <= 60) {
     return write_scientific<uint64_t>(negative, integer_text, integer_digits,
