@@ -158,6 +158,25 @@ int64_t osa_columns(const PatternMasks &masks, size_t m, U32View text, uint64_t 
   return score;
 }
 
+// osa_columns for a pattern of up to 64 units: one word, no carries.
+int64_t osa_word(const PatternMasks &masks, size_t m, U32View text) {
+  uint64_t vp = ~uint64_t{0}, vn = 0, d0 = 0, pmOld = 0;
+  const unsigned lastBit = static_cast<unsigned>(m - 1);
+  auto score = static_cast<int64_t>(m);
+  for (size_t j = 0; j < text.size; ++j) {
+    const uint64_t pm = *masks.row(text[j]);
+    const uint64_t tr = ((~d0 & pm) << 1) & pmOld;
+    d0 = (((pm & vp) + vp) ^ vp) | pm | vn | tr;
+    const uint64_t hp = vn | ~(d0 | vp), hn = d0 & vp;
+    score += static_cast<int64_t>((hp >> lastBit) & 1) - static_cast<int64_t>((hn >> lastBit) & 1);
+    const uint64_t hpShifted = (hp << 1) | 1, hnShifted = hn << 1;
+    vp = hnShifted | ~(d0 | hpShifted);
+    vn = hpShifted & d0;
+    pmOld = pm;
+  }
+  return score;
+}
+
 // The distance with the shorter text as the pattern; nullopt when the
 // scratch memory for a pattern beyond 64 units cannot be had.
 std::optional<int64_t> osa_distance(U32View a, U32View b) {
@@ -167,7 +186,7 @@ std::optional<int64_t> osa_distance(U32View a, U32View b) {
   masks.capacity = capacity_for(highCount);
   if (m <= 64) {
     // One word: everything on the stack.
-    uint64_t low[256] = {}, zero = 0, high[64], state[4];
+    uint64_t low[256] = {}, zero = 0, high[64];
     uint32_t keys[128], rows[128];
     masks.low = low;
     masks.zero = &zero;
@@ -176,7 +195,7 @@ std::optional<int64_t> osa_distance(U32View a, U32View b) {
     masks.high = high;
     std::fill_n(keys, masks.capacity, kNoUnit);
     masks.fill(pattern);
-    return osa_columns(masks, m, text, state);
+    return osa_word(masks, m, text);
   }
   const size_t words = (m + 63) / 64;
   masks.words = words;
