@@ -10,58 +10,6 @@
 
 namespace ztk::distance {
 
-std::optional<double> jaro_winkler(U32View a, U32View b, int64_t *failedBytes) {
-  const auto n = static_cast<int64_t>(a.size), m = static_cast<int64_t>(b.size);
-  if (n == 0) return m == 0 ? 0.0 : 1.0;
-  if (m == 0) return 1.0;
-  const int64_t w = std::max<int64_t>(std::max(n, m) / 2 - 1, 0);
-
-  auto *flagsA = static_cast<uint8_t *>(mem::alloc_zeroed(static_cast<uint64_t>(n)));
-  if (flagsA == nullptr) {
-    *failedBytes = n;
-    return std::nullopt;
-  }
-  auto *flagsB = static_cast<uint8_t *>(mem::alloc_zeroed(static_cast<uint64_t>(m)));
-  if (flagsB == nullptr) {
-    mem::release(flagsA);
-    *failedBytes = m;
-    return std::nullopt;
-  }
-
-  int64_t c = 0;
-  for (int64_t i = 0; i < n; ++i) {
-    for (int64_t j = std::max<int64_t>(0, i - w), end = std::min(m, i + w + 1); j < end; ++j) {
-      if (flagsB[j] == 0 && b[j] == a[i]) {
-        flagsA[i] = flagsB[j] = 1;
-        ++c;
-        break;
-      }
-    }
-  }
-  double s = 0.0;
-  if (c > 0) {
-    int64_t t = 0;
-    for (int64_t i = 0, k = 0; i < n; ++i) {
-      if (flagsA[i] == 0) continue;
-      while (flagsB[k] == 0) ++k;
-      if (a[i] != b[k]) ++t;
-      ++k;
-    }
-    // The evaluation order is part of the result: keep it as written.
-    const auto cd = static_cast<double>(c);
-    s = (static_cast<double>(c - t / 2) / cd + (cd / static_cast<double>(m) + cd / static_cast<double>(n))) / 3.0;
-    if (s > 0.7) {
-      const int64_t limit = std::min<int64_t>({4, n, m});
-      int64_t l = 0;
-      while (l < limit && a[l] == b[l]) ++l;
-      if (l != 0) s = s + (1.0 - s) * (static_cast<double>(l) * 0.1);
-    }
-  }
-  mem::release(flagsA);
-  mem::release(flagsB);
-  return 1.0 - s;
-}
-
 namespace {
 
 constexpr uint32_t kNoUnit = 0xFFFFFFFF;  // units are at most 0xFFFF
@@ -217,6 +165,56 @@ std::optional<int64_t> osa_distance(U32View a, U32View b) {
   return distance;
 }
 
+// The matches of Jaro's rule, each unit of `a` in turn taking the first unit
+// of `b` within the window that equals it and is not yet taken: the window's
+// words of b's positions where that unit occurs, less those taken, lowest
+// bit first. Returns the number of matches; `matchedA` gets a's matched
+// units in order, `takenB` b's matched positions.
+size_t jaro_matches(U32View a, size_t m, size_t window, const PatternMasks &masks, uint64_t *takenB,
+                    uint32_t *matchedA) {
+  size_t c = 0;
+  for (size_t i = 0; i < a.size; ++i) {
+    const size_t lo = i > window ? i - window : 0, hi = std::min(m, i + window + 1);
+    if (lo >= hi) continue;
+    const uint64_t *row = masks.row(a[i]);
+    for (size_t w = lo / 64, last = (hi - 1) / 64; w <= last; ++w) {
+      uint64_t candidates = row[w] & ~takenB[w];
+      if (w == lo / 64) candidates &= ~uint64_t{0} << (lo % 64);
+      if (w == last && hi % 64 != 0) candidates &= ~(~uint64_t{0} << (hi % 64));
+      if (candidates != 0) {
+        takenB[w] |= candidates & (~candidates + 1);
+        matchedA[c++] = a[i];
+        break;
+      }
+    }
+  }
+  return c;
+}
+
+double jaro_winkler_of(U32View a, U32View b, const PatternMasks &masks, uint64_t *takenB, uint32_t *matchedA) {
+  const auto n = static_cast<int64_t>(a.size), m = static_cast<int64_t>(b.size);
+  const auto window = static_cast<size_t>(std::max<int64_t>(std::max(n, m) / 2 - 1, 0));
+  const auto c = static_cast<int64_t>(jaro_matches(a, b.size, window, masks, takenB, matchedA));
+  if (c == 0) return 1.0;
+  int64_t t = 0;
+  size_t k = 0;
+  for (size_t w = 0; k < static_cast<size_t>(c); ++w) {
+    for (uint64_t bits = takenB[w]; bits != 0; bits &= bits - 1) {
+      t += matchedA[k++] != b[w * 64 + static_cast<size_t>(__builtin_ctzll(bits))];
+    }
+  }
+  // The evaluation order is part of the result: keep it as written.
+  const auto cd = static_cast<double>(c);
+  double s = (static_cast<double>(c - t / 2) / cd + (cd / static_cast<double>(m) + cd / static_cast<double>(n))) / 3.0;
+  if (s > 0.7) {
+    const int64_t limit = std::min<int64_t>({4, n, m});
+    int64_t l = 0;
+    while (l < limit && a[static_cast<size_t>(l)] == b[static_cast<size_t>(l)]) ++l;
+    if (l != 0) s = s + (1.0 - s) * (static_cast<double>(l) * 0.1);
+  }
+  return 1.0 - s;
+}
+
 }  // namespace
 
 std::optional<double> levenshtein(U32View a, U32View b, int64_t *failedBytes) {
@@ -231,6 +229,50 @@ std::optional<double> levenshtein(U32View a, U32View b, int64_t *failedBytes) {
     return std::nullopt;
   }
   return 1.0 / (static_cast<double>(std::min(n, m)) / static_cast<double>(*distance));
+}
+
+std::optional<double> jaro_winkler(U32View a, U32View b, int64_t *failedBytes) {
+  const size_t n = a.size, m = b.size;
+  if (n == 0) return m == 0 ? 0.0 : 1.0;
+  if (m == 0) return 1.0;
+  const size_t highCount = units_from_256(b);
+  PatternMasks masks;
+  masks.capacity = capacity_for(highCount);
+  if (m <= 64) {
+    // One word of b's positions: everything on the stack.
+    uint64_t low[256] = {}, zero = 0, high[64], takenB = 0;
+    uint32_t keys[128], rows[128], matchedA[64];
+    masks.low = low;
+    masks.zero = &zero;
+    masks.keys = keys;
+    masks.rows = rows;
+    masks.high = high;
+    std::fill_n(keys, masks.capacity, kNoUnit);
+    masks.fill(b);
+    return jaro_winkler_of(a, b, masks, &takenB, matchedA);
+  }
+  const size_t words = (m + 63) / 64, matches = std::min(n, m);
+  masks.words = words;
+  const uint64_t scratch = 8 * ((256 + 1 + 1 + highCount) * uint64_t{words}) + 8 * uint64_t{masks.capacity} +
+                           4 * uint64_t{matches};
+  auto *block = static_cast<uint64_t *>(mem::alloc(scratch));
+  if (block == nullptr) {
+    *failedBytes = static_cast<int64_t>(n);  // the size of the first flags the matching once asked for
+    return std::nullopt;
+  }
+  masks.low = block;
+  masks.zero = masks.low + 256 * words;
+  uint64_t *takenB = masks.zero + words;
+  masks.high = takenB + words;
+  masks.keys = reinterpret_cast<uint32_t *>(masks.high + highCount * words);
+  masks.rows = masks.keys + masks.capacity;
+  auto *matchedA = masks.rows + masks.capacity;
+  std::fill_n(masks.low, 258 * words, uint64_t{0});
+  std::fill_n(masks.keys, masks.capacity, kNoUnit);
+  masks.fill(b);
+  const double distance = jaro_winkler_of(a, b, masks, takenB, matchedA);
+  mem::release(block);
+  return distance;
 }
 
 }  // namespace ztk::distance

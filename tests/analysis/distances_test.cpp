@@ -133,15 +133,16 @@ TEST_P(LevenshteinDistanceZTK, ScratchFailureRaisesOutOfMemory) {
   EXPECT_EQ(call("LevenshteinDistanceZTK", {a, b}).real, 1.2);
   EXPECT_EQ(call("LevenshteinDistanceZTK", {S("kitten"), S("sitting")}).real, 0.5);
 
-  a = S("kitten");
-  b = S("sitting");
+  // Jaro-Winkler likewise needs memory only when the second text is longer
+  // than 64 units, and reports the first text's length.
   const int64_t jw = allocations_of("JaroWinklerDistanceZTK");
-  for (auto [nth, bytes] : {std::pair<int64_t, int>{jw - 1, 6}, {jw, 7}}) {
-    plugin->fail_allocation(nth);
-    r = call("JaroWinklerDistanceZTK", {a, b});
-    EXPECT_EQ(r.real, 0.0);
-    EXPECT_EQ(r.exceptionMessage, "Failed to allocate " + std::to_string(bytes) + " bytes of memory.");
-  }
+  plugin->fail_allocation(jw);
+  r = call("JaroWinklerDistanceZTK", {a, b});
+  EXPECT_EQ(r.real, 0.0);
+  EXPECT_EQ(r.exceptionMessage, "Failed to allocate 100 bytes of memory.");
+  plugin->fail_allocation(-1);
+  EXPECT_EQ(call("JaroWinklerDistanceZTK", {S("kitten"), S("sitting")}).exceptionClass, "");
+  plugin->fail_allocation(0);
 }
 
 TEST_P(LevenshteinDistanceZTK, TextsThatCannotBeReadCountAsEmpty) {
@@ -186,13 +187,13 @@ Units random_units(std::mt19937 &rng, size_t n, uint32_t first, uint32_t alphabe
   }
   return u;
 }
-}  // namespace
 
-// The bit-parallel distance gives the full matrix's double, bit for bit: texts
-// of up to 300 units over 2, 4, 26 and 62 characters, CJK units and surrogate
-// pairs, related texts (one edited copy of the other), and pattern lengths at
-// the edges of 64-bit words.
-TEST(DistanceKernels, LevenshteinEqualsTheFullMatrix) {
+// Random pairs as the distances meet them: texts of up to 300 units over 2,
+// 4, 26 and 62 characters, CJK units, surrogate pairs and units around 255,
+// related texts (one an edited copy of the other), lengths at the edges of
+// 64-bit words, and two long pairs; check(a, b) gets each pair.
+template <class Check>
+void for_random_pairs(Check check) {
   std::mt19937 rng(12);
   struct Alphabet {
     uint32_t first, size;
@@ -203,12 +204,6 @@ TEST(DistanceKernels, LevenshteinEqualsTheFullMatrix) {
 #else
   const int kPairs = 40000;
 #endif
-  int64_t failed = 0;
-  auto check = [&](const Units &a, const Units &b) {
-    const double expected = reference_levenshtein(a, b);
-    ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed), expected) << a.size() << " x " << b.size();
-    ASSERT_EQ(*ztk::distance::levenshtein(view(b), view(a), &failed), expected) << b.size() << " x " << a.size();
-  };
   for (int round = 0; round < kPairs; ++round) {
     const Alphabet &al = alphabets[rng() % std::size(alphabets)];
     // Mostly short texts, some up to 300 units.
@@ -237,4 +232,27 @@ TEST(DistanceKernels, LevenshteinEqualsTheFullMatrix) {
 #ifndef ZTK_EMULATED_TARGET
   for (size_t n : {1000, 2500}) check(random_units(rng, n, '0', 62), random_units(rng, n + 37, '0', 62));
 #endif
+}
+}  // namespace
+
+// The bit-parallel distance gives the full matrix's double, bit for bit.
+TEST(DistanceKernels, LevenshteinEqualsTheFullMatrix) {
+  int64_t failed = 0;
+  for_random_pairs([&](const Units &a, const Units &b) {
+    const double expected = reference_levenshtein(a, b);
+    ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed), expected) << a.size() << " x " << b.size();
+    ASSERT_EQ(*ztk::distance::levenshtein(view(b), view(a), &failed), expected) << b.size() << " x " << a.size();
+  });
+}
+
+// Bit-parallel matching takes the same first free unit in the window as a
+// search of the window does, so the doubles are equal bit for bit.
+TEST(DistanceKernels, JaroWinklerEqualsTheWindowSearch) {
+  int64_t failed = 0;
+  for_random_pairs([&](const Units &a, const Units &b) {
+    ASSERT_EQ(*ztk::distance::jaro_winkler(view(a), view(b), &failed), reference_jaro_winkler(a, b))
+        << a.size() << " x " << b.size();
+    ASSERT_EQ(*ztk::distance::jaro_winkler(view(b), view(a), &failed), reference_jaro_winkler(b, a))
+        << b.size() << " x " << a.size();
+  });
 }
