@@ -67,6 +67,62 @@ size_t capacity_for(size_t count) {
   return capacity;
 }
 
+// The masks of a pattern of up to 64 units, on the stack.
+class WordMasks : public PatternMasks {
+ public:
+  explicit WordMasks(U32View pattern) {
+    low = low_;
+    zero = &zero_;
+    keys = keys_;
+    rows = rows_;
+    high = high_;
+    capacity = capacity_for(units_from_256(pattern));
+    std::fill_n(keys_, capacity, kNoUnit);
+    fill(pattern);
+  }
+  WordMasks(const WordMasks &) = delete;
+  WordMasks &operator=(const WordMasks &) = delete;
+
+ private:
+  uint64_t low_[256] = {}, zero_ = 0, high_[64];
+  uint32_t keys_[128], rows_[128];
+};
+
+// The masks of a longer pattern in one heap block, which also holds
+// `extraRows` zeroed rows and `extraUnits` 32-bit units for the caller.
+class BlockMasks : public PatternMasks {
+ public:
+  BlockMasks(U32View pattern, size_t extraRows, size_t extraUnits) {
+    words = (pattern.size + 63) / 64;
+    const size_t highCount = units_from_256(pattern);
+    capacity = capacity_for(highCount);
+    block_ = static_cast<uint64_t *>(
+        mem::alloc(8 * ((257 + extraRows + highCount) * uint64_t{words}) + 8 * uint64_t{capacity} + 4 * uint64_t{extraUnits}));
+    if (block_ == nullptr) return;
+    low = block_;
+    zero = low + 256 * words;
+    extra_ = zero + words;
+    high = extra_ + extraRows * words;
+    keys = reinterpret_cast<uint32_t *>(high + highCount * words);
+    rows = keys + capacity;
+    std::fill_n(low, (257 + extraRows) * words, uint64_t{0});
+    std::fill_n(keys, capacity, kNoUnit);
+    fill(pattern);
+  }
+  ~BlockMasks() {
+    if (block_ != nullptr) mem::release(block_);
+  }
+  BlockMasks(const BlockMasks &) = delete;
+  BlockMasks &operator=(const BlockMasks &) = delete;
+
+  bool made() const { return block_ != nullptr; }
+  uint64_t *extra_rows() const { return extra_; }
+  uint32_t *extra_units() const { return rows + capacity; }
+
+ private:
+  uint64_t *block_ = nullptr, *extra_ = nullptr;
+};
+
 // The optimal string alignment distance bit-parallel (Myers' bit-vector
 // algorithm with Hyyrö's transposition term): one column of the matrix is a
 // bit vector of vertical deltas; `words` 64-bit words carry it, the additions'
@@ -129,40 +185,10 @@ int64_t osa_word(const PatternMasks &masks, size_t m, U32View text) {
 // scratch memory for a pattern beyond 64 units cannot be had.
 std::optional<int64_t> osa_distance(U32View a, U32View b) {
   const U32View pattern = a.size <= b.size ? a : b, text = a.size <= b.size ? b : a;
-  const size_t m = pattern.size, highCount = units_from_256(pattern);
-  PatternMasks masks;
-  masks.capacity = capacity_for(highCount);
-  if (m <= 64) {
-    // One word: everything on the stack.
-    uint64_t low[256] = {}, zero = 0, high[64];
-    uint32_t keys[128], rows[128];
-    masks.low = low;
-    masks.zero = &zero;
-    masks.keys = keys;
-    masks.rows = rows;
-    masks.high = high;
-    std::fill_n(keys, masks.capacity, kNoUnit);
-    masks.fill(pattern);
-    return osa_word(masks, m, text);
-  }
-  const size_t words = (m + 63) / 64;
-  masks.words = words;
-  const uint64_t scratch =
-      8 * ((256 + 1 + 4 + highCount) * uint64_t{words}) + 8 * uint64_t{masks.capacity};  // rows, keys and row numbers
-  auto *block = static_cast<uint64_t *>(mem::alloc(scratch));
-  if (block == nullptr) return std::nullopt;
-  masks.low = block;
-  masks.zero = masks.low + 256 * words;
-  uint64_t *state = masks.zero + words;
-  masks.high = state + 4 * words;
-  masks.keys = reinterpret_cast<uint32_t *>(masks.high + highCount * words);
-  masks.rows = masks.keys + masks.capacity;
-  std::fill_n(masks.low, 257 * words, uint64_t{0});
-  std::fill_n(masks.keys, masks.capacity, kNoUnit);
-  masks.fill(pattern);
-  const int64_t distance = osa_columns(masks, m, text, state);
-  mem::release(block);
-  return distance;
+  if (pattern.size <= 64) return osa_word(WordMasks(pattern), pattern.size, text);
+  const BlockMasks masks(pattern, 4, 0);
+  if (!masks.made()) return std::nullopt;
+  return osa_columns(masks, pattern.size, text, masks.extra_rows());
 }
 
 // The matches of Jaro's rule, each unit of `a` in turn taking the first unit
@@ -235,44 +261,17 @@ std::optional<double> jaro_winkler(U32View a, U32View b, int64_t *failedBytes) {
   const size_t n = a.size, m = b.size;
   if (n == 0) return m == 0 ? 0.0 : 1.0;
   if (m == 0) return 1.0;
-  const size_t highCount = units_from_256(b);
-  PatternMasks masks;
-  masks.capacity = capacity_for(highCount);
   if (m <= 64) {
-    // One word of b's positions: everything on the stack.
-    uint64_t low[256] = {}, zero = 0, high[64], takenB = 0;
-    uint32_t keys[128], rows[128], matchedA[64];
-    masks.low = low;
-    masks.zero = &zero;
-    masks.keys = keys;
-    masks.rows = rows;
-    masks.high = high;
-    std::fill_n(keys, masks.capacity, kNoUnit);
-    masks.fill(b);
-    return jaro_winkler_of(a, b, masks, &takenB, matchedA);
+    uint64_t takenB = 0;
+    uint32_t matchedA[64];
+    return jaro_winkler_of(a, b, WordMasks(b), &takenB, matchedA);
   }
-  const size_t words = (m + 63) / 64, matches = std::min(n, m);
-  masks.words = words;
-  const uint64_t scratch = 8 * ((256 + 1 + 1 + highCount) * uint64_t{words}) + 8 * uint64_t{masks.capacity} +
-                           4 * uint64_t{matches};
-  auto *block = static_cast<uint64_t *>(mem::alloc(scratch));
-  if (block == nullptr) {
+  const BlockMasks masks(b, 1, std::min(n, m));
+  if (!masks.made()) {
     *failedBytes = static_cast<int64_t>(n);  // the size of the first flags the matching once asked for
     return std::nullopt;
   }
-  masks.low = block;
-  masks.zero = masks.low + 256 * words;
-  uint64_t *takenB = masks.zero + words;
-  masks.high = takenB + words;
-  masks.keys = reinterpret_cast<uint32_t *>(masks.high + highCount * words);
-  masks.rows = masks.keys + masks.capacity;
-  auto *matchedA = masks.rows + masks.capacity;
-  std::fill_n(masks.low, 258 * words, uint64_t{0});
-  std::fill_n(masks.keys, masks.capacity, kNoUnit);
-  masks.fill(b);
-  const double distance = jaro_winkler_of(a, b, masks, takenB, matchedA);
-  mem::release(block);
-  return distance;
+  return jaro_winkler_of(a, b, masks, masks.extra_rows(), masks.extra_units());
 }
 
 }  // namespace ztk::distance
