@@ -1,3 +1,4 @@
+#include <utility>
 #include <vector>
 
 #include "analysis/distances.h"
@@ -5,17 +6,23 @@
 
 using namespace ztk_bench;
 
-// Two random texts of n units over 62 letters and digits (or CJK units when
-// the second argument is 1); reports matrix cells a second.
-static void BM_Levenshtein_Kernel(benchmark::State &state) {
-  const auto n = static_cast<size_t>(state.range(0));
+// Two random texts of n units over 62 letters and digits, or over as many CJK
+// units when `cjk` is set.
+static std::pair<std::vector<uint32_t>, std::vector<uint32_t>> random_pair(size_t n, bool cjk) {
   const std::string a = random_bytes(n, 62, 1), b = random_bytes(n, 62, 2);
-  const uint32_t first = state.range(1) == 1 ? 0x4E00 : '0';
+  const uint32_t first = cjk ? 0x4E00 : '0';
   std::vector<uint32_t> ua(n), ub(n);
   for (size_t i = 0; i < n; ++i) {
     ua[i] = first + static_cast<uint8_t>(a[i]);
     ub[i] = first + static_cast<uint8_t>(b[i]);
   }
+  return {ua, ub};
+}
+
+// Reports matrix cells a second.
+static void BM_Levenshtein_Kernel(benchmark::State &state) {
+  const auto n = static_cast<size_t>(state.range(0));
+  const auto [ua, ub] = random_pair(n, state.range(1) == 1);
   int64_t failed = 0;
   for (auto _ : state) benchmark::DoNotOptimize(ztk::distance::levenshtein({ua.data(), n}, {ub.data(), n}, &failed));
   state.counters["cells/s"] = benchmark::Counter(static_cast<double>(state.iterations()) * double(n) * double(n),
@@ -25,13 +32,7 @@ BENCHMARK(BM_Levenshtein_Kernel)->ArgsProduct({{20, 64, 65, 1000, 4096, 10000}, 
 
 static void BM_JaroWinkler_Kernel(benchmark::State &state) {
   const auto n = static_cast<size_t>(state.range(0));
-  const std::string a = random_bytes(n, 62, 1), b = random_bytes(n, 62, 2);
-  const uint32_t first = state.range(1) == 1 ? 0x4E00 : '0';
-  std::vector<uint32_t> ua(n), ub(n);
-  for (size_t i = 0; i < n; ++i) {
-    ua[i] = first + static_cast<uint8_t>(a[i]);
-    ub[i] = first + static_cast<uint8_t>(b[i]);
-  }
+  const auto [ua, ub] = random_pair(n, state.range(1) == 1);
   int64_t failed = 0;
   for (auto _ : state) benchmark::DoNotOptimize(ztk::distance::jaro_winkler({ua.data(), n}, {ub.data(), n}, &failed));
   state.SetItemsProcessed(state.iterations() * state.range(0));
