@@ -9,6 +9,8 @@
 #include "binary/bitwise.h"
 #include "binary/byte_checks.h"
 #include "binary/hex_dump.h"
+#include "analysis/sql_boolean.h"
+#include "codecs/code_pages.h"
 #include "codecs/hex.h"
 #include "codecs/mysql.h"
 #include "codecs/quoted_printable.h"
@@ -100,6 +102,15 @@ std::string random_any(size_t n) { return random_bytes(n); }
 std::string url_dense(size_t n) { return repeat("%41+", n); }
 std::string qp_dense(size_t n) { return repeat("=41=\r\n", n); }
 std::string mysql_dense(size_t n) { return repeat("\\n\\'", n); }
+// Latin text as the n bytes of its UTF-16 units (what the code-page encoders read).
+std::string latin_units(size_t n) {
+  std::string s;
+  for (unsigned char c : latin_text(n / 2)) {
+    s += static_cast<char>(c);
+    s += '\0';
+  }
+  return s;
+}
 // The hex text of n / 2 bytes and the filler a line needs: what the dump's lines read.
 std::string dump_digits(size_t n) { return hex_of(clean_text(n / 2)) + std::string(32, '.'); }
 
@@ -128,6 +139,22 @@ ZTK_CODEC_BENCH(QpEncode_text, text, {
   ztk::qp::encode(in, 72, sink);
   return static_cast<size_t>(sink.size());
 });
+ZTK_CODEC_BENCH(SqlEvents_text, sql_text, {
+  size_t events = 0;
+  for (size_t p = ztk::sql::find_event(in, 0); p < in.size; p = ztk::sql::find_event(in, p + 1)) ++events;
+  return events;
+});
+ZTK_CODEC_BENCH(CP1252Decode_text, text, {
+  ztk::codepage::decode(ztk::codepage::escapecharsCP1252, in, reinterpret_cast<uint16_t *>(out));
+  return in.size;
+});
+ZTK_CODEC_BENCH(CP1252Decode_random, random_any, {
+  ztk::codepage::decode(ztk::codepage::escapecharsCP1252, in, reinterpret_cast<uint16_t *>(out));
+  return in.size;
+});
+ZTK_CODEC_BENCH(CP1252Encode_latin, latin_units,
+                return ztk::codepage::encode(ztk::codepage::escapecharsCP1252,
+                                             {reinterpret_cast<const uint16_t *>(in.data), in.size / 2}, out));
 ZTK_CODEC_BENCH(MySQLUnescape_text, text, return ztk::mysql::unescape(in, out));
 ZTK_CODEC_BENCH(MySQLUnescape_dense, mysql_dense, return ztk::mysql::unescape(in, out));
 ZTK_CODEC_BENCH(yDecode_typical, yenc_encoded, return ztk::yenc::decode(in, out));
