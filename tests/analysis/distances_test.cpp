@@ -202,7 +202,7 @@ void for_random_pairs(Check check) {
 #ifdef ZTK_EMULATED_TARGET
   const int kPairs = 3000;
 #else
-  const int kPairs = 40000;
+  const int kPairs = 200000;
 #endif
   for (int round = 0; round < kPairs; ++round) {
     const Alphabet &al = alphabets[rng() % std::size(alphabets)];
@@ -230,7 +230,8 @@ void for_random_pairs(Check check) {
     }
   }
 #ifndef ZTK_EMULATED_TARGET
-  for (size_t n : {1000, 2500}) check(random_units(rng, n, '0', 62), random_units(rng, n + 37, '0', 62));
+  for (size_t n : {1000, 2500, 5000}) check(random_units(rng, n, '0', 62), random_units(rng, n + 37, '0', 62));
+  check(random_units(rng, 1200, 0x4E00, 300), random_units(rng, 3000, 0x4E00, 300));
 #endif
 }
 }  // namespace
