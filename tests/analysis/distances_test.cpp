@@ -21,7 +21,7 @@ double reference_jaro_winkler(const Units &a, const Units &b) {
   if (n == 0) return m == 0 ? 0.0 : 1.0;
   if (m == 0) return 1.0;
   const long w = std::max(std::max(n, m) / 2 - 1, 0L);
-  std::vector<bool> ma(n), mb(m);
+  std::vector<char> ma(n), mb(m);
   long c = 0;
   for (long i = 0; i < n; ++i) {
     for (long j = std::max(0L, i - w); j < std::min(m, i + w + 1); ++j) {
@@ -55,19 +55,20 @@ double reference_jaro_winkler(const Units &a, const Units &b) {
 double reference_levenshtein(const Units &a, const Units &b) {
   const size_t n = a.size(), m = b.size();
   if (n == 0 || m == 0) return 1.0;
-  std::vector<std::vector<int>> d(n + 1, std::vector<int>(m + 1));
-  for (size_t i = 0; i <= n; ++i) d[i][0] = static_cast<int>(i);
-  for (size_t j = 0; j <= m; ++j) d[0][j] = static_cast<int>(j);
+  std::vector<int> table((n + 1) * (m + 1));
+  auto d = [&](size_t i, size_t j) -> int & { return table[i * (m + 1) + j]; };
+  for (size_t i = 0; i <= n; ++i) d(i, 0) = static_cast<int>(i);
+  for (size_t j = 0; j <= m; ++j) d(0, j) = static_cast<int>(j);
   for (size_t i = 1; i <= n; ++i) {
     for (size_t j = 1; j <= m; ++j) {
       const int cost = a[i - 1] == b[j - 1] ? 0 : 1;
-      d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + cost});
-      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-        d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + cost);
-      }
+      int best = std::min(d(i - 1, j) + 1, d(i, j - 1) + 1);
+      best = std::min(best, d(i - 1, j - 1) + cost);
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) best = std::min(best, d(i - 2, j - 2) + cost);
+      d(i, j) = best;
     }
   }
-  return 1.0 / (static_cast<double>(std::min(n, m)) / d[n][m]);
+  return 1.0 / (static_cast<double>(std::min(n, m)) / d(n, m));
 }
 
 Units units(const std::string &ascii) { return Units(ascii.begin(), ascii.end()); }
