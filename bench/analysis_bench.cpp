@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "analysis/distances.h"
+#include "bench_inputs.h"
 #include "bench_support.h"
 
 using namespace ztk_bench;
@@ -9,14 +10,7 @@ using namespace ztk_bench;
 // Two random texts of n units over 62 letters and digits, or over as many CJK
 // units when `cjk` is set.
 static std::pair<std::vector<uint32_t>, std::vector<uint32_t>> random_pair(size_t n, bool cjk) {
-  const std::string a = random_bytes(n, 62, 1), b = random_bytes(n, 62, 2);
-  const uint32_t first = cjk ? 0x4E00 : '0';
-  std::vector<uint32_t> ua(n), ub(n);
-  for (size_t i = 0; i < n; ++i) {
-    ua[i] = first + static_cast<uint8_t>(a[i]);
-    ub[i] = first + static_cast<uint8_t>(b[i]);
-  }
-  return {ua, ub};
+  return {distance_units(n, cjk, 1), distance_units(n, cjk, 2)};
 }
 
 // Reports matrix cells a second.
@@ -38,6 +32,19 @@ static void BM_JaroWinkler_Kernel(benchmark::State &state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(BM_JaroWinkler_Kernel)->ArgsProduct({{20, 64, 1000, 10000}, {0, 1}});
+
+// Both distances through the host, the same pairs as UTF-8 strings: the
+// plugin's own time beside the time through the host.
+static void BM_Distance_Host(benchmark::State &state, const char *method) {
+  const auto n = static_cast<size_t>(state.range(0));
+  const auto [ua, ub] = random_pair(n, state.range(1) == 1);
+  HostCaller host;
+  const std::vector<subhost::Value> args{host.string(utf8_of(ua)), host.string(utf8_of(ub))};
+  for (auto _ : state) host.call(method, args);
+  host.report(state, 0);
+}
+BENCHMARK_CAPTURE(BM_Distance_Host, Levenshtein, "LevenshteinDistanceZTK")->ArgsProduct({{20, 1000, 10000}, {0, 1}});
+BENCHMARK_CAPTURE(BM_Distance_Host, JaroWinkler, "JaroWinklerDistanceZTK")->ArgsProduct({{20, 1000, 10000}, {0, 1}});
 
 static void BM_Analysis_Host(benchmark::State &state, const char *method, int arity) {
   HostCaller host;

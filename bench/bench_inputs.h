@@ -2,7 +2,10 @@
 // that the plugin and the peers work on the same bytes.
 #pragma once
 
+#include <cstdint>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "bench_support.h"
 
@@ -74,5 +77,36 @@ inline std::string sql_text(size_t n) {
   return repeat("SELECT name, total FROM orders WHERE customer = 'Smith' AND region IN (3, 4) ORDER BY 2;\n", n);
 }
 inline std::string sql_dense(size_t n) { return repeat("a = true, b = FALSE, c = 'true', ", n); }
+
+// The edit distances' inputs: n random letters and digits, or n CJK
+// ideographs from a block of as many, as UTF-16 units.
+inline std::vector<uint32_t> distance_units(size_t n, bool cjk, unsigned seed) {
+  static const char kAlphanumeric[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  std::mt19937 rng(seed);
+  std::vector<uint32_t> units(n);
+  for (uint32_t &u : units) {
+    const uint32_t k = rng() % 62;
+    u = cjk ? 0x4E00 + k : static_cast<uint8_t>(kAlphanumeric[k]);
+  }
+  return units;
+}
+
+// UTF-8 of units below the surrogates.
+inline std::string utf8_of(const std::vector<uint32_t> &units) {
+  std::string s;
+  for (uint32_t u : units) {
+    if (u < 0x80) {
+      s += static_cast<char>(u);
+    } else if (u < 0x800) {
+      s += static_cast<char>(0xC0 | u >> 6);
+      s += static_cast<char>(0x80 | (u & 0x3F));
+    } else {
+      s += static_cast<char>(0xE0 | u >> 12);
+      s += static_cast<char>(0x80 | (u >> 6 & 0x3F));
+      s += static_cast<char>(0x80 | (u & 0x3F));
+    }
+  }
+  return s;
+}
 
 }  // namespace ztk_bench

@@ -30,5 +30,13 @@ int main(int argc, char **argv) {
       std::ofstream(dir + "/" + name + "_" + std::to_string(n), std::ios::binary) << bytes;
     }
   }
+  // The edit distances' pairs, as analysis_bench makes them, in UTF-8.
+  for (size_t n : {size_t{20}, size_t{1000}, size_t{10000}}) {
+    for (bool cjk : {false, true}) {
+      const std::string stem = dir + "/distance_" + (cjk ? "cjk" : "alphanumeric") + "_";
+      std::ofstream(stem + "a_" + std::to_string(n), std::ios::binary) << utf8_of(distance_units(n, cjk, 1));
+      std::ofstream(stem + "b_" + std::to_string(n), std::ios::binary) << utf8_of(distance_units(n, cjk, 2));
+    }
+  }
   return 0;
 }

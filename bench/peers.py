@@ -1,9 +1,10 @@
 #!/usr/bin/python3
 """The plugin beside what a developer would otherwise use, on the same bytes.
 
-Runs byte_methods_bench and text_methods_bench (medians of repetitions; the
-plugin's own time and the time through the host) and times Python's and PHP's built-ins on the inputs
-peer_inputs writes, then prints one Markdown table with the ratios peer time /
+Runs byte_methods_bench, text_methods_bench and analysis_bench (medians of
+repetitions; the plugin's own time and the time through the host) and times
+Python's and PHP's built-ins and Debian's string-metric packages on the inputs
+peer_inputs writes, then prints Markdown tables with the ratios peer time /
 plugin time, own and through the host (above 1: the plugin is faster).
 Usage: peers.py BUILD_DIR [--repetitions N]
 """
@@ -60,6 +61,24 @@ TEXT_ROWS = [
 ]
 
 
+DISTANCE_SIZES = [20, 1000, 10000]
+
+# The edit distances, from analysis_bench, on pairs of random letters and
+# digits and of CJK ideographs. Peers: (column, Python or PHP expression on
+# the texts a and b, the largest size it runs at). jellyfish's Damerau-
+# Levenshtein is the unrestricted distance and keeps a full matrix (about 800
+# MB at 10,000 units); python-Levenshtein's and PHP's distance is the plain
+# Levenshtein distance, PHP's over bytes, so not on CJK text.
+DISTANCE_PEERS = ["jellyfish", "python-Levenshtein", "PHP"]
+DISTANCE_ROWS = [
+    ("Levenshtein", {"jellyfish": ("jellyfish.damerau_levenshtein_distance(a, b)", 1000),
+                     "python-Levenshtein": ("Levenshtein.distance(a, b)", 10000),
+                     "PHP": ("levenshtein($d, $e)", 10000)}),
+    ("JaroWinkler", {"jellyfish": ("jellyfish.jaro_winkler_similarity(a, b)", 10000),
+                     "python-Levenshtein": ("Levenshtein.jaro_winkler(a, b)", 10000)}),
+]
+
+
 def yenc_article(body):
     # sabyenc decodes whole articles: the smallest header it accepts.
     return (b"=ybegin part=1 line=128 size=%d name=x\r\n=ypart begin=1 end=%d\r\n" % (len(body), len(body)) + body +
@@ -97,29 +116,31 @@ def python_ns(expr, data, repetitions):
 PHP_TIMER = r"""<?php
 $d = file_get_contents($argv[1]);
 $reps = intval($argv[2]);
-$f = function($d) { return %s; };
+$e = isset($argv[3]) ? file_get_contents($argv[3]) : '';
+$f = function($d, $e) { return %s; };
 $n = 1;
 while (true) {
-  $t0 = hrtime(true); for ($i = 0; $i < $n; $i++) { $r = $f($d); } $t = (hrtime(true) - $t0) / 1e9;
+  $t0 = hrtime(true); for ($i = 0; $i < $n; $i++) { $r = $f($d, $e); } $t = (hrtime(true) - $t0) / 1e9;
   if ($t >= 0.05) break;
   $n *= $t <= 0 ? 2 : max(2, intval(0.06 / $t));
 }
 $runs = [];
 for ($k = 0; $k < $reps; $k++) {
-  $t0 = hrtime(true); for ($i = 0; $i < $n; $i++) { $r = $f($d); } $runs[] = (hrtime(true) - $t0) / $n;
+  $t0 = hrtime(true); for ($i = 0; $i < $n; $i++) { $r = $f($d, $e); } $runs[] = (hrtime(true) - $t0) / $n;
 }
 sort($runs);
 echo $runs[intdiv(count($runs), 2)], "\n";
 """
 
 
-def php_ns(expr, path, repetitions):
+def php_ns(expr, path, repetitions, second=None):
     if expr is None:
         return None
     with tempfile.NamedTemporaryFile("w", suffix=".php", delete=False) as f:
         f.write(PHP_TIMER % expr)
     try:
-        out = subprocess.run(["php", f.name, path, str(repetitions)], capture_output=True, text=True, check=True)
+        out = subprocess.run(["php", f.name, path, str(repetitions)] + ([second] if second else []),
+                             capture_output=True, text=True, check=True)
         return float(out.stdout.strip())
     except (OSError, subprocess.CalledProcessError):
         return None
@@ -159,6 +180,52 @@ def ratio(peer, own, via):
     return f"{peer / own:.1f}x / {peer / via:.1f}x"
 
 
+def distance_python_ns(expr, a, b, repetitions):
+    try:
+        import jellyfish  # noqa: F401
+        import Levenshtein  # noqa: F401
+    except ImportError:
+        return None
+    env = {"a": a, "b": b, "jellyfish": jellyfish, "Levenshtein": Levenshtein}
+    return median_per_call(lambda n: timeit.timeit(expr, globals=env, number=n), repetitions)
+
+
+def distance_table(build, inputs, repetitions):
+    """The edit distances beside the string-metric packages and PHP."""
+    out = subprocess.run([os.path.join(build, "bench", "analysis_bench"), "--benchmark_filter=^BM_Distance_Host/",
+                          f"--benchmark_repetitions={repetitions}", "--benchmark_report_aggregates_only=true",
+                          "--benchmark_format=json", "--benchmark_min_time=0.1"],
+                         capture_output=True, text=True, check=True)
+    plugin = {}
+    for b in json.loads(out.stdout)["benchmarks"]:
+        if b.get("aggregate_name") == "median":
+            _, method, size, cjk = b["run_name"].split("/")
+            plugin[(method, int(size), cjk == "1")] = (b["plugin_ns"], b["plugin_ns"] + b["services_ns"])
+    print("\n| Method / text | Units | Plugin | Through host | " +
+          " | ".join(f"{p} | {p} ÷ plugin (own / host)" for p in DISTANCE_PEERS) + " |")
+    print("|---|---:|---:|---:|" + "---:|---:|" * len(DISTANCE_PEERS))
+    for method, peers in DISTANCE_ROWS:
+        for cjk in (False, True):
+            kind = "cjk" if cjk else "alphanumeric"
+            for size in DISTANCE_SIZES:
+                pa = os.path.join(inputs, f"distance_{kind}_a_{size}")
+                pb = os.path.join(inputs, f"distance_{kind}_b_{size}")
+                a, b = (open(p, encoding="utf-8").read() for p in (pa, pb))
+                own, via = plugin.get((method, size, cjk), (None, None))
+                cells = []
+                for peer in DISTANCE_PEERS:
+                    expr, largest = peers.get(peer, (None, 0))
+                    t = None
+                    if expr is not None and size <= largest:
+                        if peer == "PHP":
+                            t = None if cjk else php_ns(expr, pa, repetitions, pb)
+                        else:
+                            t = distance_python_ns(expr, a, b, repetitions)
+                    cells.append(f"{fmt_ns(t)} | {ratio(t, own, via)}")
+                print(f"| {method} / {kind} | {size} | {fmt_ns(own)} | {fmt_ns(via)} | " + " | ".join(cells) + " |",
+                      flush=True)
+
+
 def main():
     ap = argparse.ArgumentParser()
     ap.add_argument("build")
@@ -187,6 +254,7 @@ def main():
             q = php_ns(ph, path, args.repetitions)
             print(f"| {row} | {size} | {fmt_ns(own)} | {fmt_ns(via)} | {fmt_ns(p)} | {ratio(p, own, via)} | "
                   f"{fmt_ns(q)} | {ratio(q, own, via)} |", flush=True)
+    distance_table(args.build, inputs, args.repetitions)
 
 
 if __name__ == "__main__":

@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
-# The plugin beside Python's and PHP's built-ins and sabyenc, in one run, on
-# the same inputs: installs what it needs from Debian, builds the benchmark
-# preset and prints the table the README shows. Extra arguments go to peers.py
-# (--repetitions N).
+# The plugin beside Python's and PHP's built-ins, sabyenc, jellyfish and
+# python-Levenshtein, in one run, on the same inputs: installs what it needs
+# from Debian, builds the benchmark preset and prints the tables the README
+# shows. Extra arguments go to peers.py (--repetitions N).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 need=()
 command -v php >/dev/null || need+=(php-cli)
 php -r 'exit(function_exists("mb_convert_encoding") ? 0 : 1);' 2>/dev/null || need+=(php-mbstring)
 /usr/bin/python3 -c 'import sabyenc3' 2>/dev/null || need+=(python3-sabyenc)
+/usr/bin/python3 -c 'import jellyfish' 2>/dev/null || need+=(python3-jellyfish)
+/usr/bin/python3 -c 'import Levenshtein' 2>/dev/null || need+=(python3-levenshtein)
 if ((${#need[@]})); then
   sudo=""
   [ "$(id -u)" = 0 ] || sudo=sudo
@@ -16,7 +18,7 @@ if ((${#need[@]})); then
   $sudo apt-get install -y -q "${need[@]}" >/dev/null
 fi
 cmake --preset release-bench >/dev/null
-cmake --build --preset release-bench --target byte_methods_bench text_methods_bench peer_inputs >/dev/null
+cmake --build --preset release-bench --target byte_methods_bench text_methods_bench analysis_bench peer_inputs >/dev/null
 # One CPU for the plugin and the peers alike: the virtual CPUs of a shared
 # machine may differ in speed by half or more (a busy neighbour on the same
 # core), so the one that runs a short probe fastest is taken.
