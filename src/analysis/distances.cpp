@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "frame/exceptions.h"
 #include "frame/plugin_alloc.h"
@@ -80,8 +81,8 @@ class WordMasks : public PatternMasks {
     rows = rows_;
     high = high_;
     capacity = capacity_for(units_from_256(pattern));
-    if (pattern.size + text.size >= 256) {
-      std::fill_n(low_, 256, uint64_t{0});
+    if (pattern.size + text.size >= 96) {
+      std::memset(low_, 0, sizeof low_);
     } else {
       for (U32View v : {pattern, text}) {
         for (size_t i = 0; i < v.size; ++i) low_[v[i] & 0xFF] = 0;
