@@ -1,8 +1,7 @@
 #include "analysis/sql_boolean.h"
 
+#include <algorithm>
 #include <cstring>
-#include <initializer_list>
-#include <type_traits>
 
 #include "frame/cpu.h"
 #include "frame/registry.h"
@@ -28,132 +27,135 @@ bool is_event(ByteView in, size_t p, uint8_t quote) {
   return word_at(in, p, "true", 4) || word_at(in, p, "false", 5);
 }
 
-// A vector level tests a block of lanes at once for every event: the byte
-// before a block and the five after it are read too, so a block is only
-// taken where all of them lie inside the text and at or after its second byte.
-constexpr size_t kAhead = 5;
+// The events of a 64-byte block as bit masks, lane k for byte k: single
+// quotes, double quotes and the starts of stand-alone words. Which of them
+// count depends on whether the text is inside quotes there, which the
+// caller knows.
+struct BlockEvents {
+  uint64_t single = 0, dbl = 0, words = 0;
+};
+constexpr size_t kBlock = 64;
+
+// What a vector level reports for its lanes: quotes, separators, and the
+// letters t and f (any case) that could start a word.
+struct LaneClasses {
+  uint64_t single = 0, dbl = 0, separator = 0, starts = 0;
+};
 
 #if ZTK_X86
 struct Sse2 {
   static constexpr size_t kLanes = 16;
-  static __m128i lower(const uint8_t *at) {
-    return _mm_or_si128(_mm_loadu_si128(reinterpret_cast<const __m128i *>(at)), _mm_set1_epi8(0x20));
-  }
-  static __m128i is(const uint8_t *at, char c) { return _mm_cmpeq_epi8(lower(at), _mm_set1_epi8(c)); }
-  static __m128i separator(const uint8_t *at) {
+  static uint64_t mask(__m128i v) { return static_cast<uint32_t>(_mm_movemask_epi8(v)); }
+  static void add(const uint8_t *at, unsigned shift, LaneClasses &c) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
-    __m128i sep = _mm_cmplt_epi8(v, _mm_set1_epi8(0x21));
-    for (char c : {'(', ')', ',', ';'}) sep = _mm_or_si128(sep, _mm_cmpeq_epi8(v, _mm_set1_epi8(c)));
-    return sep;
-  }
-  static uint64_t events(const uint8_t *at, uint8_t quote) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
-    if (quote != 0) return static_cast<uint64_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(char(quote)))));
-    const __m128i quotes = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('\'')), _mm_cmpeq_epi8(v, _mm_set1_epi8('"')));
-    // "true" and "false" share nothing but their last letter; the "e" sits at
-    // +3 or +4, followed by a separator.
-    const __m128i t = _mm_and_si128(_mm_and_si128(is(at, 't'), is(at + 1, 'r')),
-                                    _mm_and_si128(is(at + 2, 'u'), _mm_and_si128(is(at + 3, 'e'), separator(at + 4))));
-    const __m128i f = _mm_and_si128(_mm_and_si128(_mm_and_si128(is(at, 'f'), is(at + 1, 'a')), is(at + 2, 'l')),
-                                    _mm_and_si128(_mm_and_si128(is(at + 3, 's'), is(at + 4, 'e')), separator(at + 5)));
-    const __m128i words = _mm_and_si128(_mm_or_si128(t, f), separator(at - 1));
-    return static_cast<uint64_t>(_mm_movemask_epi8(_mm_or_si128(quotes, words)));
+    // Separators: below 0x21 as signed bytes, and ( ) , ; -- "(" | 1 is ")".
+    const __m128i sep = _mm_or_si128(
+        _mm_or_si128(_mm_cmplt_epi8(v, _mm_set1_epi8(0x21)),
+                     _mm_cmpeq_epi8(_mm_or_si128(v, _mm_set1_epi8(1)), _mm_set1_epi8(')'))),
+        _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(',')), _mm_cmpeq_epi8(v, _mm_set1_epi8(';'))));
+    const __m128i lower = _mm_or_si128(v, _mm_set1_epi8(0x20));
+    c.single |= mask(_mm_cmpeq_epi8(v, _mm_set1_epi8('\''))) << shift;
+    c.dbl |= mask(_mm_cmpeq_epi8(v, _mm_set1_epi8('"'))) << shift;
+    c.separator |= mask(sep) << shift;
+    c.starts |= mask(_mm_or_si128(_mm_cmpeq_epi8(lower, _mm_set1_epi8('t')), _mm_cmpeq_epi8(lower, _mm_set1_epi8('f'))))
+                << shift;
   }
 };
 
 #if ZTK_WIDE_VECTORS
 struct Avx2 {
   static constexpr size_t kLanes = 32;
-  ZTK_AVX2 static __m256i load(const uint8_t *at) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at)); }
-  ZTK_AVX2 static __m256i is(const uint8_t *at, char c) {
-    return _mm256_cmpeq_epi8(_mm256_or_si256(load(at), _mm256_set1_epi8(0x20)), _mm256_set1_epi8(c));
-  }
-  ZTK_AVX2 static __m256i separator(const uint8_t *at) {
-    const __m256i v = load(at);
-    __m256i sep = _mm256_cmpgt_epi8(_mm256_set1_epi8(0x21), v);
-    for (char c : {'(', ')', ',', ';'}) sep = _mm256_or_si256(sep, _mm256_cmpeq_epi8(v, _mm256_set1_epi8(c)));
-    return sep;
-  }
   ZTK_AVX2 static uint64_t mask(__m256i v) { return static_cast<uint32_t>(_mm256_movemask_epi8(v)); }
-  ZTK_AVX2 static uint64_t events(const uint8_t *at, uint8_t quote) {
-    const __m256i v = load(at);
-    if (quote != 0) return mask(_mm256_cmpeq_epi8(v, _mm256_set1_epi8(char(quote))));
-    const __m256i quotes = _mm256_or_si256(_mm256_cmpeq_epi8(v, _mm256_set1_epi8('\'')),
-                                           _mm256_cmpeq_epi8(v, _mm256_set1_epi8('"')));
-    // Most blocks hold neither a "t" nor an "f" starting a word: test that first.
-    const __m256i t0 = is(at, 't'), f0 = is(at, 'f');
-    const __m256i start = _mm256_and_si256(_mm256_or_si256(t0, f0), separator(at - 1));
-    if (_mm256_testz_si256(start, start)) return mask(quotes);
-    const __m256i t = _mm256_and_si256(_mm256_and_si256(t0, is(at + 1, 'r')),
-                                       _mm256_and_si256(_mm256_and_si256(is(at + 2, 'u'), is(at + 3, 'e')), separator(at + 4)));
-    const __m256i f = _mm256_and_si256(
-        _mm256_and_si256(_mm256_and_si256(f0, is(at + 1, 'a')), _mm256_and_si256(is(at + 2, 'l'), is(at + 3, 's'))),
-        _mm256_and_si256(is(at + 4, 'e'), separator(at + 5)));
-    return mask(_mm256_or_si256(quotes, _mm256_and_si256(start, _mm256_or_si256(t, f))));
+  ZTK_AVX2 static void add(const uint8_t *at, unsigned shift, LaneClasses &c) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(at));
+    const __m256i sep = _mm256_or_si256(
+        _mm256_or_si256(_mm256_cmpgt_epi8(_mm256_set1_epi8(0x21), v),
+                        _mm256_cmpeq_epi8(_mm256_or_si256(v, _mm256_set1_epi8(1)), _mm256_set1_epi8(')'))),
+        _mm256_or_si256(_mm256_cmpeq_epi8(v, _mm256_set1_epi8(',')), _mm256_cmpeq_epi8(v, _mm256_set1_epi8(';'))));
+    const __m256i lower = _mm256_or_si256(v, _mm256_set1_epi8(0x20));
+    c.single |= mask(_mm256_cmpeq_epi8(v, _mm256_set1_epi8('\''))) << shift;
+    c.dbl |= mask(_mm256_cmpeq_epi8(v, _mm256_set1_epi8('"'))) << shift;
+    c.separator |= mask(sep) << shift;
+    c.starts |= mask(_mm256_or_si256(_mm256_cmpeq_epi8(lower, _mm256_set1_epi8('t')),
+                                     _mm256_cmpeq_epi8(lower, _mm256_set1_epi8('f'))))
+                << shift;
   }
 };
 #endif
 
-// The first event at or after p (at least 1: a block reads the byte before
-// it) that a block finds; `found` tells whether it did, else the return is
-// where a narrower level goes on. Each level has its own loop so that its
-// block test is inlined under its target.
-size_t find_sse2(ByteView in, size_t p, uint8_t quote, bool &found) {
-  for (; p + Sse2::kLanes + kAhead <= in.size; p += Sse2::kLanes) {
-    if (const uint64_t m = Sse2::events(in.data + p, quote)) {
-      found = true;
-      return p + static_cast<size_t>(__builtin_ctzll(m));
+// The events at or after a position, one 64-byte block of masks at a time:
+// each block is classified once, and the quote state picks which of its
+// masks count. A "t" or "f" after a separator is checked as a whole word
+// in the text itself, which is rare enough to do a byte at a time. The last
+// block, shorter than 64 bytes, is classified on a copy padded with bytes
+// that are no event.
+template <class Level>
+class EventCursor {
+ public:
+  explicit EventCursor(ByteView in) : in_(in) {}
+
+  // The first event at or after p, for the text outside quotes (quote 0) or
+  // inside quotes of that kind; in.size when there is none.
+  [[gnu::always_inline]] size_t next(size_t p, uint8_t quote) {
+    while (p < in_.size) {
+      if (!loaded_ || p < base_ || p - base_ >= kBlock) load(p);
+      const uint64_t events = quote == 0 ? (e_.single | e_.dbl | e_.words) : quote == '\'' ? e_.single : e_.dbl;
+      const uint64_t m = events & (~uint64_t{0} << (p - base_));
+      if (m != 0) return base_ + static_cast<size_t>(__builtin_ctzll(m));
+      p = base_ + kBlock;
     }
+    return in_.size;
   }
-  return p;
-}
-#if ZTK_WIDE_VECTORS
-ZTK_AVX2 size_t find_avx2(ByteView in, size_t p, uint8_t quote, bool &found) {
-  for (; p + Avx2::kLanes + kAhead <= in.size; p += Avx2::kLanes) {
-    if (const uint64_t m = Avx2::events(in.data + p, quote)) {
-      found = true;
-      return p + static_cast<size_t>(__builtin_ctzll(m));
+
+ private:
+  [[gnu::always_inline]] void load(size_t base) {
+    loaded_ = true;
+    base_ = base;
+    const uint8_t *at = in_.data + base;
+    uint64_t inside = ~uint64_t{0};  // the lanes within the text
+    if (in_.size - base < kBlock) {
+      const size_t n = in_.size - base;
+      std::memcpy(copy_, at, n);
+      std::memset(copy_ + n, 'x', kBlock - n);
+      at = copy_;
+      inside = (uint64_t{1} << n) - 1;
     }
+    LaneClasses c;
+    for (unsigned k = 0; k < kBlock; k += Level::kLanes) Level::add(at + k, k, c);
+    c.single &= inside;
+    c.dbl &= inside;
+    c.starts &= inside;
+    // The text's first byte starts a word as if a separator stood before it.
+    const uint64_t before = base == 0 || is_separator(in_[base - 1]) ? 1 : 0;
+    uint64_t words = 0;
+    for (uint64_t m = c.starts & ((c.separator << 1) | before); m != 0; m &= m - 1) {
+      const size_t k = static_cast<size_t>(__builtin_ctzll(m));
+      if (word_at(in_, base + k, "true", 4) || word_at(in_, base + k, "false", 5)) words |= m & (~m + 1);
+    }
+    e_ = BlockEvents{c.single, c.dbl, words};
   }
-  return p;
-}
-#endif
+
+  ByteView in_;
+  size_t base_ = 0;
+  bool loaded_ = false;
+  BlockEvents e_;
+  uint8_t copy_[kBlock];
+};
 #endif
 
-size_t find_plain(ByteView in, size_t p, uint8_t quote) {
-  while (p < in.size && !is_event(in, p, quote)) ++p;
-  return p;
-}
-
-enum class Chain { kPlain, kSse2, kAvx2 };
-
-template <Chain kChain>
-inline size_t find_with(ByteView in, size_t p, uint8_t quote) {
-  if constexpr (kChain == Chain::kPlain) {
-    return find_plain(in, p, quote);
-  } else {
-#if ZTK_X86
-    if (p == 0) {
-      if (in.size == 0 || is_event(in, 0, quote)) return 0;
-      p = 1;
-    }
-    bool found = false;
-#if ZTK_WIDE_VECTORS
-    if constexpr (kChain == Chain::kAvx2) {
-      p = find_avx2(in, p, quote, found);
-      if (found) return p;
-    }
-#endif
-    p = find_sse2(in, p, quote, found);
-    if (found) return p;
-#endif
-    return find_plain(in, p, quote);
+// The plain level: a byte at a time.
+struct PlainCursor {
+  ByteView in;
+  size_t next(size_t p, uint8_t quote) const {
+    while (p < in.size && !is_event(in, p, quote)) ++p;
+    return p;
   }
-}
+};
 
-// The whole rewriting at one level, so an event costs one block test and no dispatch.
-template <Chain kChain>
-void rewrite(ByteView in, AsciiStringHandle &out) {
+// The whole rewriting over one cursor, so an event costs a few bit
+// operations and no dispatch.
+template <class Cursor>
+[[gnu::always_inline]] inline void rewrite(ByteView in, AsciiStringHandle &out, Cursor &cursor) {
   static const uint8_t kZero = '0', kOne = '1';
   size_t run = 0;  // start of the bytes not yet copied
   auto copy_to = [&](size_t end) {
@@ -163,12 +165,12 @@ void rewrite(ByteView in, AsciiStringHandle &out) {
   };
   size_t p = 0;
   while (out.alive()) {
-    p = find_with<kChain>(in, p, 0);
+    p = cursor.next(p, 0);
     if (p == in.size) break;
     const uint8_t c = in[p];
     if (c == '\'' || c == '"') {
       // Inside quotes only the closing quote of the same kind counts.
-      p = find_with<kChain>(in, p + 1, c);
+      p = cursor.next(p + 1, c);
       if (p == in.size) break;
       ++p;
       continue;
@@ -182,29 +184,50 @@ void rewrite(ByteView in, AsciiStringHandle &out) {
   copy_to(in.size);
 }
 
+void rewrite_plain(ByteView in, AsciiStringHandle &out) {
+  PlainCursor cursor{in};
+  rewrite(in, out, cursor);
+}
+size_t find_plain(ByteView in, size_t p) { return PlainCursor{in}.next(p, 0); }
+#if ZTK_X86
+void rewrite_sse2(ByteView in, AsciiStringHandle &out) {
+  EventCursor<Sse2> cursor(in);
+  rewrite(in, out, cursor);
+}
+size_t find_sse2(ByteView in, size_t p) { return EventCursor<Sse2>(in).next(p, 0); }
+#if ZTK_WIDE_VECTORS
+ZTK_AVX2 void rewrite_avx2(ByteView in, AsciiStringHandle &out) {
+  EventCursor<Avx2> cursor(in);
+  rewrite(in, out, cursor);
+}
+ZTK_AVX2 size_t find_avx2(ByteView in, size_t p) { return EventCursor<Avx2>(in).next(p, 0); }
+#endif
+#endif
+
+// The widest level the CPU offers, chosen once per call.
 template <class Body>
 decltype(auto) at_active_level(Body &&body) {
   const cpu::Level level = cpu::active();
 #if ZTK_WIDE_VECTORS
-  if (level >= cpu::kAVX2) return body(std::integral_constant<Chain, Chain::kAvx2>{});
+  if (level >= cpu::kAVX2) return body(rewrite_avx2, find_avx2);
 #endif
 #if ZTK_X86
-  if (level >= cpu::kSSE2) return body(std::integral_constant<Chain, Chain::kSse2>{});
+  if (level >= cpu::kSSE2) return body(rewrite_sse2, find_sse2);
 #endif
   (void)level;
-  return body(std::integral_constant<Chain, Chain::kPlain>{});
+  return body(rewrite_plain, find_plain);
 }
 
 }  // namespace
 
-size_t find_event_reference(ByteView in, size_t from) { return find_plain(in, from, 0); }
+size_t find_event_reference(ByteView in, size_t from) { return find_plain(in, from); }
 
 size_t find_event(ByteView in, size_t from) {
-  return at_active_level([&](auto chain) { return find_with<decltype(chain)::value>(in, from, 0); });
+  return at_active_level([&](auto, auto find) { return find(in, from); });
 }
 
 void replace_booleans(ByteView in, AsciiStringHandle &out) {
-  at_active_level([&](auto chain) { rewrite<decltype(chain)::value>(in, out); });
+  at_active_level([&](auto rewrite_at_level, auto) { rewrite_at_level(in, out); });
 }
 
 }  // namespace ztk::sql
