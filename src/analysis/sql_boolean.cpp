@@ -148,7 +148,7 @@ struct PlainCursor {
   ByteView in;
   size_t next(size_t p, uint8_t quote) const {
     while (p < in.size && !is_event(in, p, quote)) ++p;
-    return p;
+    return p < in.size ? p : in.size;  // a start past the end finds nothing, as at every level
   }
 };
 
