@@ -8,6 +8,7 @@ cd "$(dirname "$0")/.."
 platforms=(
   "dev|Linux x86-64|ZTKStrings.so"
   "linux-arm64|Linux arm64|ZTKStrings.so"
+  "linux-arm|Linux ARM|ZTKStrings.so"
   "linux-x86|Linux X86|ZTKStrings.so"
   "windows-x64|Windows x86-64|ZTKStrings.dll"
   "windows-x86|Windows|ZTKStrings.dll"

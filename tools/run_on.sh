@@ -12,6 +12,7 @@ shift
 
 case "$platform" in
   linux-arm64) exec qemu-aarch64 -L /usr/aarch64-linux-gnu "$@" ;;
+  linux-arm) exec qemu-arm -L /usr/arm-linux-gnueabihf "$@" ;;
   linux-x86)
     case "${ZTK_LINUX_X86_VIA:-$ZTK_RUN_LINUX_X86}" in
       native) exec "$ZTK_I686_SYSROOT/lib/ld-linux.so.2" --library-path "$ZTK_I686_SYSROOT/lib" "$@" ;;

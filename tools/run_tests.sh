@@ -4,7 +4,7 @@
 #     UndefinedBehaviorSanitizer) of the whole suite, natively (Linux x86-64);
 #  2. each other platform's library with the test suite built for it, run on
 #     that platform as tools/runners.sh chooses for this machine: Linux arm64
-#     under qemu-user; Linux X86 natively through its own loader where the
+#     and Linux ARM (32-bit) under qemu-user; Linux X86 natively through its own loader where the
 #     kernel runs i386 programs, and under qemu-i386 always; Windows x86-64
 #     under wine64; Windows 32-bit under wine, whose 32-bit loader runs
 #     natively or under qemu-i386 through a binfmt_misc registration made for
@@ -15,12 +15,12 @@
 #     its corpus and then fuzzing for a bounded time; an input that fails is
 #     written into the target's corpus folder, to be committed as a
 #     regression case (ZTK_FUZZ_SECONDS scales the times, 0 replays only);
-#  4. dist/ZTKStrings.xojo_plugin holding the five libraries, its tree checked.
+#  4. dist/ZTKStrings.xojo_plugin holding the six libraries, its tree checked.
 # Every platform is tried even when another fails; the last lines give each
 # one's result and time. ZTK_FORCE_QEMU=1 takes the qemu paths even where
 # i386 programs run natively. Names given as arguments (dev, asan-ubsan,
-# library, linux-arm64, linux-x86, windows-x64, windows-x86, fuzz, package) run
-# only those steps.
+# library, linux-arm64, linux-arm, linux-x86, windows-x64, windows-x86, fuzz,
+# package) run only those steps.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 jobs=$(nproc 2>/dev/null || echo 2)
@@ -97,6 +97,10 @@ cross_suite() {
       how="qemu-aarch64"
       ctest --preset "$preset" -j "$jobs" || ok=0
       ;;
+    linux-arm)
+      how="qemu-arm"
+      ctest --preset "$preset" -j "$jobs" || ok=0
+      ;;
     linux-x86)
       # The qemu path runs on every machine, so that it stays alive where
       # native execution would hide it.
@@ -156,8 +160,8 @@ if wanted "$@"; then
     record library "FAILED (Linux x86-64 exports and needs)" $((SECONDS - start))
   fi
 fi
-for row in linux-arm64:aarch64-linux-gnu- linux-x86:i686-linux-gnu- windows-x64:x86_64-w64-mingw32- \
-           windows-x86:i686-w64-mingw32-; do
+for row in linux-arm64:aarch64-linux-gnu- linux-arm:arm-linux-gnueabihf- linux-x86:i686-linux-gnu- \
+           windows-x64:x86_64-w64-mingw32- windows-x86:i686-w64-mingw32-; do
   step=${row%%:*}
   wanted "$@" && cross_suite "$step" "${row#*:}"
 done

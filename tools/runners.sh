@@ -72,6 +72,7 @@ ztk_choose_runners() {
 ztk_print_runners() {
   echo "== runners: i386 programs $([ "$ZTK_RUN_LINUX_X86" = native ] && echo run natively || echo "do not run natively${ZTK_FORCE_QEMU:+ (or qemu forced)}")"
   echo "   linux-arm64: qemu-aarch64 -L /usr/aarch64-linux-gnu"
+  echo "   linux-arm:   qemu-arm -L /usr/arm-linux-gnueabihf"
   case "$ZTK_RUN_LINUX_X86" in
     native) echo "   linux-x86:   natively through $ZTK_I686_SYSROOT/lib/ld-linux.so.2, then again under qemu-i386" ;;
     qemu) echo "   linux-x86:   qemu-i386 -L $ZTK_I686_SYSROOT" ;;

@@ -173,7 +173,8 @@ REALstring DecodingTo(REALstring s, const ztk::codepage::Table &table) {
   // where unit-by-unit appends would have.
   if (bytes.size > 0 && bytes.size <= INT32_MAX / 2) {
     out.append(2 * bytes.size, [&](uint8_t *o) {
-      ztk::codepage::decode(table, bytes, reinterpret_cast<uint16_t *>(o));
+      // The units start the block, so they are aligned.
+      ztk::codepage::decode(table, bytes, static_cast<uint16_t *>(static_cast<void *>(o)));
       return 2 * bytes.size;
     });
   }

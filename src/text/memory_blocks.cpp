@@ -12,7 +12,7 @@ struct Block {
   int64_t size;
   int32_t locks;
 };
-Block *block(Handle h) { return reinterpret_cast<Block *>(h); }
+Block *block(Handle h) { return static_cast<Block *>(static_cast<void *>(h)); }
 }  // namespace
 
 Handle NewHandle(int64_t size) {

@@ -101,7 +101,7 @@ struct UnicodeStringHandle {
     const int64_t at = used;
     if (2 * (at + k - 1) + 10 > limit && !follow(ztk::growth::after_units(limit, at, k))) return nullptr;
     used = static_cast<int32_t>(at + k);
-    return reinterpret_cast<uint16_t *>(*handle) + at;
+    return static_cast<uint16_t *>(static_cast<void *>(*handle)) + at;  // blocks come from malloc
   }
 
  private:

@@ -130,7 +130,7 @@ TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
           }
           std::string got(n, '\0');
           got.resize(ztk::codepage::encode(
-              *table, {reinterpret_cast<const uint16_t *>(units.view().data), n}, reinterpret_cast<uint8_t *>(got.data())));
+              *table, {static_cast<const uint16_t *>(static_cast<const void *>(units.view().data)), n}, reinterpret_cast<uint8_t *>(got.data())));
           ASSERT_EQ(got, expect) << n;
           std::vector<uint16_t> wide(n), expectWide(n);
           for (size_t i = 0; i < n; ++i) expectWide[i] = (*table)[static_cast<uint8_t>(bytes[i])];

@@ -308,7 +308,7 @@ TEST(HtmlCodecKernels, EqualTheOneUnitAtATimeCodecAtEveryLevel) {
     for (const std::u16string &text : texts) {
       // The units end right before an unreadable page.
       const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
-      const ztk::U16View units{reinterpret_cast<const uint16_t *>(guarded.view().data), text.size()};
+      const ztk::U16View units{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)), text.size()};
       for (bool keep : {false, true}) {
         AsciiStringHandle fast(2 * int64_t(units.size) + 4096), slow(2 * int64_t(units.size) + 4096);
         ztk::html::encode(units, keep, fast);

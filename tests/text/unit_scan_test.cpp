@@ -15,7 +15,7 @@ class GuardedUnits {
  public:
   explicit GuardedUnits(const std::u16string &u)
       : bytes_(std::string_view(reinterpret_cast<const char *>(u.data()), u.size() * 2)), size_(u.size()) {}
-  ztk::U16View view() const { return {reinterpret_cast<const uint16_t *>(bytes_.view().data), size_}; }
+  ztk::U16View view() const { return {static_cast<const uint16_t *>(static_cast<const void *>(bytes_.view().data)), size_}; }
 
  private:
   GuardedBytes bytes_;
