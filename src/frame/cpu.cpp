@@ -1,24 +1,48 @@
 #include "frame/cpu.h"
 
+#include <cstdint>
+
 #include "frame/simd.h"
 
 namespace ztk::cpu {
 namespace {
 
+#if defined(__x86_64__) || defined(__i386__)
+// The CPU's own report (cpuid) and, for the AVX families, whether the
+// operating system saves their registers (XCR0). Read directly rather than
+// through the compiler's feature helpers, which live in a compiler runtime
+// that not every target's link has.
+struct Registers {
+  uint32_t a = 0, b = 0, c = 0, d = 0;
+};
+Registers cpuid(uint32_t leaf, uint32_t sub) {
+  Registers r;
+  __asm__("cpuid" : "=a"(r.a), "=b"(r.b), "=c"(r.c), "=d"(r.d) : "a"(leaf), "c"(sub));
+  return r;
+}
+uint64_t xcr0() {
+  uint32_t lo, hi;
+  __asm__("xgetbv" : "=a"(lo), "=d"(hi) : "c"(0));
+  return uint64_t{hi} << 32 | lo;
+}
+bool bit(uint32_t word, int k) { return (word >> k & 1) != 0; }
+#endif
+
 Level detect() {
 #if defined(__x86_64__) || defined(__i386__)
-  // gcc and clang read cpuid and, for the AVX families, whether the operating
-  // system saves the vector registers (XCR0), before reporting a feature.
-  __builtin_cpu_init();
-  if (!ZTK_WIDE_VECTORS) return __builtin_cpu_supports("sse2") ? kSSE2 : kPlain;
-  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-      __builtin_cpu_supports("avx512vl")) {
-    const bool vbmi = __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2");
-    return vbmi ? kAVX512VBMI2 : kAVX512;
+  const uint32_t top = cpuid(0, 0).a;
+  const Registers one = top >= 1 ? cpuid(1, 0) : Registers{};
+  const bool sse2 = bit(one.d, 26);
+  if (!ZTK_WIDE_VECTORS || !bit(one.c, 27) || !bit(one.c, 28) || top < 7) return sse2 ? kSSE2 : kPlain;
+  const uint64_t saved = xcr0();
+  if ((saved & 0x6) != 0x6) return sse2 ? kSSE2 : kPlain;  // no AVX state (SSE and YMM)
+  const Registers seven = cpuid(7, 0);
+  // The AVX-512 state: opmasks and both halves of the 32 ZMM registers.
+  if ((saved & 0xE6) == 0xE6 && bit(seven.b, 16) && bit(seven.b, 30) && bit(seven.b, 31)) {
+    return bit(seven.c, 1) && bit(seven.c, 6) ? kAVX512VBMI2 : kAVX512;  // VBMI and VBMI2
   }
-  if (__builtin_cpu_supports("avx2")) return kAVX2;
-  if (__builtin_cpu_supports("sse2")) return kSSE2;
-  return kPlain;
+  if (bit(seven.b, 5)) return kAVX2;
+  return sse2 ? kSSE2 : kPlain;
 #elif defined(__aarch64__)
   return kSSE2;  // NEON is part of every arm64 CPU
 #else

@@ -1,0 +1,40 @@
+// The vector level read from the CPU's own report equals the one the
+// compiler's feature helpers give (they check the same cpuid bits and the
+// operating system's register saving), so no level runs that the CPU or the
+// system lacks.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "frame/cpu.h"
+#include "frame/simd.h"
+
+namespace {
+
+#if defined(__x86_64__) || defined(__i386__)
+ztk::cpu::Level level_by_compiler() {
+  __builtin_cpu_init();
+  if (!ZTK_WIDE_VECTORS) return __builtin_cpu_supports("sse2") ? ztk::cpu::kSSE2 : ztk::cpu::kPlain;
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl")) {
+    return __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("avx512vbmi2") ? ztk::cpu::kAVX512VBMI2
+                                                                                         : ztk::cpu::kAVX512;
+  }
+  if (__builtin_cpu_supports("avx2")) return ztk::cpu::kAVX2;
+  return __builtin_cpu_supports("sse2") ? ztk::cpu::kSSE2 : ztk::cpu::kPlain;
+}
+
+TEST(CpuLevel, EqualsWhatTheCompilersFeatureHelpersReport) {
+  EXPECT_STREQ(ztk::cpu::name(ztk::cpu::best()), ztk::cpu::name(level_by_compiler()));
+}
+#endif
+
+TEST(CpuLevel, LimitCapsTheActiveLevelAndIsUndone) {
+  for (int level = ztk::cpu::kPlain; level <= ztk::cpu::kTop; ++level) {
+    ztk::cpu::limit(static_cast<ztk::cpu::Level>(level));
+    EXPECT_EQ(ztk::cpu::active(), std::min(static_cast<ztk::cpu::Level>(level), ztk::cpu::best()));
+  }
+  ztk::cpu::limit(ztk::cpu::kTop);
+  EXPECT_EQ(ztk::cpu::active(), ztk::cpu::best());
+}
+
+}  // namespace
