@@ -27,6 +27,7 @@ bool is_event(ByteView in, size_t p, uint8_t quote) {
   return word_at(in, p, "true", 4) || word_at(in, p, "false", 5);
 }
 
+#if ZTK_X86
 // The events of a 64-byte block as bit masks, lane k for byte k: single
 // quotes, double quotes and the starts of stand-alone words. Which of them
 // count depends on whether the text is inside quotes there, which the
@@ -42,7 +43,6 @@ struct LaneClasses {
   uint64_t single = 0, dbl = 0, separator = 0, starts = 0;
 };
 
-#if ZTK_X86
 struct Sse2 {
   static constexpr size_t kLanes = 16;
   static uint64_t mask(__m128i v) { return static_cast<uint32_t>(_mm_movemask_epi8(v)); }
