@@ -15,13 +15,20 @@ template <> constexpr char kind_of<RBInteger>() { return 'I'; }
 template <> constexpr char kind_of<double>() { return 'D'; }
 template <> constexpr char kind_of<RBBoolean>() { return 'B'; }
 
+// A boolean argument travels widened to 32 bits: Apple's arm64 convention
+// (and clang on x86-64) lets the callee rely on the caller having extended
+// it, which the others' conventions do not ask of a caller. The callee reads
+// the same low byte either way.
+template <class T> struct Passed { using type = T; };
+template <> struct Passed<RBBoolean> { using type = int32_t; };
+
 template <class Signature> struct Invoker;
 template <class R, class... A>
 struct Invoker<R(A...)> {
   template <size_t... I>
   static Value apply(REALproc f, const std::vector<Value> &args, std::index_sequence<I...>) {
-    auto fn = reinterpret_cast<R (*)(A...)>(f);
-    return Value(fn(std::get<A>(args[I])...));
+    auto fn = reinterpret_cast<R (*)(typename Passed<A>::type...)>(f);
+    return Value(fn(static_cast<typename Passed<A>::type>(std::get<A>(args[I]))...));
   }
   static Value call(REALproc f, const std::vector<Value> &args) {
     return apply(f, args, std::index_sequence_for<A...>{});

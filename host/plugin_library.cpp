@@ -13,6 +13,9 @@
 #endif
 
 #include "subhost.h"
+#if !defined(_WIN32)
+#include "macho_image.h"
+#endif
 
 namespace subhost {
 namespace {
@@ -51,6 +54,17 @@ PluginLibrary::PluginLibrary(const std::string &path) {
     throw std::runtime_error("cannot copy plugin " + path + ": " + error.message());
   }
   copy_ = copy.string();
+#if !defined(_WIN32)
+  if (MachOImage::is_macho(copy_)) {
+    try {
+      macho_ = std::make_unique<MachOImage>(copy_);
+    } catch (const std::exception &e) {
+      fs::remove(copy_, error);
+      throw std::runtime_error("cannot load plugin " + path + ": " + e.what());
+    }
+    return;
+  }
+#endif
   handle_ = open_library(copy_);
   if (handle_ == nullptr) {
     const std::string why = last_error();
@@ -60,6 +74,7 @@ PluginLibrary::PluginLibrary(const std::string &path) {
 }
 
 PluginLibrary::~PluginLibrary() {
+  macho_.reset();
   if (handle_ != nullptr) close_library(handle_);
   std::error_code error;
   std::filesystem::remove(copy_, error);
@@ -67,14 +82,14 @@ PluginLibrary::~PluginLibrary() {
 
 void PluginLibrary::start() {
   using MainFn = void (*)(REALresolver);
-  auto main = reinterpret_cast<MainFn>(symbol(handle_, "REALPluginMain"));
+  auto main = reinterpret_cast<MainFn>(find("REALPluginMain"));
   if (main == nullptr) throw std::runtime_error("the plugin exports no REALPluginMain");
   main(Host::get().resolver());
 }
 
 bool PluginLibrary::fail_allocation(int64_t nth) {
   using HookFn = void (*)(int64_t);
-  auto hook = reinterpret_cast<HookFn>(symbol(handle_, "ZTKTestingFailAllocation"));
+  auto hook = reinterpret_cast<HookFn>(find("ZTKTestingFailAllocation"));
   if (hook == nullptr) return false;
   hook(nth);
   return true;
@@ -82,13 +97,13 @@ bool PluginLibrary::fail_allocation(int64_t nth) {
 
 int PluginLibrary::limit_level(int level) {
   using LimitFn = int (*)(int);
-  auto hook = reinterpret_cast<LimitFn>(symbol(handle_, "ZTKTestingLimitLevel"));
+  auto hook = reinterpret_cast<LimitFn>(find("ZTKTestingLimitLevel"));
   return hook != nullptr ? hook(level) : -1;
 }
 
 int64_t PluginLibrary::allocation_count() {
   using CountFn = int64_t (*)();
-  auto count = reinterpret_cast<CountFn>(symbol(handle_, "ZTKTestingAllocationCount"));
+  auto count = reinterpret_cast<CountFn>(find("ZTKTestingAllocationCount"));
   return count != nullptr ? count() : -1;
 }
 
@@ -102,6 +117,13 @@ PluginLibrary &PluginLibrary::started_once(const std::string &path) {
   return *library;
 }
 
-bool PluginLibrary::exports(const std::string &symbolName) const { return symbol(handle_, symbolName.c_str()) != nullptr; }
+bool PluginLibrary::exports(const std::string &symbolName) const { return find(symbolName.c_str()) != nullptr; }
+
+void *PluginLibrary::find(const char *name) const {
+#if !defined(_WIN32)
+  if (macho_ != nullptr) return macho_->symbol(name);
+#endif
+  return symbol(handle_, name);
+}
 
 }  // namespace subhost

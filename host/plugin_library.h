@@ -1,13 +1,18 @@
 // Loads the plugin library as Xojo does: opens it, finds REALPluginMain and
 // calls it with the substitute host's resolver. Every load is a fresh copy of
 // the library, so that the plugin's process-wide state (its caches and
-// settings) starts as it does when an application starts.
+// settings) starts as it does when an application starts. A macOS library
+// (Mach-O) is loaded by the host's own loader (macho_image.h), elsewhere
+// than on Windows.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace subhost {
+
+class MachOImage;
 
 class PluginLibrary {
  public:
@@ -34,8 +39,11 @@ class PluginLibrary {
   static PluginLibrary &started_once(const std::string &path);
 
  private:
+  void *find(const char *name) const;
+
   std::string copy_;
   void *handle_ = nullptr;
+  std::unique_ptr<MachOImage> macho_;  // a macOS library, loaded by the host itself
 };
 
 }  // namespace subhost

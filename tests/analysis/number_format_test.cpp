@@ -204,3 +204,35 @@ TEST(NumberFormat, ScientificNotationEqualsTheFormattersTextForEveryDouble) {
   }
   std::fesetround(FE_TONEAREST);
 }
+
+// Through the loaded library, whichever platform's it is, both methods give
+// the formatter's text; the library's own formatter calls (the tiniest
+// doubles, long precisions, other rounding modes) reach the host's C library
+// through that platform's calling convention.
+TEST_P(StrZTK, EqualsTheFormattersTextThroughTheLoadedLibrary) {
+  char slow[ztk::numfmt::kTextBuffer];
+  const std::vector<double> all = doubles_to_compare(kDoublesCompared);
+  for (size_t k = 0; k < all.size(); k += all.size() / 1500 + 1) {
+    const size_t m = ztk::numfmt::plain_by_formatter(all[k], slow);
+    ASSERT_EQ(call("StrZTK", {D(all[k])}).bytes, std::string(slow, m)) << std::hexfloat << all[k];
+  }
+}
+
+TEST_P(ScientificStrZTK, EqualsTheFormattersTextThroughTheLoadedLibrary) {
+  char slow[ztk::numfmt::kTextBuffer];
+  const std::vector<double> all = doubles_to_compare(kDoublesCompared);
+  const int64_t precisions[] = {0, 3, 17, 199, 201, 497, -1};
+  for (int mode : {FE_TONEAREST, FE_UPWARD}) {
+    ASSERT_EQ(std::fesetround(mode), 0);
+    for (size_t k = 0; k < all.size(); k += all.size() / 700 + 1) {
+      const int64_t digits = precisions[k % std::size(precisions)];
+      const size_t m = ztk::numfmt::scientific_by_formatter(all[k], digits, slow);
+      const std::string got = call("ScientificStrZTK", {D(all[k]), I(digits)}).bytes;
+      if (got != std::string(slow, m)) {
+        std::fesetround(FE_TONEAREST);
+        FAIL() << "mode " << mode << " digits " << digits << " of " << std::hexfloat << all[k] << ": " << got;
+      }
+    }
+  }
+  std::fesetround(FE_TONEAREST);
+}
