@@ -12,6 +12,7 @@ platforms=(
   "linux-x86|Linux X86|ZTKStrings.so"
   "windows-x64|Windows x86-64|ZTKStrings.dll"
   "windows-x86|Windows|ZTKStrings.dll"
+  "macos-x86_64|Mac Universal|ZTKStrings.dylib"
 )
 stage=build/package/stage
 rm -rf build/package && mkdir -p "$stage/ZTKStrings/Build Resources" dist

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs every test:
+# Installs what this machine lacks (tools/install_tools.sh), then builds and
+# runs every test:
 #  1. the optimised build and the sanitizer build (AddressSanitizer +
 #     UndefinedBehaviorSanitizer) of the whole suite, natively (Linux x86-64);
 #  2. each other platform's library with the test suite built for it, run on
@@ -10,19 +11,23 @@
 #     natively or under qemu-i386 through a binfmt_misc registration made for
 #     the run. Each library's exports and run-time needs are checked with its
 #     target's binutils;
-#  3. where clang with libFuzzer is installed, the fuzz targets built over
+#  3. the macOS universal library, built here and checked, its x86_64 slice
+#     run by the suite natively and its arm64 slice under qemu-aarch64 through
+#     the substitute host's Mach-O loader;
+#  4. where clang with libFuzzer is installed, the fuzz targets built over
 #     instrumented code with ASan and UBSan (the fuzz preset), each replaying
 #     its corpus and then fuzzing for a bounded time; an input that fails is
 #     written into the target's corpus folder, to be committed as a
 #     regression case (ZTK_FUZZ_SECONDS scales the times, 0 replays only);
-#  4. dist/ZTKStrings.xojo_plugin holding the six libraries, its tree checked.
+#  5. dist/ZTKStrings.xojo_plugin holding the seven libraries, its tree checked.
 # Every platform is tried even when another fails; the last lines give each
 # one's result and time. ZTK_FORCE_QEMU=1 takes the qemu paths even where
 # i386 programs run natively. Names given as arguments (dev, asan-ubsan,
-# library, linux-arm64, linux-arm, linux-x86, windows-x64, windows-x86, fuzz,
-# package) run only those steps.
+# library, linux-arm64, linux-arm, linux-x86, windows-x64, windows-x86, macos,
+# fuzz, package) run only those steps.
 set -uo pipefail
 cd "$(dirname "$0")/.."
+bash tools/install_tools.sh
 jobs=$(nproc 2>/dev/null || echo 2)
 # shellcheck source=tools/runners.sh
 . tools/runners.sh
@@ -165,6 +170,44 @@ for row in linux-arm64:aarch64-linux-gnu- linux-arm:arm-linux-gnueabihf- linux-x
   step=${row%%:*}
   wanted "$@" && cross_suite "$step" "${row#*:}"
 done
+# The macOS universal library: built here by clang and lld, checked as
+# Apple's loader would meet it, and run by the whole suite through the
+# substitute host's Mach-O loader, its x86_64 slice natively and its arm64
+# slice under qemu-aarch64. The negative control: the suite must fail
+# against a truncated copy.
+step=macos
+if wanted "$@"; then
+  echo "== macos"
+  start=$SECONDS
+  lib=build/macos-x86_64/ZTKStrings.dylib
+  if ! build macos-x86_64 || ! build macos-arm64; then
+    record macos "FAILED to build" $((SECONDS - start))
+  elif ! cmp -s "$lib" build/macos-arm64/ZTKStrings.dylib; then
+    record macos "FAILED: the two builds of the library differ" $((SECONDS - start))
+  elif ! python3 tools/check_macos_library.py "$lib" cmake/macos/libSystem.tbd; then
+    record macos "FAILED the library check" $((SECONDS - start))
+  else
+    ok=1
+    ctest --preset macos-x86_64 -j "$jobs" || ok=0
+    ctest --preset macos-arm64 -j "$jobs" || ok=0
+    # The x86_64 slice alone, cut in half (a cut universal file can still
+    # hold that slice whole).
+    truncated=build/macos-x86_64/truncated.dylib
+    /usr/lib/llvm-14/bin/llvm-lipo -thin x86_64 -output "$truncated" build/macos-x86_64/ZTKStrings_probe.dylib
+    head -c $(($(stat -c %s "$truncated") / 2)) "$truncated" >"$truncated.part" && mv "$truncated.part" "$truncated"
+    if ZTK_TEST_PLUGIN=$truncated build/macos-x86_64/tests/codecs_tests --gtest_brief=1 >/dev/null 2>&1; then
+      echo "   negative control: the suite passed against a truncated library"
+      ok=0
+    else
+      echo "   negative control: the suite fails against a truncated library, as it must"
+    fi
+    if [ $ok = 1 ]; then
+      record macos "passed (Mach-O loader: x86_64 natively, arm64 under qemu-aarch64)" $((SECONDS - start))
+    else
+      record macos "FAILED" $((SECONDS - start))
+    fi
+  fi
+fi
 step=fuzz
 if wanted "$@"; then
   echo "== fuzz"

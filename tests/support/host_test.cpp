@@ -2,6 +2,7 @@
 
 #include "convert.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
@@ -18,7 +19,10 @@ void HostTest::SetUp() { start(default_settings()); }
 void HostTest::start(const subhost::Settings &settings) {
   plugin.reset();
   host.reset(settings);
-  plugin = std::make_unique<subhost::PluginLibrary>(ZTK_PLUGIN_PATH);
+  // ZTK_TEST_PLUGIN names another library to run the suite against (the
+  // test command's negative control: a damaged library must fail it).
+  const char *other = std::getenv("ZTK_TEST_PLUGIN");
+  plugin = std::make_unique<subhost::PluginLibrary>(other != nullptr ? other : ZTK_PLUGIN_PATH);
   plugin->start();
 }
 
