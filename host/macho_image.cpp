@@ -1,5 +1,16 @@
 #include "macho_image.h"
 
+#if defined(_WIN32)
+#include <stdexcept>
+
+// The Windows test programs never meet a macOS library.
+namespace subhost {
+bool MachOImage::is_macho(const std::string &) { return false; }
+MachOImage::MachOImage(const std::string &path) { throw std::runtime_error("Mach-O: not loaded on Windows: " + path); }
+MachOImage::~MachOImage() = default;
+void *MachOImage::symbol(const char *) const { return nullptr; }
+}  // namespace subhost
+#else
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -487,3 +498,4 @@ void *MachOImage::symbol(const char *name) const {
 }
 
 }  // namespace subhost
+#endif

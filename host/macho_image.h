@@ -8,7 +8,8 @@
 // name), runs the initializers and finds exports in the exports trie.
 // Apple's own loader is not imitated beyond that: no other libraries, no
 // chained fixups, no code signature check (tools/check_macos_library.py
-// checks the signature).
+// checks the signature). Not on Windows, whose test programs never meet a
+// macOS library.
 #pragma once
 
 #include <cstddef>

@@ -12,10 +12,8 @@
 #include <unistd.h>
 #endif
 
-#include "subhost.h"
-#if !defined(_WIN32)
 #include "macho_image.h"
-#endif
+#include "subhost.h"
 
 namespace subhost {
 namespace {
@@ -54,7 +52,6 @@ PluginLibrary::PluginLibrary(const std::string &path) {
     throw std::runtime_error("cannot copy plugin " + path + ": " + error.message());
   }
   copy_ = copy.string();
-#if !defined(_WIN32)
   if (MachOImage::is_macho(copy_)) {
     try {
       macho_ = std::make_unique<MachOImage>(copy_);
@@ -64,7 +61,6 @@ PluginLibrary::PluginLibrary(const std::string &path) {
     }
     return;
   }
-#endif
   handle_ = open_library(copy_);
   if (handle_ == nullptr) {
     const std::string why = last_error();
@@ -74,7 +70,6 @@ PluginLibrary::PluginLibrary(const std::string &path) {
 }
 
 PluginLibrary::~PluginLibrary() {
-  macho_.reset();
   if (handle_ != nullptr) close_library(handle_);
   std::error_code error;
   std::filesystem::remove(copy_, error);
@@ -120,9 +115,7 @@ PluginLibrary &PluginLibrary::started_once(const std::string &path) {
 bool PluginLibrary::exports(const std::string &symbolName) const { return find(symbolName.c_str()) != nullptr; }
 
 void *PluginLibrary::find(const char *name) const {
-#if !defined(_WIN32)
   if (macho_ != nullptr) return macho_->symbol(name);
-#endif
   return symbol(handle_, name);
 }
 
