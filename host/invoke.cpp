@@ -15,20 +15,26 @@ template <> constexpr char kind_of<RBInteger>() { return 'I'; }
 template <> constexpr char kind_of<double>() { return 'D'; }
 template <> constexpr char kind_of<RBBoolean>() { return 'B'; }
 
-// A boolean argument travels widened to 32 bits: Apple's arm64 convention
-// (and clang on x86-64) lets the callee rely on the caller having extended
-// it, which the others' conventions do not ask of a caller. The callee reads
-// the same low byte either way.
+// For a macOS library a boolean argument travels widened to 32 bits: Apple's
+// arm64 convention (and clang on x86-64) lets the callee rely on the caller
+// having extended it, which the other platforms' conventions do not ask of a
+// caller. The callee reads the same low byte either way; other libraries are
+// called through their exact type.
 template <class T> struct Passed { using type = T; };
 template <> struct Passed<RBBoolean> { using type = int32_t; };
+bool gWidened = false;
 
 template <class Signature> struct Invoker;
 template <class R, class... A>
 struct Invoker<R(A...)> {
   template <size_t... I>
   static Value apply(REALproc f, const std::vector<Value> &args, std::index_sequence<I...>) {
-    auto fn = reinterpret_cast<R (*)(typename Passed<A>::type...)>(f);
-    return Value(fn(static_cast<typename Passed<A>::type>(std::get<A>(args[I]))...));
+    if (gWidened) {
+      auto fn = reinterpret_cast<R (*)(typename Passed<A>::type...)>(f);
+      return Value(fn(static_cast<typename Passed<A>::type>(std::get<A>(args[I]))...));
+    }
+    auto fn = reinterpret_cast<R (*)(A...)>(f);
+    return Value(fn(std::get<A>(args[I])...));
   }
   static Value call(REALproc f, const std::vector<Value> &args) {
     return apply(f, args, std::index_sequence_for<A...>{});
@@ -38,6 +44,8 @@ struct Invoker<R(A...)> {
 };
 
 }  // namespace
+
+void pass_booleans_widened(bool widened) { gWidened = widened; }
 
 std::string MethodInfo::name() const {
   const std::string d = declaration;

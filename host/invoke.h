@@ -28,6 +28,9 @@ struct MethodInfo {
 };
 
 const std::vector<MethodInfo> &methods();
+// Whether boolean arguments are passed widened to 32 bits, as a macOS
+// library's convention needs (set by the library loader).
+void pass_booleans_widened(bool widened);
 const MethodInfo *find_method(std::string_view declaration);
 // The row of `name` taking `arity` arguments, or one whose parameters past
 // `arity` all have defaults; null when there is none.

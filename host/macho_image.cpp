@@ -33,11 +33,10 @@ namespace {
 constexpr uint32_t kFatMagic = 0xCAFEBABE;  // big-endian on disk
 constexpr uint32_t kMagic64 = 0xFEEDFACF;
 constexpr uint32_t kDylib = 6;
-constexpr uint32_t kCpuX86_64 = 0x01000007, kCpuArm64 = 0x0100000C;
 #if defined(__x86_64__)
-constexpr uint32_t kOwnCpu = kCpuX86_64;
+constexpr uint32_t kOwnCpu = 0x01000007;
 #elif defined(__aarch64__)
-constexpr uint32_t kOwnCpu = kCpuArm64;
+constexpr uint32_t kOwnCpu = 0x0100000C;
 #else
 constexpr uint32_t kOwnCpu = 0;  // no slice runs here
 #endif

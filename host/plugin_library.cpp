@@ -12,6 +12,7 @@
 #include <unistd.h>
 #endif
 
+#include "invoke.h"
 #include "macho_image.h"
 #include "subhost.h"
 
@@ -55,6 +56,7 @@ PluginLibrary::PluginLibrary(const std::string &path) {
   if (MachOImage::is_macho(copy_)) {
     try {
       macho_ = std::make_unique<MachOImage>(copy_);
+      pass_booleans_widened(true);
     } catch (const std::exception &e) {
       fs::remove(copy_, error);
       throw std::runtime_error("cannot load plugin " + path + ": " + e.what());
