@@ -1,8 +1,9 @@
 // Every fast path against its plain version, at every vector level this CPU
 // offers: the byte and UTF-16 scanning kernels, hex, the bitwise and
 // byte-check kernels, the URL, quoted-printable, MySQL and yEnc codecs
-// against the one-byte codecs the tests keep, the SQL event search, and
-// number formatting against the C formatter. Inputs are copied to exact-size buffers, outputs
+// against the one-byte codecs the tests keep, the SQL event search, the
+// code pages against their tables, and number formatting against the C
+// formatter. Inputs are copied to exact-size buffers, outputs
 // get exactly the room promised, so ASan sees any access past either.
 #include <cstring>
 #include <string>
@@ -13,6 +14,7 @@
 #include "analysis/sql_boolean.h"
 #include "binary/bitwise.h"
 #include "binary/byte_checks.h"
+#include "codecs/code_pages.h"
 #include "codecs/hex.h"
 #include "codecs/mysql.h"
 #include "codecs/quoted_printable.h"
@@ -148,6 +150,21 @@ void text_kernels(ByteView in, uint8_t a, uint8_t b) {
   ztk::units::widen(in.data, in.size, wide.data());
   ztk::units::widen_reference(in.data, in.size, plain.data());
   FUZZ_CHECK(wide == plain);
+  // Both code pages, the units encoded and the bytes decoded, against the
+  // table one unit or byte at a time.
+  for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252}) {
+    Room encoded(units.size());
+    std::string expected;
+    for (uint16_t unit : units) {
+      const int byte = ztk::codepage::find_byte(*table, unit);
+      if (byte >= 0) expected += static_cast<char>(byte);
+    }
+    FUZZ_CHECK(encoded.first(ztk::codepage::encode(*table, u, encoded.data())) == expected);
+    std::vector<uint16_t> decoded(in.size), byTable(in.size);
+    ztk::codepage::decode(*table, in, decoded.data());
+    for (size_t i = 0; i < in.size; ++i) byTable[i] = (*table)[in[i]];
+    FUZZ_CHECK(decoded == byTable);
+  }
   // Every eight bytes a double, formatted both ways.
   char x[ztk::numfmt::kTextBuffer], y[ztk::numfmt::kTextBuffer];
   for (size_t k = 0; k + 8 <= in.size && k < 64; k += 8) {

@@ -60,12 +60,57 @@ bool identity_high(const Table &table) {
 }
 }  // namespace
 
+namespace {
+#if ZTK_WIDE_VECTORS
+// 32 units a block: narrowed at once, the units the page drops (above 0xFF,
+// and for a page of its own in 0x80-0x9F, those too) compressed away, and
+// only units above 0xFF looked up one at a time, among the page's 32 entries
+// for 0x80-0x9F at once. A whole 32-byte store at the output's end is
+// safe: the output never runs ahead of the input, whose room it has.
+// Returns the units taken (a multiple of 32); `written` gets the bytes.
+ZTK_AVX512VBMI2 size_t encode_vbmi2(const Table &table, U16View units, uint8_t *out, size_t &written) {
+  const bool ownC1 = !identity_high(table);
+  const __m512i latin1 = _mm512_set1_epi16(0xFF), c1 = _mm512_set1_epi16(0x80), c1Last = _mm512_set1_epi16(0x1F);
+  const __m512i entries = _mm512_loadu_si512(table.data() + 0x80);
+  size_t i = 0, w = 0;
+  for (; i + 32 <= units.size; i += 32) {
+    const __m512i v = _mm512_loadu_si512(units.data + i);
+    const __mmask32 above = _mm512_cmpgt_epu16_mask(v, latin1);
+    const __mmask32 dropped = ownC1 ? above | _mm512_cmple_epu16_mask(_mm512_sub_epi16(v, c1), c1Last) : above;
+    __m256i bytes = _mm512_maskz_cvtepi16_epi8(~__mmask32{0}, v);  // (the unmasked form trips gcc 12 on -Wmaybe-uninitialized)
+    if (dropped == 0) {  // the common block: every unit is its own byte
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), bytes);
+      w += 32;
+      continue;
+    }
+    __mmask32 keep = ~dropped;
+    for (__mmask32 m = above; m != 0; m &= m - 1) {
+      // The first of the page's entries for 0x80-0x9F that holds the unit.
+      const unsigned lane = static_cast<unsigned>(__builtin_ctz(m));
+      const __mmask32 hit = _mm512_cmpeq_epi16_mask(_mm512_set1_epi16(static_cast<short>(units[i + lane])), entries);
+      if (hit != 0) {
+        bytes = _mm256_mask_set1_epi8(bytes, __mmask32{1} << lane, static_cast<char>(0x80 + __builtin_ctz(hit)));
+        keep |= __mmask32{1} << lane;
+      }
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), _mm256_maskz_compress_epi8(keep, bytes));
+    w += static_cast<size_t>(__builtin_popcount(keep));
+  }
+  written = w;
+  return i;
+}
+#endif
+}  // namespace
+
 size_t encode(const Table &table, U16View units, uint8_t *out) {
   static constexpr units::UnitSet kAboveLatin1(0xFF00, {});
   static constexpr units::UnitSet kAboveOrC1 = kAboveLatin1.with_range(0x80, 0x9F);
   const units::UnitSet &stop = identity_high(table) ? kAboveLatin1 : kAboveOrC1;
-  size_t written = 0;
-  for (size_t i = 0; i < units.size;) {
+  size_t written = 0, i = 0;
+#if ZTK_WIDE_VECTORS
+  if (cpu::active() >= cpu::kAVX512VBMI2) i = encode_vbmi2(table, units, out, written);
+#endif
+  for (; i < units.size;) {
     const size_t end = units::find(units, i, stop);
     units::narrow(units.data + i, end - i, out + written);
     written += end - i;
@@ -79,17 +124,28 @@ size_t encode(const Table &table, U16View units, uint8_t *out) {
 
 namespace {
 #if ZTK_WIDE_VECTORS
-// 32 bytes a step: widened, and those in 0x80-0x9F replaced by the table's
-// 32 entries for that range with one word permute.
+// 32 widened bytes, those in 0x80-0x9F replaced by the page's entries `c1`
+// with one word permute.
+ZTK_AVX512 inline __m512i map_c1(__m512i w, __m512i c1) {
+  const __m512i index = _mm512_sub_epi16(w, _mm512_set1_epi16(0x80));
+  return _mm512_mask_permutexvar_epi16(w, _mm512_cmple_epu16_mask(index, _mm512_set1_epi16(31)), index, c1);
+}
+
+// 32 bytes a step. The units before the output's first 64-byte boundary go
+// in one masked step, so that every later store fills one cache line: a long
+// output lands in memory the cache no longer holds, where a store across two
+// lines costs two line fills.
 ZTK_AVX512 size_t decode_avx512(const Table &table, ByteView bytes, uint16_t *out) {
   const __m512i c1 = _mm512_loadu_si512(table.data() + 0x80);
-  const __m512i base = _mm512_set1_epi16(0x80), last = _mm512_set1_epi16(31);
-  size_t i = 0;
+  size_t i = (64 - (reinterpret_cast<uintptr_t>(out) & 63)) / 2 % 32;
+  if (i + 32 > bytes.size) return 0;
+  if (i > 0) {
+    const __mmask32 head = (__mmask32{1} << i) - 1;
+    _mm512_mask_storeu_epi16(out, head, map_c1(_mm512_cvtepu8_epi16(_mm256_maskz_loadu_epi8(head, bytes.data)), c1));
+  }
   for (; i + 32 <= bytes.size; i += 32) {
     const __m512i w = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes.data + i)));
-    const __m512i index = _mm512_sub_epi16(w, base);
-    const __mmask32 inC1 = _mm512_cmple_epu16_mask(index, last);
-    _mm512_storeu_si512(out + i, _mm512_mask_permutexvar_epi16(w, inC1, index, c1));
+    _mm512_store_si512(out + i, map_c1(w, c1));
   }
   return i;
 }
