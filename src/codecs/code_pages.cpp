@@ -67,9 +67,9 @@ namespace {
 // only units above 0xFF looked up one at a time, among the page's 32 entries
 // for 0x80-0x9F at once. A whole 32-byte store at the output's end is
 // safe: the output never runs ahead of the input, whose room it has.
-// Returns the units taken (a multiple of 32); `written` gets the bytes.
-ZTK_AVX512VBMI2 size_t encode_vbmi2(const Table &table, U16View units, uint8_t *out, size_t &written) {
-  const bool ownC1 = !identity_high(table);
+// `ownC1`: the page maps 0x80-0x9F to characters of its own. Returns the
+// units taken (a multiple of 32); `written` gets the bytes.
+ZTK_AVX512VBMI2 size_t encode_vbmi2(const Table &table, bool ownC1, U16View units, uint8_t *out, size_t &written) {
   const __m512i latin1 = _mm512_set1_epi16(0xFF), c1 = _mm512_set1_epi16(0x80), c1Last = _mm512_set1_epi16(0x1F);
   const __m512i entries = _mm512_loadu_si512(table.data() + 0x80);
   size_t i = 0, w = 0;
@@ -105,10 +105,11 @@ ZTK_AVX512VBMI2 size_t encode_vbmi2(const Table &table, U16View units, uint8_t *
 size_t encode(const Table &table, U16View units, uint8_t *out) {
   static constexpr units::UnitSet kAboveLatin1(0xFF00, {});
   static constexpr units::UnitSet kAboveOrC1 = kAboveLatin1.with_range(0x80, 0x9F);
-  const units::UnitSet &stop = identity_high(table) ? kAboveLatin1 : kAboveOrC1;
+  const bool ownC1 = !identity_high(table);
+  const units::UnitSet &stop = ownC1 ? kAboveOrC1 : kAboveLatin1;
   size_t written = 0, i = 0;
 #if ZTK_WIDE_VECTORS
-  if (cpu::active() >= cpu::kAVX512VBMI2) i = encode_vbmi2(table, units, out, written);
+  if (cpu::active() >= cpu::kAVX512VBMI2) i = encode_vbmi2(table, ownC1, units, out, written);
 #endif
   for (; i < units.size;) {
     const size_t end = units::find(units, i, stop);
