@@ -4,6 +4,7 @@
 #include "analysis/distances.h"
 #include "bench_inputs.h"
 #include "bench_support.h"
+#include "frame/cpu.h"
 
 using namespace ztk_bench;
 
@@ -32,6 +33,28 @@ static void BM_JaroWinkler_Kernel(benchmark::State &state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(BM_JaroWinkler_Kernel)->ArgsProduct({{20, 64, 1000, 10000}, {0, 1}});
+
+// Both distances on short texts at each level this CPU offers (the third
+// argument: 0 plain, 1 SSE2/NEON, 2 AVX2, 3 AVX-512, 4 AVX-512 with VBMI2).
+static void BM_Distance_Level(benchmark::State &state, bool levenshtein) {
+  const auto n = static_cast<size_t>(state.range(0));
+  const auto level = static_cast<ztk::cpu::Level>(state.range(2));
+  if (level > ztk::cpu::best()) {
+    state.SkipWithError("level not offered by this CPU");
+    return;
+  }
+  const auto [ua, ub] = random_pair(n, state.range(1) == 1);
+  int64_t failed = 0;
+  ztk::cpu::limit(level);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(levenshtein ? ztk::distance::levenshtein({ua.data(), n}, {ub.data(), n}, &failed)
+                                         : ztk::distance::jaro_winkler({ua.data(), n}, {ub.data(), n}, &failed));
+  }
+  ztk::cpu::limit(ztk::cpu::kTop);
+  state.SetLabel(ztk::cpu::name(level));
+}
+BENCHMARK_CAPTURE(BM_Distance_Level, Levenshtein, true)->ArgsProduct({{20, 64}, {0, 1}, {0, 1, 2, 3, 4}});
+BENCHMARK_CAPTURE(BM_Distance_Level, JaroWinkler, false)->ArgsProduct({{20, 64}, {0, 1}, {0, 1, 2, 3, 4}});
 
 // Both distances through the host, the same pairs as UTF-8 strings: the
 // plugin's own time beside the time through the host.

@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "frame/cpu.h"
 #include "frame/exceptions.h"
 #include "frame/plugin_alloc.h"
 #include "frame/registry.h"
+#include "frame/simd.h"
 #include "text/rb_text.h"
 
 namespace ztk::distance {
@@ -168,53 +170,244 @@ int64_t osa_columns(const PatternMasks &masks, size_t m, U32View text, uint64_t 
   return score;
 }
 
-// osa_columns for a pattern of up to 64 units: one word, no carries.
-int64_t osa_word(const PatternMasks &masks, size_t m, U32View text) {
+// The number of set bits, portably: once per call, so no instruction is
+// needed for it.
+int bits_set(uint64_t x) {
+  x -= (x >> 1) & 0x5555555555555555u;
+  x = (x & 0x3333333333333333u) + ((x >> 2) & 0x3333333333333333u);
+  x = (x + (x >> 4)) & 0x0F0F0F0F0F0F0F0Fu;
+  return static_cast<int>((x * 0x0101010101010101u) >> 56);
+}
+
+// The recurrence of osa_columns for a pattern of up to 64 units: one word,
+// no carries. Bits above the pattern's last may be set in `pm`: every step
+// carries or shifts upwards only, so they never reach the bits below. No
+// score is kept per column: the last column's vertical deltas add up to its
+// last cell less its first, which is the text's length.
+struct OsaWord {
   uint64_t vp = ~uint64_t{0}, vn = 0, d0 = 0, pmOld = 0;
-  const unsigned lastBit = static_cast<unsigned>(m - 1);
-  auto score = static_cast<int64_t>(m);
-  for (size_t j = 0; j < text.size; ++j) {
-    const uint64_t pm = *masks.row(text[j]);
-    const uint64_t tr = ((~d0 & pm) << 1) & pmOld;
+  uint64_t valid;  // the pattern's bits
+
+  explicit OsaWord(size_t m) : valid(~uint64_t{0} >> (64 - m)) {}
+
+  [[gnu::always_inline]] void step(uint64_t pm) {
+    uint64_t notD0 = ~d0;
+    ZTK_IN_GENERAL_REGISTER(notD0);
+    const uint64_t tr = ((notD0 & pm) << 1) & pmOld;
     d0 = (((pm & vp) + vp) ^ vp) | pm | vn | tr;
     const uint64_t hp = vn | ~(d0 | vp), hn = d0 & vp;
-    score += static_cast<int64_t>((hp >> lastBit) & 1) - static_cast<int64_t>((hn >> lastBit) & 1);
     const uint64_t hpShifted = (hp << 1) | 1, hnShifted = hn << 1;
     vp = hnShifted | ~(d0 | hpShifted);
     vn = hpShifted & d0;
     pmOld = pm;
   }
-  return score;
+  int64_t distance(size_t n) const { return static_cast<int64_t>(n) + bits_set(vp & valid) - bits_set(vn & valid); }
+};
+
+int64_t osa_word(const PatternMasks &masks, size_t m, U32View text) {
+  OsaWord column(m);
+  for (size_t j = 0; j < text.size; ++j) column.step(*masks.row(text[j]));
+  return column.distance(text.size);
+}
+
+// The matches of Jaro's rule for a `b` of up to 64 units, each unit of `a` in
+// turn taking the first unit of `b` within the window that equals it and is
+// not yet taken: the lowest bit of b's positions of that unit (its row), less
+// those taken, within the window. `c` counts the matches, `matchedA` gets
+// a's matched units in order (and one past the last), `takenB` b's matched
+// positions. A row's bits at b's length and above lie outside every window.
+struct JaroWord {
+  size_t m, window;
+  uint32_t *matchedA;
+  uint64_t takenB = 0;
+  size_t c = 0;
+
+  JaroWord(size_t bSize, size_t windowSize, uint32_t *matched) : m(bSize), window(windowSize), matchedA(matched) {}
+
+  // How many units of an `n`-unit a have a window that reaches into b; past
+  // them it only moves on.
+  size_t end(size_t n) const { return std::min(n, m + window); }
+
+  [[gnu::always_inline]] void take(size_t i, uint32_t unit, uint64_t row) {
+    const size_t lo = i > window ? i - window : 0, hi = std::min(m, i + window + 1);
+    uint64_t free = ~takenB;
+    ZTK_IN_GENERAL_REGISTER(free);
+    const uint64_t candidates = row & free & (~uint64_t{0} << lo) & (~uint64_t{0} >> (64 - hi));
+    takenB |= candidates & (~candidates + 1);
+    matchedA[c] = unit;
+    c += candidates != 0;
+  }
+};
+
+size_t jaro_matches(U32View a, U32View b, size_t window, const PatternMasks &masks, uint64_t &takenB,
+                    uint32_t *matchedA) {
+  JaroWord matching(b.size, window, matchedA);
+  const size_t end = matching.end(a.size);
+  for (size_t i = 0; i < end; ++i) matching.take(i, a[i], *masks.row(a[i]));
+  takenB = matching.takenB;
+  return matching.c;
+}
+
+#if ZTK_X86
+namespace base {
+#define ZTK_DISTANCE_TARGET
+struct V {
+  using reg = __m128i;
+  using Column = OsaWord;
+  static constexpr size_t kLanes = 4, kMaxUnits = 16;
+  static reg load_first(const uint32_t *p, size_t n) {
+    return n == kLanes ? _mm_loadu_si128(reinterpret_cast<const __m128i *>(p))
+                       : _mm_setr_epi32(static_cast<int>(p[0]), n > 1 ? static_cast<int>(p[1]) : 0,
+                                        n > 2 ? static_cast<int>(p[2]) : 0, 0);
+  }
+  static reg set1(uint32_t unit) { return _mm_set1_epi32(static_cast<int>(unit)); }
+  static uint64_t equal_bits(reg a, reg b) {
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(a, b))));
+  }
+};
+#include "analysis/distances_level.inc"
+#undef ZTK_DISTANCE_TARGET
+}  // namespace base
+
+#if ZTK_WIDE_VECTORS
+namespace avx2 {
+#define ZTK_DISTANCE_TARGET ZTK_AVX2
+struct V {
+  using reg = __m256i;
+  using Column = OsaWord;
+  static constexpr size_t kLanes = 8, kMaxUnits = 32;
+  // Masked-off lanes are never read, so the load stops at the pattern's end.
+  ZTK_AVX2 static reg load_first(const uint32_t *p, size_t n) {
+    const __m256i keep = _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int>(n)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    return _mm256_maskload_epi32(reinterpret_cast<const int *>(p), keep);
+  }
+  ZTK_AVX2 static reg set1(uint32_t unit) { return _mm256_set1_epi32(static_cast<int>(unit)); }
+  ZTK_AVX2 static uint64_t equal_bits(reg a, reg b) {
+    return static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(a, b))));
+  }
+};
+#include "analysis/distances_level.inc"
+#undef ZTK_DISTANCE_TARGET
+}  // namespace avx2
+
+namespace avx512 {
+#define ZTK_DISTANCE_TARGET ZTK_AVX512
+// OsaWord's recurrence in the low lane of a vector register, where ternary
+// logic does each three-input step in one instruction: the chain each column
+// waits on (vp to vp) is seven operations instead of eleven.
+class OsaLane {
+ public:
+  ZTK_AVX512 explicit OsaLane(size_t m)
+      : vp_(_mm_set1_epi64x(-1)), vn_(_mm_setzero_si128()), d0_(_mm_setzero_si128()), pmOld_(_mm_setzero_si128()),
+        valid_(~uint64_t{0} >> (64 - m)) {}
+
+  ZTK_AVX512 void step(uint64_t pmBits) {
+    const __m128i pm = _mm_cvtsi64_si128(static_cast<int64_t>(pmBits));
+    const __m128i tr = _mm_and_si128(_mm_slli_epi64(_mm_andnot_si128(d0_, pm), 1), pmOld_);
+    const __m128i rest = _mm_ternarylogic_epi64(pm, vn_, tr, 0xFE);  // a | b | c
+    const __m128i sum = _mm_add_epi64(_mm_and_si128(pm, vp_), vp_);
+    d0_ = _mm_ternarylogic_epi64(sum, vp_, rest, 0xBE);              // (a ^ b) | c
+    const __m128i hp = _mm_ternarylogic_epi64(vn_, d0_, vp_, 0xF1);  // a | ~(b | c)
+    const __m128i hpShifted = _mm_or_si128(_mm_slli_epi64(hp, 1), _mm_cvtsi32_si128(1));
+    const __m128i hnShifted = _mm_slli_epi64(_mm_and_si128(d0_, vp_), 1);
+    vp_ = _mm_ternarylogic_epi64(hnShifted, d0_, hpShifted, 0xF1);
+    vn_ = _mm_and_si128(hpShifted, d0_);
+    pmOld_ = pm;
+  }
+  ZTK_AVX512 int64_t distance(size_t n) const {
+    const auto vp = static_cast<uint64_t>(_mm_cvtsi128_si64(vp_)), vn = static_cast<uint64_t>(_mm_cvtsi128_si64(vn_));
+    return static_cast<int64_t>(n) + bits_set(vp & valid_) - bits_set(vn & valid_);
+  }
+
+ private:
+  __m128i vp_, vn_, d0_, pmOld_;
+  uint64_t valid_;
+};
+
+struct V {
+  using reg = __m512i;
+  using Column = OsaLane;
+  static constexpr size_t kLanes = 16, kMaxUnits = 64;
+  ZTK_AVX512 static reg load_first(const uint32_t *p, size_t n) {
+    return _mm512_maskz_loadu_epi32(static_cast<__mmask16>((uint32_t{1} << n) - 1), p);
+  }
+  ZTK_AVX512 static reg set1(uint32_t unit) { return _mm512_set1_epi32(static_cast<int>(unit)); }
+  ZTK_AVX512 static uint64_t equal_bits(reg a, reg b) { return _mm512_cmpeq_epi32_mask(a, b); }
+};
+#include "analysis/distances_level.inc"
+#undef ZTK_DISTANCE_TARGET
+}  // namespace avx512
+#endif  // ZTK_WIDE_VECTORS
+#endif  // ZTK_X86
+
+#if ZTK_NEON
+namespace base {
+#define ZTK_DISTANCE_TARGET
+struct V {
+  using reg = uint32x4_t;
+  using Column = OsaWord;
+  static constexpr size_t kLanes = 4, kMaxUnits = 16;
+  static reg load_first(const uint32_t *p, size_t n) {
+    if (n == kLanes) return vld1q_u32(p);
+    const uint32_t part[kLanes] = {p[0], n > 1 ? p[1] : 0, n > 2 ? p[2] : 0, 0};
+    return vld1q_u32(part);
+  }
+  static reg set1(uint32_t unit) { return vdupq_n_u32(unit); }
+  // NEON has no mask move: each lane's all-ones compare keeps its own bit.
+  static uint64_t equal_bits(reg a, reg b) {
+    const uint32x4_t weights = {1, 2, 4, 8};
+    return vaddvq_u32(vandq_u32(vceqq_u32(a, b), weights));
+  }
+};
+#include "analysis/distances_level.inc"
+#undef ZTK_DISTANCE_TARGET
+}  // namespace base
+#endif  // ZTK_NEON
+
+// The distance and the matches for a pattern (or b) of 1 to 64 units at the
+// widest level that takes it; every level equals the table. Below AVX-512 a
+// unit's compares cost more than its table lookup, so they win only on texts
+// short enough that sparing the table's setup outweighs that.
+constexpr size_t kComparedTextUnits = 64;
+
+int64_t osa_short(U32View pattern, U32View text) {
+  [[maybe_unused]] const cpu::Level level = cpu::active();
+  [[maybe_unused]] const bool shortText = text.size <= kComparedTextUnits;
+#if ZTK_X86 && ZTK_WIDE_VECTORS
+  if (level >= cpu::kAVX512) return avx512::osa_word(pattern, text);
+  if (level == cpu::kAVX2 && shortText && pattern.size <= avx2::V::kMaxUnits) return avx2::osa_word(pattern, text);
+#endif
+#if ZTK_X86 || ZTK_NEON
+  if (level >= cpu::kSSE2 && shortText && pattern.size <= base::V::kMaxUnits) return base::osa_word(pattern, text);
+#endif
+  return osa_word(WordMasks(pattern, text), pattern.size, text);
+}
+
+size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB, uint32_t *matchedA) {
+  [[maybe_unused]] const cpu::Level level = cpu::active();
+  [[maybe_unused]] const bool shortText = a.size <= kComparedTextUnits;
+#if ZTK_X86 && ZTK_WIDE_VECTORS
+  if (level >= cpu::kAVX512) return avx512::jaro_matches(a, b, window, takenB, matchedA);
+  if (level == cpu::kAVX2 && shortText && b.size <= avx2::V::kMaxUnits) {
+    return avx2::jaro_matches(a, b, window, takenB, matchedA);
+  }
+#endif
+#if ZTK_X86 || ZTK_NEON
+  if (level >= cpu::kSSE2 && shortText && b.size <= base::V::kMaxUnits) {
+    return base::jaro_matches(a, b, window, takenB, matchedA);
+  }
+#endif
+  return jaro_matches(a, b, window, WordMasks(b, a), takenB, matchedA);
 }
 
 // The distance with the shorter text as the pattern; nullopt when the
 // scratch memory for a pattern beyond 64 units cannot be had.
 std::optional<int64_t> osa_distance(U32View a, U32View b) {
   const U32View pattern = a.size <= b.size ? a : b, text = a.size <= b.size ? b : a;
-  if (pattern.size <= 64) return osa_word(WordMasks(pattern, text), pattern.size, text);
+  if (pattern.size <= 64) return osa_short(pattern, text);
   const BlockMasks masks(pattern, 4);
   if (!masks.made()) return std::nullopt;
   return osa_columns(masks, pattern.size, text, masks.extra_rows());
-}
-
-// The matches of Jaro's rule for a `b` of up to 64 units, each unit of `a` in
-// turn taking the first unit of `b` within the window that equals it and is
-// not yet taken: the lowest bit of b's positions of that unit, less those
-// taken, within the window. Returns the number of matches; `matchedA` gets
-// a's matched units in order, `takenB` b's matched positions.
-size_t jaro_matches(U32View a, size_t m, size_t window, const PatternMasks &masks, uint64_t &takenB,
-                    uint32_t *matchedA) {
-  size_t c = 0;
-  for (size_t i = 0; i < a.size; ++i) {
-    const size_t lo = i > window ? i - window : 0, hi = std::min(m, i + window + 1);
-    if (lo >= hi) break;  // the window only moves on, past b's end
-    const uint64_t candidates =
-        *masks.row(a[i]) & ~takenB & (~uint64_t{0} << lo) & (~uint64_t{0} >> (64 - hi));
-    takenB |= candidates & (~candidates + 1);
-    matchedA[c] = a[i];
-    c += candidates != 0;
-  }
-  return c;
 }
 
 // Where each unit occurs in a text: its positions grouped by unit, a unit
@@ -372,7 +565,7 @@ std::optional<double> jaro_winkler(U32View a, U32View b, int64_t *failedBytes) {
   if (m <= 64) {
     uint64_t takenB = 0;
     uint32_t matchedA[65];  // one past the last match is written too
-    const auto c = static_cast<int64_t>(jaro_matches(a, m, window, WordMasks(b, a), takenB, matchedA));
+    const auto c = static_cast<int64_t>(jaro_short(a, b, window, takenB, matchedA));
     return jaro_winkler_of(a, b, c, &takenB, matchedA);
   }
   Occurrences occurrences(b, (m + 63) / 64, std::min(n, m));

@@ -34,6 +34,15 @@
 
 #include "frame/cpu.h"
 
+// Keeps a 64-bit word in a general register. Where AVX-512 is enabled but
+// BMI is not, gcc does `~x & y` with kandn in the mask registers, and the
+// moves there and back lengthen any chain that runs through x.
+#if defined(__x86_64__) && defined(__GNUC__)
+#define ZTK_IN_GENERAL_REGISTER(x) __asm__("" : "+r"(x))
+#else
+#define ZTK_IN_GENERAL_REGISTER(x) static_cast<void>(x)
+#endif
+
 namespace ztk::simd {
 
 // A level this target does not compile: it leaves the position as it is.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host_test.h"
+#include "kernel_levels.h"
 
 using namespace ztk_test;
 
@@ -179,6 +180,17 @@ TEST(DistanceKernels, EqualTheReferenceOnRandomTexts) {
 }
 
 namespace {
+// body() at each level this CPU has, from plain up; stops at a failure.
+template <class Body>
+void at_every_level(Body body) {
+  for (int level = ztk::cpu::kPlain; level <= ztk::cpu::best() && !::testing::Test::HasFatalFailure(); ++level) {
+    ztk::cpu::limit(static_cast<ztk::cpu::Level>(level));
+    body();
+    if (::testing::Test::HasFatalFailure()) ADD_FAILURE() << "at level " << ztk::cpu::name(ztk::cpu::active());
+  }
+  ztk::cpu::limit(ztk::cpu::kTop);
+}
+
 // A random text over `alphabet` units from `first`; for surrogates, pairs.
 Units random_units(std::mt19937 &rng, size_t n, uint32_t first, uint32_t alphabet) {
   Units u(n);
@@ -190,7 +202,8 @@ Units random_units(std::mt19937 &rng, size_t n, uint32_t first, uint32_t alphabe
 }
 
 // Random pairs as the distances meet them: texts of up to 300 units over 2,
-// 4, 26 and 62 characters, CJK units, surrogate pairs and units around 255,
+// 4, 26 and 62 characters, CJK units, surrogate pairs, units around 255 and
+// from 0 (vector lanes past a text's end hold zeros),
 // related texts (one an edited copy of the other), lengths at the edges of
 // 64-bit words, and two long pairs; check(a, b) gets each pair.
 template <class Check>
@@ -199,7 +212,7 @@ void for_random_pairs(Check check) {
   struct Alphabet {
     uint32_t first, size;
   };
-  const Alphabet alphabets[] = {{'a', 2}, {'a', 4}, {'a', 26}, {'0', 62}, {0x4E00, 40}, {0xD800, 3}, {250, 12}};
+  const Alphabet alphabets[] = {{'a', 2}, {'a', 4}, {'a', 26}, {'0', 62}, {0x4E00, 40}, {0xD800, 3}, {250, 12}, {0, 3}};
 #ifdef ZTK_EMULATED_TARGET
   const int kPairs = 3000;
 #else
@@ -224,6 +237,7 @@ void for_random_pairs(Check check) {
       }
     }
     check(a, b);
+    if (::testing::Test::HasFatalFailure()) return;
   }
   for (size_t n : {63, 64, 65, 127, 128, 129, 191, 192, 193}) {
     for (size_t m : {n - 1, n, n + 1, size_t{1}, size_t{300}}) {
@@ -237,13 +251,16 @@ void for_random_pairs(Check check) {
 }
 }  // namespace
 
-// The bit-parallel distance gives the full matrix's double, bit for bit.
+// The bit-parallel distance gives the full matrix's double, bit for bit, at
+// every level (short patterns are compared in vector registers).
 TEST(DistanceKernels, LevenshteinEqualsTheFullMatrix) {
   int64_t failed = 0;
   for_random_pairs([&](const Units &a, const Units &b) {
     const double expected = reference_levenshtein(a, b);
-    ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed), expected) << a.size() << " x " << b.size();
-    ASSERT_EQ(*ztk::distance::levenshtein(view(b), view(a), &failed), expected) << b.size() << " x " << a.size();
+    at_every_level([&] {
+      ASSERT_EQ(*ztk::distance::levenshtein(view(a), view(b), &failed), expected) << a.size() << " x " << b.size();
+      ASSERT_EQ(*ztk::distance::levenshtein(view(b), view(a), &failed), expected) << b.size() << " x " << a.size();
+    });
   });
 }
 
@@ -252,9 +269,33 @@ TEST(DistanceKernels, LevenshteinEqualsTheFullMatrix) {
 TEST(DistanceKernels, JaroWinklerEqualsTheWindowSearch) {
   int64_t failed = 0;
   for_random_pairs([&](const Units &a, const Units &b) {
-    ASSERT_EQ(*ztk::distance::jaro_winkler(view(a), view(b), &failed), reference_jaro_winkler(a, b))
-        << a.size() << " x " << b.size();
-    ASSERT_EQ(*ztk::distance::jaro_winkler(view(b), view(a), &failed), reference_jaro_winkler(b, a))
-        << b.size() << " x " << a.size();
+    const double ab = reference_jaro_winkler(a, b), ba = reference_jaro_winkler(b, a);
+    at_every_level([&] {
+      ASSERT_EQ(*ztk::distance::jaro_winkler(view(a), view(b), &failed), ab) << a.size() << " x " << b.size();
+      ASSERT_EQ(*ztk::distance::jaro_winkler(view(b), view(a), &failed), ba) << b.size() << " x " << a.size();
+    });
   });
+}
+
+// A short pattern is loaded into vector registers whole: each text ends right
+// before an unreadable page, so a load past its last unit faults.
+TEST(DistanceKernels, ShortTextsAreReadUpToTheirLastUnitOnly) {
+  std::mt19937 rng(5);
+  int64_t failed = 0;
+  for (size_t m = 1; m <= 66; ++m) {
+    for (size_t n : {m, size_t{64}, size_t{65}, size_t{150}}) {
+      const Units a = random_units(rng, m, 0, 3), b = random_units(rng, n, 0, 3);
+      GuardedBytes ga({reinterpret_cast<const char *>(a.data()), 4 * m});
+      GuardedBytes gb({reinterpret_cast<const char *>(b.data()), 4 * n});
+      const ztk::U32View va{reinterpret_cast<const uint32_t *>(ga.bytes()), m};
+      const ztk::U32View vb{reinterpret_cast<const uint32_t *>(gb.bytes()), n};
+      const double osa = reference_levenshtein(a, b), ab = reference_jaro_winkler(a, b),
+                   ba = reference_jaro_winkler(b, a);
+      at_every_level([&] {
+        ASSERT_EQ(*ztk::distance::levenshtein(va, vb, &failed), osa) << m << " x " << n;
+        ASSERT_EQ(*ztk::distance::jaro_winkler(va, vb, &failed), ab) << m << " x " << n;
+        ASSERT_EQ(*ztk::distance::jaro_winkler(vb, va, &failed), ba) << n << " x " << m;
+      });
+    }
+  }
 }
