@@ -302,7 +302,7 @@ class OsaLane {
         valid_(~uint64_t{0} >> (64 - m)) {}
 
   ZTK_AVX512 void step(uint64_t pmBits) {
-    const __m128i pm = _mm_cvtsi64_si128(static_cast<int64_t>(pmBits));
+    const __m128i pm = _mm_set_epi64x(0, static_cast<long long>(pmBits));
     const __m128i tr = _mm_and_si128(_mm_slli_epi64(_mm_andnot_si128(d0_, pm), 1), pmOld_);
     const __m128i rest = _mm_ternarylogic_epi64(pm, vn_, tr, 0xFE);  // a | b | c
     const __m128i sum = _mm_add_epi64(_mm_and_si128(pm, vp_), vp_);
@@ -315,7 +315,9 @@ class OsaLane {
     pmOld_ = pm;
   }
   ZTK_AVX512 int64_t distance(size_t n) const {
-    const auto vp = static_cast<uint64_t>(_mm_cvtsi128_si64(vp_)), vn = static_cast<uint64_t>(_mm_cvtsi128_si64(vn_));
+    uint64_t vp, vn;  // stored rather than moved: the 32-bit target has no 64-bit move
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(&vp), vp_);
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(&vn), vn_);
     return static_cast<int64_t>(n) + bits_set(vp & valid_) - bits_set(vn & valid_);
   }
 
