@@ -113,6 +113,29 @@ std::string latin_units(size_t n) {
   }
   return s;
 }
+// The same Latin text as UTF-16 units (n bytes of them), its euro signs
+// among them: the units above 0xFF the page holds.
+std::string latin_utf16(size_t n) {
+  const std::string utf8 = latin_text(n);
+  std::string s;
+  for (size_t i = 0; i < utf8.size() && s.size() + 2 <= n;) {
+    const auto c = static_cast<unsigned char>(utf8[i]);
+    unsigned unit = c;
+    if (c >= 0xE0) {
+      unit = (c & 0x0Fu) << 12 | (static_cast<unsigned char>(utf8[i + 1]) & 0x3Fu) << 6 |
+             (static_cast<unsigned char>(utf8[i + 2]) & 0x3Fu);
+      i += 3;
+    } else if (c >= 0xC0) {
+      unit = (c & 0x1Fu) << 6 | (static_cast<unsigned char>(utf8[i + 1]) & 0x3Fu);
+      i += 2;
+    } else {
+      ++i;
+    }
+    s += static_cast<char>(unit & 0xFF);
+    s += static_cast<char>(unit >> 8);
+  }
+  return s;
+}
 // The hex text of n / 2 bytes and the filler a line needs: what the dump's lines read.
 std::string dump_digits(size_t n) { return hex_of(clean_text(n / 2)) + std::string(32, '.'); }
 
@@ -159,6 +182,9 @@ ZTK_CODEC_BENCH(CP1252Decode_random, random_any, {
   return in.size;
 });
 ZTK_CODEC_BENCH(CP1252Encode_latin, latin_units,
+                return ztk::codepage::encode(ztk::codepage::escapecharsCP1252,
+                                             {reinterpret_cast<const uint16_t *>(in.data), in.size / 2}, out));
+ZTK_CODEC_BENCH(CP1252Encode_euro, latin_utf16,
                 return ztk::codepage::encode(ztk::codepage::escapecharsCP1252,
                                              {reinterpret_cast<const uint16_t *>(in.data), in.size / 2}, out));
 ZTK_CODEC_BENCH(MySQLUnescape_text, text, return ztk::mysql::unescape(in, out));

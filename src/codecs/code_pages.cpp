@@ -61,38 +61,107 @@ bool identity_high(const Table &table) {
 }  // namespace
 
 namespace {
+// Where a page's entries for 0x80-0x9F that lie above 0xFF are found, by
+// unit: a hash of the unit picks one of 64 slots, which holds that entry and
+// its byte. Made at compile time for Windows-1252 (the one page with such
+// entries), with the first multiplier that gives each entry a slot of its
+// own; a page serves itself from them when its 32 entries are these.
+struct HighSlots {
+  static constexpr int kShift = 10;  // the product's top six bits
+  static constexpr int slot(uint16_t unit, uint16_t multiplier) {
+    return static_cast<uint16_t>(uint32_t{unit} * multiplier) >> kShift;
+  }
+
+  alignas(64) uint16_t entries[32] = {};  // the page's entries for 0x80-0x9F
+  alignas(64) uint16_t units[64] = {};    // 0: a free slot (no entry above 0xFF is 0)
+  alignas(64) uint16_t bytes[64] = {};
+  uint16_t multiplier = 1;
+  bool made = false;  // false: no multiplier gave every entry a slot of its own
+
+  constexpr explicit HighSlots(const Table &table) {
+    for (int b = 0; b < 32; ++b) entries[b] = table[0x80 + b];
+    for (uint32_t m = 1; m < 0x10000; m += 2) {
+      if (fill(static_cast<uint16_t>(m))) {
+        multiplier = static_cast<uint16_t>(m);
+        made = true;
+        return;
+      }
+    }
+  }
+
+ private:
+  constexpr bool fill(uint16_t m) {
+    for (int k = 0; k < 64; ++k) units[k] = bytes[k] = 0;
+    for (int b = 0; b < 32; ++b) {
+      const uint16_t unit = entries[b];
+      if (unit <= 0xFF) continue;
+      const int k = slot(unit, m);
+      if (units[k] == unit) continue;  // a repeated entry: its first byte stays
+      if (units[k] != 0) return false;
+      units[k] = unit;
+      bytes[k] = static_cast<uint16_t>(0x80 + b);
+    }
+    return true;
+  }
+};
+
+constexpr HighSlots kCP1252Slots(cp1252());
+static_assert(kCP1252Slots.made, "every entry above 0xFF has a slot of its own");
+
 #if ZTK_WIDE_VECTORS
 // 32 units a block: narrowed at once, the units the page drops (above 0xFF,
-// and for a page of its own in 0x80-0x9F, those too) compressed away, and
-// only units above 0xFF looked up one at a time, among the page's 32 entries
-// for 0x80-0x9F at once. A whole 32-byte store at the output's end is
-// safe: the output never runs ahead of the input, whose room it has.
-// `ownC1`: the page maps 0x80-0x9F to characters of its own. Returns the
-// units taken (a multiple of 32); `written` gets the bytes.
+// and for a page of its own in 0x80-0x9F, those too) compressed away. Units
+// above 0xFF are looked up in Windows-1252's slots, all lanes at once, when
+// the page is that one; otherwise one at a time among its 32 entries for
+// 0x80-0x9F. A whole
+// 32-byte store at the output's end is safe: the output never runs ahead of
+// the input, whose room it has. `ownC1`: the page maps 0x80-0x9F to
+// characters of its own. Returns the units taken (a multiple of 32);
+// `written` gets the bytes.
 ZTK_AVX512VBMI2 size_t encode_vbmi2(const Table &table, bool ownC1, U16View units, uint8_t *out, size_t &written) {
+  written = 0;
+  if (units.size < 32) return 0;
   const __m512i latin1 = _mm512_set1_epi16(0xFF), c1 = _mm512_set1_epi16(0x80), c1Last = _mm512_set1_epi16(0x1F);
   const __m512i entries = _mm512_loadu_si512(table.data() + 0x80);
+  const HighSlots &slots = kCP1252Slots;
+  const bool slotted = slots.made && _mm512_cmpneq_epi16_mask(entries, _mm512_load_si512(slots.entries)) == 0;
+  const __m512i multiplier = _mm512_set1_epi16(static_cast<short>(slots.multiplier));
+  const __m512i slotUnits[2] = {_mm512_load_si512(slots.units), _mm512_load_si512(slots.units + 32)};
+  const __m512i slotBytes[2] = {_mm512_load_si512(slots.bytes), _mm512_load_si512(slots.bytes + 32)};
   size_t i = 0, w = 0;
   for (; i + 32 <= units.size; i += 32) {
-    const __m512i v = _mm512_loadu_si512(units.data + i);
+    __m512i v = _mm512_loadu_si512(units.data + i);
     const __mmask32 above = _mm512_cmpgt_epu16_mask(v, latin1);
     const __mmask32 dropped = ownC1 ? above | _mm512_cmple_epu16_mask(_mm512_sub_epi16(v, c1), c1Last) : above;
-    __m256i bytes = _mm512_maskz_cvtepi16_epi8(~__mmask32{0}, v);  // (the unmasked form trips gcc 12 on -Wmaybe-uninitialized)
     if (dropped == 0) {  // the common block: every unit is its own byte
-      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), bytes);
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), _mm512_maskz_cvtepi16_epi8(~__mmask32{0}, v));
       w += 32;
       continue;
     }
     __mmask32 keep = ~dropped;
-    for (__mmask32 m = above; m != 0; m &= m - 1) {
-      // The first of the page's entries for 0x80-0x9F that holds the unit.
-      const unsigned lane = static_cast<unsigned>(__builtin_ctz(m));
-      const __mmask32 hit = _mm512_cmpeq_epi16_mask(_mm512_set1_epi16(static_cast<short>(units[i + lane])), entries);
-      if (hit != 0) {
-        bytes = _mm256_mask_set1_epi8(bytes, __mmask32{1} << lane, static_cast<char>(0x80 + __builtin_ctz(hit)));
-        keep |= __mmask32{1} << lane;
+    // A page without characters of its own in 0x80-0x9F holds no unit above 0xFF.
+    if (ownC1 && above != 0) {
+      if (slotted) {
+        const __m512i slot = _mm512_srli_epi16(_mm512_mullo_epi16(v, multiplier), HighSlots::kShift);
+        const __mmask32 hit = _mm512_mask_cmpeq_epi16_mask(
+            above, _mm512_permutex2var_epi16(slotUnits[0], slot, slotUnits[1]), v);
+        v = _mm512_mask_mov_epi16(v, hit, _mm512_permutex2var_epi16(slotBytes[0], slot, slotBytes[1]));
+        keep |= hit;
+      } else {
+        for (__mmask32 m = above; m != 0; m &= m - 1) {
+          // The first of the page's entries for 0x80-0x9F that holds the unit.
+          const unsigned lane = static_cast<unsigned>(__builtin_ctz(m));
+          const __mmask32 hit =
+              _mm512_cmpeq_epi16_mask(_mm512_set1_epi16(static_cast<short>(units[i + lane])), entries);
+          if (hit != 0) {
+            v = _mm512_mask_set1_epi16(v, __mmask32{1} << lane, static_cast<short>(0x80 + __builtin_ctz(hit)));
+            keep |= __mmask32{1} << lane;
+          }
+        }
       }
     }
+    // (the unmasked narrowing trips gcc 12 on -Wmaybe-uninitialized)
+    const __m256i bytes = _mm512_maskz_cvtepi16_epi8(~__mmask32{0}, v);
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), _mm256_maskz_compress_epi8(keep, bytes));
     w += static_cast<size_t>(__builtin_popcount(keep));
   }

@@ -105,8 +105,19 @@ TEST(CodePageTables, ReverseSearchEqualsAScanFromEntryZero) {
 // gives one unit (or byte) at a time, at every level.
 TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
   std::mt19937 rng(31);
-  static const char16_t kUnits[] = {0, u'a', 0x7F, 0x80, 0x81, 0x8D, 0x9F, 0xA0, 0xE9, 0xFF, 0x100,
-                                    0x20AC, 0x2122, 0x0178, 0x017D, 0xD83D, 0xFFFF};
+  // Units either side of every range boundary, and each of Windows-1252's
+  // characters above 0xFF with its neighbours.
+  std::vector<char16_t> kUnits = {0, u'a', 0x7F, 0x80, 0x81, 0x8D, 0x9F, 0xA0, 0xE9, 0xFF, 0x100, 0xD83D, 0xFFFF};
+  for (int b = 0x80; b <= 0x9F; ++b) {
+    const char16_t unit = ztk::codepage::escapecharsCP1252[b];
+    if (unit > 0xFF) kUnits.insert(kUnits.end(), {unit, static_cast<char16_t>(unit - 1), static_cast<char16_t>(unit + 1)});
+  }
+  // A page of characters above 0xFF that Windows-1252 does not hold, one of
+  // them twice: its first byte is the one found.
+  ztk::codepage::Table other = ztk::codepage::escapecharsCP1252;
+  other[0x81] = 0x20AC;
+  other[0x8D] = 0x0101;
+  kUnits.push_back(0x0101);
   for_each_level([&](ztk::cpu::Level) {
     for (size_t n = 0; n <= 200; n += 1 + n / 20) {
       for (int density : {0, 3, 30}) {
@@ -114,7 +125,7 @@ TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
         std::string bytes(n, 'x');
         for (size_t i = 0; i < n; ++i) {
           if (density > 0 && rng() % static_cast<unsigned>(density) == 0) {
-            text[i] = kUnits[rng() % std::size(kUnits)];
+            text[i] = kUnits[rng() % kUnits.size()];
             bytes[i] = static_cast<char>(rng());
           } else {
             text[i] = static_cast<char16_t>(' ' + rng() % 95);
@@ -122,7 +133,8 @@ TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
         }
         const GuardedBytes units(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * n));
         const GuardedBytes raw(bytes);
-        for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252}) {
+        for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252,
+                                  static_cast<const ztk::codepage::Table *>(&other)}) {
           std::string expect;
           for (char16_t c : text) {
             const int b = ztk::codepage::find_byte(*table, c);
