@@ -276,10 +276,13 @@ struct V {
   using reg = __m256i;
   using Column = OsaWord;
   static constexpr size_t kLanes = 8, kMaxUnits = 32;
-  // Masked-off lanes are never read, so the load stops at the pattern's end.
+  // A part register is assembled unit by unit, not by vpmaskmovd: qemu's
+  // emulation of that reads the masked-off lanes too, past the pattern's end.
   ZTK_AVX2 static reg load_first(const uint32_t *p, size_t n) {
-    const __m256i keep = _mm256_cmpgt_epi32(_mm256_set1_epi32(static_cast<int>(n)), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
-    return _mm256_maskload_epi32(reinterpret_cast<const int *>(p), keep);
+    if (n == kLanes) return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+    uint32_t part[kLanes] = {};
+    for (size_t k = 0; k < n; ++k) part[k] = p[k];
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(part));
   }
   ZTK_AVX2 static reg set1(uint32_t unit) { return _mm256_set1_epi32(static_cast<int>(unit)); }
   ZTK_AVX2 static uint64_t equal_bits(reg a, reg b) {
