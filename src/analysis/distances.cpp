@@ -256,9 +256,10 @@ struct V {
   using Column = OsaWord;
   static constexpr size_t kLanes = 4, kMaxUnits = 16;
   static reg load_first(const uint32_t *p, size_t n) {
-    return n == kLanes ? _mm_loadu_si128(reinterpret_cast<const __m128i *>(p))
-                       : _mm_setr_epi32(static_cast<int>(p[0]), n > 1 ? static_cast<int>(p[1]) : 0,
-                                        n > 2 ? static_cast<int>(p[2]) : 0, 0);
+    if (n == kLanes) return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+    uint32_t part[kLanes] = {};
+    for (size_t k = 0; k < n; ++k) part[k] = p[k];
+    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(part));
   }
   static reg set1(uint32_t unit) { return _mm_set1_epi32(static_cast<int>(unit)); }
   static uint64_t equal_bits(reg a, reg b) {
@@ -276,8 +277,9 @@ struct V {
   using reg = __m256i;
   using Column = OsaWord;
   static constexpr size_t kLanes = 8, kMaxUnits = 32;
-  // A part register is assembled unit by unit, not by vpmaskmovd: qemu's
-  // emulation of that reads the masked-off lanes too, past the pattern's end.
+  // A part register is assembled unit by unit, as at the 16-byte level, not
+  // by vpmaskmovd: qemu's emulation of that reads the masked-off lanes too,
+  // past the pattern's end.
   ZTK_AVX2 static reg load_first(const uint32_t *p, size_t n) {
     if (n == kLanes) return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
     uint32_t part[kLanes] = {};
@@ -354,7 +356,8 @@ struct V {
   static constexpr size_t kLanes = 4, kMaxUnits = 16;
   static reg load_first(const uint32_t *p, size_t n) {
     if (n == kLanes) return vld1q_u32(p);
-    const uint32_t part[kLanes] = {p[0], n > 1 ? p[1] : 0, n > 2 ? p[2] : 0, 0};
+    uint32_t part[kLanes] = {};
+    for (size_t k = 0; k < n; ++k) part[k] = p[k];
     return vld1q_u32(part);
   }
   static reg set1(uint32_t unit) { return vdupq_n_u32(unit); }
