@@ -108,6 +108,9 @@ REALstring Host::make_empty_string() { return new_string(nullptr, 0, enc::kNone)
 std::string Host::bytes(REALstring s) {
   return s == nullptr ? std::string() : std::string(reinterpret_cast<char *>(s->storage + 1), s->length);
 }
+std::string_view Host::view(REALstring s) {
+  return s == nullptr ? std::string_view() : std::string_view(reinterpret_cast<char *>(s->storage + 1), s->length);
+}
 uint32_t Host::encoding(REALstring s) { return s == nullptr ? enc::kNone : s->encoding; }
 int32_t Host::refs(REALstring s) { return s == nullptr ? 0 : s->refCount; }
 void Host::release(REALstring s) { unref(s); }
@@ -165,8 +168,9 @@ RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *r
   const ServiceClock clock;
   if (s == nullptr || record == nullptr || !H().check(s, "PluginGetStringData")) return 0;
   if (H().settings.unreadable.count(s) != 0) return 0;
-  std::string bytes = Host::bytes(s);
-  if (encoding != enc::kNone && encoding != s->encoding) bytes = convert(bytes, s->encoding, encoding);
+  std::string converted;
+  std::string_view bytes = Host::view(s);
+  if (encoding != enc::kNone && encoding != s->encoding) bytes = converted = convert(bytes, s->encoding, encoding);
   unsigned char *copy = H().alloc_block(bytes.size());
   if (copy == nullptr) return 0;
   if (!bytes.empty()) std::memcpy(copy, bytes.data(), bytes.size());
@@ -237,7 +241,7 @@ REALstring REALConvertString(REALstring s, uint32_t encoding) {
   const ServiceClock clock;
   if (H().fail("REALConvertString") || s == nullptr || !H().check(s, "REALConvertString")) return nullptr;
   ++H().ledger.conversions;
-  const std::string bytes = convert(Host::bytes(s), s->encoding, encoding);
+  const std::string bytes = convert(Host::view(s), s->encoding, encoding);
   return H().new_string(bytes.data(), bytes.size(), encoding);
 }
 

@@ -90,6 +90,8 @@ class Host {
   REALstring make_string(std::string_view bytes, uint32_t encoding);
   REALstring make_empty_string();  // a non-null string of no bytes, tagged 0xFFFF
   static std::string bytes(REALstring s);
+  // The same bytes in place, valid while the string lives.
+  static std::string_view view(REALstring s);
   static uint32_t encoding(REALstring s);
   static int32_t refs(REALstring s);
   void release(REALstring s);

@@ -4,10 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "carried_code_pages.h"
 #include "frame/rb_types.h"
 
 using subhost::convert;
+using subhost::decode;
+using subhost::encode;
 
 TEST(HostConversion, KnownVectors) {
   struct Case {
@@ -35,6 +39,29 @@ TEST(HostConversion, KnownVectors) {
   for (const Case &c : cases) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(convert(c.in, c.from, c.to), c.out);
+  }
+}
+
+// UTF-16 to UTF-8 has its own loop (eight ASCII units at a time, the rest
+// without branches); it equals decoding into characters and encoding those.
+TEST(HostConversion, DirectConversionEqualsCharacterByCharacter) {
+  std::mt19937 rng(7);
+  // Units drawn so that ASCII runs, Latin letters, the three UTF-8 lengths and
+  // every surrogate case (pairs, lone halves, a half at the end) all occur.
+  const char16_t pool[] = {u'a', u'Z', 0x7F, 0x80, 0xE9, 0x7FF, 0x800, 0x20AC, 0xD7FF, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
+  for (int round = 0; round < 4000; ++round) {
+    const size_t n = rng() % 70;
+    const int asciiShare = static_cast<int>(rng() % 4);  // 0: none .. 3: mostly ASCII
+    std::string bytes;
+    for (size_t k = 0; k < n; ++k) {
+      const char16_t u = static_cast<int>(rng() % 4) < asciiShare ? static_cast<char16_t>(0x20 + rng() % 0x5F)
+                                                                  : pool[rng() % std::size(pool)];
+      bytes += static_cast<char>(u & 0xFF);
+      bytes += static_cast<char>(u >> 8);
+    }
+    if (rng() % 5 == 0) bytes += 'x';  // an odd byte count
+    SCOPED_TRACE(testing::Message() << "round " << round);
+    ASSERT_EQ(convert(bytes, enc::kUTF16, enc::kUTF8), encode(decode(bytes, enc::kUTF16), enc::kUTF8));
   }
 }
 
