@@ -87,48 +87,37 @@ const CodePage *code_page(uint32_t encoding) {
 
 // The decoders hand each character to `put` as they find it, so that a
 // conversion goes from bytes to bytes without a string of code points between.
+// The character at p[i] (U+FFFD for a maximal invalid subpart); moves i past it.
+char32_t utf8_at(const uint8_t *p, size_t n, size_t &i) {
+  const uint8_t b = p[i++];
+  if (b < 0x80) return b;
+  int need = 0;
+  char32_t cp = 0;
+  uint8_t lo = 0x80, hi = 0xBF;
+  if (b >= 0xC2 && b <= 0xDF) { need = 1; cp = b & 0x1F; }
+  else if (b >= 0xE0 && b <= 0xEF) {
+    need = 2; cp = b & 0x0F;
+    if (b == 0xE0) lo = 0xA0;
+    if (b == 0xED) hi = 0x9F;
+  } else if (b >= 0xF0 && b <= 0xF4) {
+    need = 3; cp = b & 0x07;
+    if (b == 0xF0) lo = 0x90;
+    if (b == 0xF4) hi = 0x8F;
+  } else {
+    return kReplacement;
+  }
+  for (int k = 0; k < need; ++k, ++i) {
+    const uint8_t lower = k == 0 ? lo : 0x80, upper = k == 0 ? hi : 0xBF;
+    if (i >= n || p[i] < lower || p[i] > upper) return kReplacement;
+    cp = (cp << 6) | (p[i] & 0x3F);
+  }
+  return cp;
+}
+
 template <class Put>
 void each_utf8(std::string_view s, Put put) {
   const auto *p = reinterpret_cast<const uint8_t *>(s.data());
-  const size_t n = s.size();
-  size_t i = 0;
-  while (i < n) {
-    const uint8_t b = p[i];
-    if (b < 0x80) {
-      put(b);
-      ++i;
-      continue;
-    }
-    int need = 0;
-    char32_t cp = 0;
-    uint8_t lo = 0x80, hi = 0xBF;
-    if (b >= 0xC2 && b <= 0xDF) { need = 1; cp = b & 0x1F; }
-    else if (b >= 0xE0 && b <= 0xEF) {
-      need = 2; cp = b & 0x0F;
-      if (b == 0xE0) lo = 0xA0;
-      if (b == 0xED) hi = 0x9F;
-    } else if (b >= 0xF0 && b <= 0xF4) {
-      need = 3; cp = b & 0x07;
-      if (b == 0xF0) lo = 0x90;
-      if (b == 0xF4) hi = 0x8F;
-    } else {
-      put(kReplacement);
-      ++i;
-      continue;
-    }
-    size_t j = i + 1;
-    bool ok = true;
-    for (int k = 0; k < need; ++k, ++j) {
-      const uint8_t lower = k == 0 ? lo : 0x80, upper = k == 0 ? hi : 0xBF;
-      if (j >= n || p[j] < lower || p[j] > upper) {
-        ok = false;
-        break;
-      }
-      cp = (cp << 6) | (p[j] & 0x3F);
-    }
-    put(ok ? cp : kReplacement);  // a maximal invalid subpart is one U+FFFD
-    i = j;
-  }
+  for (size_t i = 0; i < s.size();) put(utf8_at(p, s.size(), i));
 }
 
 template <class Put>
@@ -180,14 +169,12 @@ class Writer {
     if (used_ + n > out_.size()) out_.resize(2 * out_.size() + n);
   }
   void put(uint8_t b) { out_[used_++] = static_cast<char>(b); }
-  // Writes three bytes and keeps the first n of them.
-  void put3(uint8_t a, uint8_t b, uint8_t c, size_t n) {
-    room(3);
-    out_[used_] = static_cast<char>(a);
-    out_[used_ + 1] = static_cast<char>(b);
-    out_[used_ + 2] = static_cast<char>(c);
-    used_ += n;
+  // Room for n bytes written through the pointer, then kept by commit.
+  uint8_t *claim(size_t n) {
+    room(n);
+    return reinterpret_cast<uint8_t *>(out_.data()) + used_;
   }
+  void commit(size_t n) { used_ += n; }
   std::string take() {
     out_.resize(used_);
     return std::move(out_);
@@ -198,27 +185,37 @@ class Writer {
   size_t used_ = 0;
 };
 
+// Writes the UTF-8 form of cp at o; answers its length.
+size_t utf8_of(char32_t cp, uint8_t *o) {
+  if (cp < 0x80) {
+    o[0] = static_cast<uint8_t>(cp);
+    return 1;
+  }
+  if (cp < 0x800) {
+    o[0] = static_cast<uint8_t>(0xC0 | (cp >> 6));
+    o[1] = static_cast<uint8_t>(0x80 | (cp & 0x3F));
+    return 2;
+  }
+  if (cp < 0x10000) {
+    o[0] = static_cast<uint8_t>(0xE0 | (cp >> 12));
+    o[1] = static_cast<uint8_t>(0x80 | ((cp >> 6) & 0x3F));
+    o[2] = static_cast<uint8_t>(0x80 | (cp & 0x3F));
+    return 3;
+  }
+  o[0] = static_cast<uint8_t>(0xF0 | (cp >> 18));
+  o[1] = static_cast<uint8_t>(0x80 | ((cp >> 12) & 0x3F));
+  o[2] = static_cast<uint8_t>(0x80 | ((cp >> 6) & 0x3F));
+  o[3] = static_cast<uint8_t>(0x80 | (cp & 0x3F));
+  return 4;
+}
+
 class Encoder {
  public:
   explicit Encoder(uint32_t encoding) : encoding_(encoding), page_(code_page(encoding)) {}
   void put(Writer &w, char32_t cp) const {
-    w.room(4);
+    w.room(4);  // the most any character takes
     if (encoding_ == enc::kUTF8) {
-      if (cp < 0x80) {
-        w.put(static_cast<uint8_t>(cp));
-      } else if (cp < 0x800) {
-        w.put(static_cast<uint8_t>(0xC0 | (cp >> 6)));
-        w.put(static_cast<uint8_t>(0x80 | (cp & 0x3F)));
-      } else if (cp < 0x10000) {
-        w.put(static_cast<uint8_t>(0xE0 | (cp >> 12)));
-        w.put(static_cast<uint8_t>(0x80 | ((cp >> 6) & 0x3F)));
-        w.put(static_cast<uint8_t>(0x80 | (cp & 0x3F)));
-      } else {
-        w.put(static_cast<uint8_t>(0xF0 | (cp >> 18)));
-        w.put(static_cast<uint8_t>(0x80 | ((cp >> 12) & 0x3F)));
-        w.put(static_cast<uint8_t>(0x80 | ((cp >> 6) & 0x3F)));
-        w.put(static_cast<uint8_t>(0x80 | (cp & 0x3F)));
-      }
+      w.commit(utf8_of(cp, w.claim(4)));
     } else if (encoding_ == enc::kUTF16) {
       if (cp >= 0x10000) {
         put_u16(w, static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)));
@@ -260,7 +257,6 @@ size_t most_characters(size_t n, uint32_t encoding) {
 // value (text mixing ASCII and Latin letters at random mispredicted the
 // character-by-character encoder at every other character).
 std::string utf16_to_utf8(std::string_view s) {
-  const Encoder encoder(enc::kUTF8);
   Writer out(s.size() / 2);
   const size_t units = s.size() / 2;
   const auto *p = reinterpret_cast<const uint8_t *>(s.data());
@@ -271,33 +267,61 @@ std::string utf16_to_utf8(std::string_view s) {
     return any == 0;
   };
   for (size_t k = 0; k < units;) {
+    // Eight units take at most 25 bytes (seven of three, then a pair of four).
+    uint8_t *o = out.claim(32);
     if (k + 8 <= units && ascii8(k)) {
-      out.room(8);
-      for (size_t j = 0; j < 8; ++j) out.put(p[2 * (k + j)]);
+      for (size_t j = 0; j < 8; ++j) o[j] = p[2 * (k + j)];
+      out.commit(8);
       k += 8;
       continue;
     }
     // The next eight units (or the rest) one by one; a pair may end past them.
+    size_t w = 0;
     for (const size_t end = k + 8 < units ? k + 8 : units; k < end;) {
       const uint32_t u = unit(k);
       if (u >= 0xD800 && u <= 0xDFFF) {
-        if (u <= 0xDBFF && k + 1 < units && unit(k + 1) >= 0xDC00 && unit(k + 1) <= 0xDFFF) {
-          encoder.put(out, 0x10000 + ((char32_t(u) - 0xD800) << 10) + (unit(k + 1) - 0xDC00));
-          k += 2;
-        } else {
-          encoder.put(out, kReplacement);
-          ++k;
-        }
+        const bool pair = u <= 0xDBFF && k + 1 < units && unit(k + 1) >= 0xDC00 && unit(k + 1) <= 0xDFFF;
+        w += utf8_of(pair ? 0x10000 + ((char32_t(u) - 0xD800) << 10) + (unit(k + 1) - 0xDC00) : kReplacement, o + w);
+        k += pair ? 2 : 1;
         continue;
       }
       const uint32_t two = u >= 0x80, three = u >= 0x800;
-      const uint8_t lead = three ? 0xE0 | (u >> 12) : two ? 0xC0 | (u >> 6) : u;
-      const uint8_t middle = three ? 0x80 | ((u >> 6) & 0x3F) : 0x80 | (u & 0x3F);
-      out.put3(lead, middle, static_cast<uint8_t>(0x80 | (u & 0x3F)), 1 + two + three);
+      o[w] = static_cast<uint8_t>(three ? 0xE0 | (u >> 12) : two ? 0xC0 | (u >> 6) : u);
+      o[w + 1] = static_cast<uint8_t>(three ? 0x80 | ((u >> 6) & 0x3F) : 0x80 | (u & 0x3F));
+      o[w + 2] = static_cast<uint8_t>(0x80 | (u & 0x3F));
+      w += 1 + two + three;
       ++k;
     }
+    out.commit(w);
   }
-  if (s.size() % 2 != 0) encoder.put(out, kReplacement);
+  if (s.size() % 2 != 0) out.commit(utf8_of(kReplacement, out.claim(4)));
+  return out.take();
+}
+
+// UTF-8 to UTF-16 is how a plugin reads text as UTF-16; ASCII goes eight
+// bytes at a time.
+std::string utf8_to_utf16(std::string_view s) {
+  const Encoder encoder(enc::kUTF16);
+  Writer out(2 * s.size());
+  const auto *p = reinterpret_cast<const uint8_t *>(s.data());
+  const size_t n = s.size();
+  for (size_t i = 0; i < n;) {
+    if (i + 8 <= n) {
+      uint8_t any = 0;
+      for (size_t j = 0; j < 8; ++j) any |= p[i + j];
+      if (any < 0x80) {
+        uint8_t *o = out.claim(16);
+        for (size_t j = 0; j < 8; ++j) {
+          o[2 * j] = p[i + j];
+          o[2 * j + 1] = 0;
+        }
+        out.commit(16);
+        i += 8;
+        continue;
+      }
+    }
+    encoder.put(out, utf8_at(p, n, i));
+  }
   return out.take();
 }
 
@@ -325,6 +349,7 @@ std::string encode(std::u32string_view text, uint32_t encoding) {
 std::string convert(std::string_view bytes, uint32_t from, uint32_t to) {
   if (from == to || from == enc::kNone || to == enc::kNone) return std::string(bytes);
   if (from == enc::kUTF16 && to == enc::kUTF8) return utf16_to_utf8(bytes);
+  if (from == enc::kUTF8 && to == enc::kUTF16) return utf8_to_utf16(bytes);
   const Encoder encoder(to);
   // Sized for text of one unit a character, which then never grows.
   Writer out((from == enc::kUTF16 ? bytes.size() / 2 : from == enc::kUTF32 ? bytes.size() / 4 : bytes.size()) *

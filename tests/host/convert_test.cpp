@@ -42,9 +42,10 @@ TEST(HostConversion, KnownVectors) {
   }
 }
 
-// UTF-16 to UTF-8 has its own loop (eight ASCII units at a time, the rest
-// without branches); it equals decoding into characters and encoding those.
-TEST(HostConversion, DirectConversionEqualsCharacterByCharacter) {
+// UTF-16 to UTF-8 and back have their own loops (ASCII eight units at a
+// time, UTF-16 to UTF-8 without branches on a character's value); they equal
+// decoding into characters and encoding those.
+TEST(HostConversion, DirectConversionsEqualCharacterByCharacter) {
   std::mt19937 rng(7);
   // Units drawn so that ASCII runs, Latin letters, the three UTF-8 lengths and
   // every surrogate case (pairs, lone halves, a half at the end) all occur.
@@ -62,6 +63,20 @@ TEST(HostConversion, DirectConversionEqualsCharacterByCharacter) {
     if (rng() % 5 == 0) bytes += 'x';  // an odd byte count
     SCOPED_TRACE(testing::Message() << "round " << round);
     ASSERT_EQ(convert(bytes, enc::kUTF16, enc::kUTF8), encode(decode(bytes, enc::kUTF16), enc::kUTF8));
+  }
+  // UTF-8 from pieces: ASCII, every sequence length, and the invalid kinds
+  // (stray continuations, overlong lead, surrogate, beyond U+10FFFF, cut short).
+  const char *pieces[] = {"a",  "Hello, ", "\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80",
+                          "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "\xF0\x9F", "\xFF",
+                          "\x80\x80\x80\x80\x80\x80\x80\x80"};
+  for (int round = 0; round < 4000; ++round) {
+    std::string bytes;
+    const int asciiShare = static_cast<int>(rng() % 4);
+    for (size_t k = rng() % 40; k > 0; --k) {
+      bytes += static_cast<int>(rng() % 4) < asciiShare ? pieces[rng() % 2] : pieces[rng() % std::size(pieces)];
+    }
+    SCOPED_TRACE(testing::Message() << "UTF-8 round " << round);
+    ASSERT_EQ(convert(bytes, enc::kUTF8, enc::kUTF16), encode(decode(bytes, enc::kUTF8), enc::kUTF16));
   }
 }
 
