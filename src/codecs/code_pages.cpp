@@ -1,5 +1,7 @@
 #include "codecs/code_pages.h"
 
+#include <cstring>
+
 #include "frame/cpu.h"
 #include "frame/registry.h"
 #include "frame/simd.h"
@@ -171,6 +173,39 @@ ZTK_AVX512VBMI2 size_t encode_vbmi2(const Table &table, bool ownC1, U16View unit
 #endif
 }  // namespace
 
+namespace {
+// The byte of a unit a run stopped at, or -1. When the page's entries for
+// 0x80-0x9F are Windows-1252's (`slotted`), those above 0xFF are found by
+// their slot, and a unit in 0x80-0x9F is none of them (the page's other
+// entries there are 0); the rest by the search.
+int stop_byte(const Table &table, bool slotted, uint16_t unit) {
+  if (slotted && unit > 0xFF) {
+    const int k = HighSlots::slot(unit, kCP1252Slots.multiplier);
+    return kCP1252Slots.units[k] == unit ? kCP1252Slots.bytes[k] : -1;
+  }
+  if (slotted && unit >= 0x80 && unit <= 0x9F) return -1;
+  return find_byte(table, unit);
+}
+
+// Moves n bytes down by `by` places; in text that drops many units the
+// stretches are short, and a call to memmove would cost more than they do.
+inline void move_down(uint8_t *from, size_t by, size_t n) {
+  if (n >= 32) {
+    std::memmove(from - by, from, n);
+  } else {
+    for (size_t k = 0; k < n; ++k) from[k - by] = from[k];
+  }
+}
+
+bool slots_serve(const Table &table) {
+  if (!kCP1252Slots.made) return false;
+  for (int b = 0; b < 32; ++b) {
+    if (table[0x80 + b] != kCP1252Slots.entries[b]) return false;
+  }
+  return true;
+}
+}  // namespace
+
 size_t encode(const Table &table, U16View units, uint8_t *out) {
   static constexpr units::UnitSet kAboveLatin1(0xFF00, {});
   static constexpr units::UnitSet kAboveOrC1 = kAboveLatin1.with_range(0x80, 0x9F);
@@ -180,14 +215,38 @@ size_t encode(const Table &table, U16View units, uint8_t *out) {
 #if ZTK_WIDE_VECTORS
   if (cpu::active() >= cpu::kAVX512VBMI2) i = encode_vbmi2(table, ownC1, units, out, written);
 #endif
+  // A chunk at a time: every unit narrowed at once and the units the runs stop
+  // at marked in a bit set, then each of those gets its byte in place, and
+  // one the page drops moves the bytes after it down. Run by run (a search,
+  // then a narrowing) cost more than plain code on text with a euro sign
+  // every few words. The output never runs ahead of the input, whose room it has.
+  constexpr size_t kChunk = 1024;
+  uint64_t stops[kChunk / 64];
+  int slotted = -1;  // found at the first stop
   for (; i < units.size;) {
-    const size_t end = units::find(units, i, stop);
-    units::narrow(units.data + i, end - i, out + written);
-    written += end - i;
-    if (end == units.size) break;
-    const int b = find_byte(table, units[end]);
-    if (b >= 0) out[written++] = static_cast<uint8_t>(b);
-    i = end + 1;
+    const size_t n = units.size - i > kChunk ? kChunk : units.size - i;
+    uint8_t *o = out + written;  // o[k]: the byte of unit i + k, less the units dropped before it
+    units::narrow(units.data + i, n, o);
+    units::mark({units.data + i, n}, stop, stops);
+    size_t dropped = 0, next = 0;  // next: the first unit whose byte is not yet in place
+    for (size_t w = 0; w < (n + 63) / 64; ++w) {
+      for (uint64_t m = stops[w]; m != 0; m &= m - 1) {
+        const size_t at = 64 * w + static_cast<size_t>(__builtin_ctzll(m));
+        if (dropped > 0) move_down(o + next, dropped, at - next);
+        const uint16_t unit = units[i + at];
+        if (slotted < 0) slotted = ownC1 && slots_serve(table);
+        const int b = stop_byte(table, slotted > 0, unit);
+        if (b >= 0) {
+          o[at - dropped] = static_cast<uint8_t>(b);
+        } else {
+          ++dropped;
+        }
+        next = at + 1;
+      }
+    }
+    if (dropped > 0) move_down(o + next, dropped, n - next);
+    written += n - dropped;
+    i += n;
   }
   return written;
 }

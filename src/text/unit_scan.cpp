@@ -11,6 +11,13 @@ size_t find_reference(U16View units, size_t from, const UnitSet &set) {
   return units.size;
 }
 
+void mark_reference(U16View units, const UnitSet &set, uint64_t *bits) {
+  for (size_t w = 0; w < (units.size + 63) / 64; ++w) bits[w] = 0;
+  for (size_t i = 0; i < units.size; ++i) {
+    if (set.contains(units[i])) bits[i / 64] |= uint64_t{1} << (i % 64);
+  }
+}
+
 void narrow_reference(const uint16_t *in, size_t n, uint8_t *out) {
   for (size_t i = 0; i < n; ++i) out[i] = static_cast<uint8_t>(in[i]);
 }
@@ -56,6 +63,21 @@ size_t find_sse2(U16View units, size_t from, const UnitSet &set) {
     if (const int m = _mm_movemask_epi8(s.hits(v))) return i + static_cast<size_t>(__builtin_ctz(m)) / 2;
   }
   return units.size - (units.size - from) % 8;  // where the whole blocks ended
+}
+
+// Whole words of 64 units from `from` (a multiple of 64); answers where they end.
+size_t mark_sse2(U16View units, size_t from, const UnitSet &set, uint64_t *bits) {
+  const Sse2Set s(set);
+  size_t i = from;
+  for (; i + 64 <= units.size; i += 64) {
+    uint64_t word = 0;
+    for (unsigned k = 0; k < 64; k += 8) {
+      const __m128i h = s.hits(_mm_loadu_si128(reinterpret_cast<const __m128i *>(units.data + i + k)));
+      word |= static_cast<uint64_t>(_mm_movemask_epi8(_mm_packs_epi16(h, h)) & 0xFF) << k;
+    }
+    bits[i / 64] = word;
+  }
+  return i;
 }
 
 size_t narrow_sse2(const uint16_t *in, size_t n, uint8_t *out) {
@@ -114,6 +136,23 @@ ZTK_AVX2 size_t find_avx2(U16View units, size_t from, const UnitSet &set) {
   return i;
 }
 
+ZTK_AVX2 size_t mark_avx2(U16View units, const UnitSet &set, uint64_t *bits) {
+  const Avx2Set s(set);
+  size_t i = 0;
+  for (; i + 64 <= units.size; i += 64) {
+    uint64_t word = 0;
+    for (unsigned k = 0; k < 64; k += 32) {
+      const __m256i a = s.hits(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(units.data + i + k)));
+      const __m256i b = s.hits(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(units.data + i + k + 16)));
+      // packs works within 128-bit lanes: the quarters come out as a0 b0 a1 b1.
+      const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xD8);
+      word |= static_cast<uint64_t>(static_cast<uint32_t>(_mm256_movemask_epi8(bytes))) << k;
+    }
+    bits[i / 64] = word;
+  }
+  return i;
+}
+
 ZTK_AVX2 size_t narrow_avx2(const uint16_t *in, size_t n, uint8_t *out) {
   const __m256i low = _mm256_set1_epi16(0xFF);
   size_t i = 0;
@@ -153,6 +192,27 @@ ZTK_AVX512 size_t find_avx512(U16View units, size_t from, const UnitSet &set) {
   return i;
 }
 
+ZTK_AVX512 size_t mark_avx512(U16View units, const UnitSet &set, uint64_t *bits) {
+  const __m512i high = _mm512_set1_epi16(static_cast<short>(set.highBits));
+  const __m512i first = _mm512_set1_epi16(static_cast<short>(set.first));
+  const __m512i span = _mm512_set1_epi16(static_cast<short>(set.span));
+  __m512i singles[5];
+  for (int k = 0; k < 5; ++k) singles[k] = _mm512_set1_epi16(static_cast<short>(set.singles[k]));
+  size_t i = 0;
+  for (; i + 64 <= units.size; i += 64) {
+    uint64_t word = 0;
+    for (unsigned k = 0; k < 64; k += 32) {
+      const __m512i v = _mm512_loadu_si512(units.data + i + k);
+      __mmask32 m = _mm512_test_epi16_mask(v, high);
+      if (set.hasRange) m |= _mm512_cmple_epu16_mask(_mm512_sub_epi16(v, first), span);
+      for (int j = 0; j < set.count; ++j) m |= _mm512_cmpeq_epi16_mask(v, singles[j]);
+      word |= static_cast<uint64_t>(m) << k;
+    }
+    bits[i / 64] = word;
+  }
+  return i;
+}
+
 ZTK_AVX512 size_t narrow_avx512(const uint16_t *in, size_t n, uint8_t *out) {
   size_t i = 0;
   for (; i + 32 <= n; i += 32) {
@@ -186,6 +246,16 @@ size_t find(U16View units, size_t from, const UnitSet &set) {
                           ZTK_IF_WIDE([&](size_t) { return find_avx2(units, lead, set); }),
                           ZTK_IF_X86([&](size_t done) { return find_sse2(units, done > lead ? done : lead, set); }),
                           [&](size_t done) { return find_plain(units, done > lead ? done : lead, set); });
+}
+
+void mark(U16View units, const UnitSet &set, uint64_t *bits) {
+  // The levels fill whole words; the plain loop the last, partial one.
+  const size_t done =
+      simd::run_levels(ZTK_IF_WIDE([&](size_t) { return mark_avx512(units, set, bits); }),
+                       ZTK_IF_WIDE([&](size_t) { return mark_avx2(units, set, bits); }),
+                       ZTK_IF_X86([&](size_t from) { return mark_sse2(units, from, set, bits); }),
+                       [&](size_t from) { return from; });
+  mark_reference({units.data + done, units.size - done}, set, bits + done / 64);
 }
 
 void narrow(const uint16_t *in, size_t n, uint8_t *out) {

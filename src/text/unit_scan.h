@@ -46,6 +46,9 @@ struct UnitSet {
 
 // Index of the first unit at or after `from` that is in `set`; units.size when none is.
 size_t find(U16View units, size_t from, const UnitSet &set);
+// Bit i % 64 of bits[i / 64] set when units[i] is in `set`, for every unit;
+// the bits of the (units.size + 63) / 64 words past the last unit are 0.
+void mark(U16View units, const UnitSet &set, uint64_t *bits);
 // out[i] = the low byte of in[i], for n units.
 void narrow(const uint16_t *in, size_t n, uint8_t *out);
 // out[i] = in[i], for n bytes.
@@ -53,6 +56,7 @@ void widen(const uint8_t *in, size_t n, uint16_t *out);
 
 // The one-unit-at-a-time versions every level must equal.
 size_t find_reference(U16View units, size_t from, const UnitSet &set);
+void mark_reference(U16View units, const UnitSet &set, uint64_t *bits);
 void narrow_reference(const uint16_t *in, size_t n, uint8_t *out);
 void widen_reference(const uint8_t *in, size_t n, uint16_t *out);
 

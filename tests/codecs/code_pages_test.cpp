@@ -118,8 +118,12 @@ TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
   other[0x81] = 0x20AC;
   other[0x8D] = 0x0101;
   kUnits.push_back(0x0101);
+  // Lengths either side of the encoder's chunks of 1024 units too.
+  std::vector<size_t> lengths;
+  for (size_t n = 0; n <= 200; n += 1 + n / 20) lengths.push_back(n);
+  lengths.insert(lengths.end(), {1023, 1024, 1025, 2049, 3000});
   for_each_level([&](ztk::cpu::Level) {
-    for (size_t n = 0; n <= 200; n += 1 + n / 20) {
+    for (size_t n : lengths) {
       for (int density : {0, 3, 30}) {
         std::u16string text(n, u'x');
         std::string bytes(n, 'x');

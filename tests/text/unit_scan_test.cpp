@@ -45,7 +45,7 @@ std::vector<std::u16string> unit_texts(std::mt19937 &rng) {
 
 }  // namespace
 
-TEST(UnitScanKernels, FindEqualsTheOneUnitLoopAtEveryLevel) {
+TEST(UnitScanKernels, FindAndMarkEqualTheOneUnitLoopAtEveryLevel) {
   std::mt19937 rng(11);
   const auto texts = unit_texts(rng);
   const UnitSet sets[] = {
@@ -64,6 +64,12 @@ TEST(UnitScanKernels, FindEqualsTheOneUnitLoopAtEveryLevel) {
           ASSERT_EQ(ztk::units::find(g.view(), from, set), ztk::units::find_reference(g.view(), from, set))
               << "length " << text.size() << " from " << from;
         }
+        // One word past the last is left as it was.
+        const size_t words = (text.size() + 63) / 64;
+        std::vector<uint64_t> bits(words + 1, ~uint64_t{0}), expect(words + 1, ~uint64_t{0});
+        ztk::units::mark(g.view(), set, bits.data());
+        ztk::units::mark_reference(g.view(), set, expect.data());
+        ASSERT_EQ(bits, expect) << "length " << text.size();
       }
     }
   });
