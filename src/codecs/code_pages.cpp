@@ -190,10 +190,11 @@ int stop_byte(const Table &table, bool slotted, uint16_t unit) {
 // Moves n bytes down by `by` places; in text that drops many units the
 // stretches are short, and a call to memmove would cost more than they do.
 inline void move_down(uint8_t *from, size_t by, size_t n) {
+  uint8_t *to = from - by;
   if (n >= 32) {
-    std::memmove(from - by, from, n);
+    std::memmove(to, from, n);
   } else {
-    for (size_t k = 0; k < n; ++k) from[k - by] = from[k];
+    for (size_t k = 0; k < n; ++k) to[k] = from[k];
   }
 }
 
