@@ -87,6 +87,7 @@ const CodePage *code_page(uint32_t encoding) {
 
 // The decoders hand each character to `put` as they find it, so that a
 // conversion goes from bytes to bytes without a string of code points between.
+
 // The character at p[i] (U+FFFD for a maximal invalid subpart); moves i past it.
 char32_t utf8_at(const uint8_t *p, size_t n, size_t &i) {
   const uint8_t b = p[i++];
@@ -120,23 +121,22 @@ void each_utf8(std::string_view s, Put put) {
   for (size_t i = 0; i < s.size();) put(utf8_at(p, s.size(), i));
 }
 
+// The unit at k of `units` little-endian UTF-16 units at p: pairs joined, a
+// lone surrogate U+FFFD; moves k past it.
+char32_t utf16_at(const uint8_t *p, size_t units, size_t &k) {
+  auto unit = [&](size_t j) { return static_cast<char16_t>(p[2 * j] | (p[2 * j + 1] << 8)); };
+  const char16_t u = unit(k++);
+  if (u < 0xD800 || u > 0xDFFF) return u;
+  if (u <= 0xDBFF && k < units && unit(k) >= 0xDC00 && unit(k) <= 0xDFFF) {
+    return 0x10000 + ((char32_t(u) - 0xD800) << 10) + (unit(k++) - 0xDC00);
+  }
+  return kReplacement;
+}
+
 template <class Put>
 void each_utf16(std::string_view s, Put put) {
-  const size_t units = s.size() / 2;
-  auto unit = [&](size_t k) {
-    return static_cast<char16_t>(static_cast<uint8_t>(s[2 * k]) | (static_cast<uint8_t>(s[2 * k + 1]) << 8));
-  };
-  for (size_t k = 0; k < units; ++k) {
-    const char16_t u = unit(k);
-    if (u >= 0xD800 && u <= 0xDBFF && k + 1 < units && unit(k + 1) >= 0xDC00 && unit(k + 1) <= 0xDFFF) {
-      put(0x10000 + ((char32_t(u) - 0xD800) << 10) + (unit(k + 1) - 0xDC00));
-      ++k;
-    } else if (u >= 0xD800 && u <= 0xDFFF) {
-      put(kReplacement);
-    } else {
-      put(u);
-    }
-  }
+  const auto *p = reinterpret_cast<const uint8_t *>(s.data());
+  for (size_t k = 0; k < s.size() / 2;) put(utf16_at(p, s.size() / 2, k));
   if (s.size() % 2 != 0) put(kReplacement);
 }
 
@@ -280,9 +280,7 @@ std::string utf16_to_utf8(std::string_view s) {
     for (const size_t end = k + 8 < units ? k + 8 : units; k < end;) {
       const uint32_t u = unit(k);
       if (u >= 0xD800 && u <= 0xDFFF) {
-        const bool pair = u <= 0xDBFF && k + 1 < units && unit(k + 1) >= 0xDC00 && unit(k + 1) <= 0xDFFF;
-        w += utf8_of(pair ? 0x10000 + ((char32_t(u) - 0xD800) << 10) + (unit(k + 1) - 0xDC00) : kReplacement, o + w);
-        k += pair ? 2 : 1;
+        w += utf8_of(utf16_at(p, units, k), o + w);
         continue;
       }
       const uint32_t two = u >= 0x80, three = u >= 0x800;

@@ -30,6 +30,8 @@ TEST(HostConversion, KnownVectors) {
       {"unmappable becomes ?", "\xE2\x82\xAC", enc::kUTF8, enc::kISOLatin1, "?"},
       {"euro into Windows-1252", "\xE2\x82\xAC", enc::kUTF8, enc::kWindows1252, "\x80"},
       {"lone surrogate", std::string("\x00\xD8" "a\x00", 4), enc::kUTF16, enc::kUTF8, "\xEF\xBF\xBD" "a"},
+      {"UTF-16 pair to UTF-8", std::string("\x3D\xD8\x00\xDE" "a\x00", 6), enc::kUTF16, enc::kUTF8, "\xF0\x9F\x98\x80" "a"},
+      {"high half at the end", std::string("a\x00\x3D\xD8", 4), enc::kUTF16, enc::kUTF8, "a\xEF\xBF\xBD"},
       {"truncated sequence is one U+FFFD", "\xE2\x82" "a", enc::kUTF8, enc::kUTF8, "\xE2\x82" "a"},
       {"maximal subparts", "\xE2\x82" "a\xC0\x80", enc::kUTF8, enc::kUTF16,
        std::string("\xFD\xFF" "a\x00\xFD\xFF\xFD\xFF", 8)},
