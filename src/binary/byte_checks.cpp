@@ -8,6 +8,7 @@
 #include "frame/simd.h"
 
 #include "frame/plugin_alloc.h"
+#include "frame/random_seed.h"
 #include "frame/registry.h"
 #include "frame/string_access.h"
 #include "frame/string_build.h"
@@ -192,6 +193,7 @@ REALstring RandomBytesStringZTK(RBInteger length, RBBoolean ascii) {
   if (length < 1 || !ztk::mem::size_ok(static_cast<uint64_t>(length))) return nullptr;
   auto *out = static_cast<uint8_t *>(ztk::mem::alloc(static_cast<uint64_t>(length)));
   if (out == nullptr) return nullptr;
+  ztk::random::prepare_thread();
   // Byte i comes from the i-th rand() call of this method.
   for (RBInteger i = 0; i < length; ++i) {
     const int r = std::rand();

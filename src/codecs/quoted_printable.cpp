@@ -1,6 +1,7 @@
 #include "codecs/quoted_printable.h"
 
 #include <array>
+#include <atomic>
 #include <cstring>
 
 #include "frame/registry.h"
@@ -10,7 +11,9 @@
 
 // The encoder's line length: set by the two-argument form (values of 2 and
 // more), reset to 72 by the one-argument form, kept between calls otherwise.
-static int32_t LINELEN = 72;
+// Host threads encode at once: a call that sets a length encodes with its own
+// argument, and a call that does not reads the setting once, at its start.
+static std::atomic<int32_t> LINELEN{72};
 
 namespace ztk::qp {
 namespace {
@@ -284,8 +287,14 @@ REALstring transform(REALstring s, Coder coder) {
 }  // namespace
 
 REALstring EncodingToQuotedPrintable2(REALstring s, RBInteger lineLength) {
-  if (lineLength >= 2) LINELEN = lineLength > INT32_MAX ? INT32_MAX : static_cast<int32_t>(lineLength);
-  return transform(s, [](ztk::ByteView in, ztk::ByteSink &out) { ztk::qp::encode(in, LINELEN, out); });
+  int32_t length;
+  if (lineLength >= 2) {
+    length = lineLength > INT32_MAX ? INT32_MAX : static_cast<int32_t>(lineLength);
+    LINELEN.store(length, std::memory_order_relaxed);
+  } else {
+    length = LINELEN.load(std::memory_order_relaxed);
+  }
+  return transform(s, [length](ztk::ByteView in, ztk::ByteSink &out) { ztk::qp::encode(in, length, out); });
 }
 
 REALstring EncodingToQuotedPrintable1(REALstring s) { return EncodingToQuotedPrintable2(s, 72); }

@@ -1,5 +1,6 @@
 #include "frame/cpu.h"
 
+#include <atomic>
 #include <cstdint>
 
 #include "frame/simd.h"
@@ -50,18 +51,32 @@ Level detect() {
 #endif
 }
 
-Level gLimit = kTop;
+// Host threads may make their first calls at once. The level is kept in plain
+// atomics rather than a function-local static, whose guarded initialisation
+// some builds leave out (-fno-threadsafe-statics for macOS): threads that find
+// it unknown each read the CPU and store the same answer.
+constexpr int kUnknown = -1;
+std::atomic<int> gBest{kUnknown};
+std::atomic<int> gLimit{kTop};
 
 }  // namespace
 
 Level best() {
-  static const Level level = detect();
-  return level;
+  int level = gBest.load(std::memory_order_relaxed);
+  if (level == kUnknown) {
+    level = detect();
+    gBest.store(level, std::memory_order_relaxed);
+  }
+  return static_cast<Level>(level);
 }
 
-Level active() { return gLimit < best() ? gLimit : best(); }
+Level active() {
+  const Level top = best();
+  const int cap = gLimit.load(std::memory_order_relaxed);
+  return cap < top ? static_cast<Level>(cap) : top;
+}
 
-void limit(Level level) { gLimit = level; }
+void limit(Level level) { gLimit.store(level, std::memory_order_relaxed); }
 
 const char *name(Level level) {
   switch (level) {

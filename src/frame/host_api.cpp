@@ -1,5 +1,6 @@
 #include "frame/host_api.h"
 
+#include <atomic>
 #include <cstdlib>
 
 #include "frame/plugin_alloc.h"
@@ -10,28 +11,32 @@ REALresolver gResolver = nullptr;
 double rbversion = 0.0;
 
 bool REALinRuntime() {
-  static InRuntimeFn pInRuntime = nullptr;
-  if (resolve(pInRuntime, "REALinRuntime") == nullptr) return false;
-  return (pInRuntime() & 0xFF) != 0;
+  static std::atomic<InRuntimeFn> pInRuntime{nullptr};
+  const auto service = resolve(pInRuntime, "REALinRuntime");
+  if (service == nullptr) return false;
+  return (service() & 0xFF) != 0;
 }
 
 bool REALRegisterMethod(REALmethodDefinition *record) {
-  static RegisterMethodFn pRuntimeRegisterMethod = nullptr;
-  if (resolve(pRuntimeRegisterMethod, "PluginRegisterMethod") == nullptr) return false;
-  pRuntimeRegisterMethod(record);
+  static std::atomic<RegisterMethodFn> pRuntimeRegisterMethod{nullptr};
+  const auto service = resolve(pRuntimeRegisterMethod, "PluginRegisterMethod");
+  if (service == nullptr) return false;
+  service(record);
   return true;
 }
 
 void *REALLoadFrameworkMethod(const char *declaration) {
-  static LoadGlobalMethodFn pLoadGlobalMethod = nullptr;
-  if (resolve(pLoadGlobalMethod, "REALLoadGlobalMethod") == nullptr) return nullptr;
-  return pLoadGlobalMethod(nullptr, declaration);
+  static std::atomic<LoadGlobalMethodFn> pLoadGlobalMethod{nullptr};
+  const auto service = resolve(pLoadGlobalMethod, "REALLoadGlobalMethod");
+  if (service == nullptr) return nullptr;
+  return service(nullptr, declaration);
 }
 
 void REALDisposeStringData(REALstringData *record) {
-  static DisposeStringDataFn pDisposeStringData = nullptr;
-  if (resolve(pDisposeStringData, "PluginDisposeStringData") != nullptr) {
-    pDisposeStringData(record);
+  static std::atomic<DisposeStringDataFn> pDisposeStringData{nullptr};
+  const auto service = resolve(pDisposeStringData, "PluginDisposeStringData");
+  if (service != nullptr) {
+    service(record);
   } else {
     // Only the plugin's own fallback copies can reach here without the host
     // service, and those come from the plugin allocator.
@@ -40,23 +45,24 @@ void REALDisposeStringData(REALstringData *record) {
 }
 
 bool REALLockString(REALstring s) {
-  static StringRefFn pLockString = nullptr;
-  if (resolve(pLockString, "REALLockString") == nullptr || !ztk::host::can_release_strings()) return false;
-  pLockString(s);
+  static std::atomic<StringRefFn> pLockString{nullptr};
+  const auto service = resolve(pLockString, "REALLockString");
+  if (service == nullptr || !ztk::host::can_release_strings()) return false;
+  service(s);
   return true;
 }
 
 namespace {
 StringRefFn unlock_string_service() {
-  static StringRefFn pUnlockString = nullptr;
+  static std::atomic<StringRefFn> pUnlockString{nullptr};
   return resolve(pUnlockString, "REALUnlockString");
 }
 ObjectRefFn unlock_object_service() {
-  static ObjectRefFn pUnlockObject = nullptr;
+  static std::atomic<ObjectRefFn> pUnlockObject{nullptr};
   return resolve(pUnlockObject, "REALUnlockObject");
 }
 MemoryBlockGetPtrFn memory_block_ptr_service() {
-  static MemoryBlockGetPtrFn pMemoryBlockGetPtr = nullptr;
+  static std::atomic<MemoryBlockGetPtrFn> pMemoryBlockGetPtr{nullptr};
   return resolve(pMemoryBlockGetPtr, "memoryBlockGetPtr");
 }
 }  // namespace
@@ -70,9 +76,10 @@ void REALUnlockString(REALstring s) {
 }
 
 bool REALLockObject(REALobject o) {
-  static ObjectRefFn pLockObject = nullptr;
-  if (resolve(pLockObject, "REALLockObject") == nullptr || !ztk::host::can_release_objects()) return false;
-  pLockObject(o);
+  static std::atomic<ObjectRefFn> pLockObject{nullptr};
+  const auto service = resolve(pLockObject, "REALLockObject");
+  if (service == nullptr || !ztk::host::can_release_objects()) return false;
+  service(o);
   return true;
 }
 
@@ -81,53 +88,62 @@ void REALUnlockObject(REALobject o) {
 }
 
 std::optional<uint32_t> REALGetStringEncoding(REALstring s) {
-  static GetStringEncodingFn pGetStringEncoding = nullptr;
-  if (resolve(pGetStringEncoding, "REALGetStringEncoding") == nullptr) return std::nullopt;
-  return pGetStringEncoding(s);
+  static std::atomic<GetStringEncodingFn> pGetStringEncoding{nullptr};
+  const auto service = resolve(pGetStringEncoding, "REALGetStringEncoding");
+  if (service == nullptr) return std::nullopt;
+  return service(s);
 }
 
 REALstring REALConvertString(REALstring s, uint32_t encoding) {
-  static ConvertStringFn pConvertString = nullptr;
-  if (resolve(pConvertString, "REALConvertString") == nullptr) return nullptr;
-  return pConvertString(s, encoding);
+  static std::atomic<ConvertStringFn> pConvertString{nullptr};
+  const auto service = resolve(pConvertString, "REALConvertString");
+  if (service == nullptr) return nullptr;
+  return service(s, encoding);
 }
 
 REALstring originalREALBuildString(const void *bytes, int length) {
-  static BuildStringFn pBuildString = nullptr;
-  if (resolve(pBuildString, "REALBuildString") == nullptr) return nullptr;
-  return pBuildString(static_cast<const char *>(bytes), length);
+  static std::atomic<BuildStringFn> pBuildString{nullptr};
+  const auto service = resolve(pBuildString, "REALBuildString");
+  if (service == nullptr) return nullptr;
+  return service(static_cast<const char *>(bytes), length);
 }
 
 void REALSetStringEncoding(REALstring s, uint32_t encoding) {
-  static SetStringEncodingFn pSetStringEncoding = nullptr;
-  if (resolve(pSetStringEncoding, "REALSetStringEncoding") != nullptr) pSetStringEncoding(s, encoding);
+  static std::atomic<SetStringEncodingFn> pSetStringEncoding{nullptr};
+  const auto service = resolve(pSetStringEncoding, "REALSetStringEncoding");
+  if (service != nullptr) service(s, encoding);
 }
 
 REALobject REALnewInstance(const char *className) {
-  static NewInstanceFn pNewInstance = nullptr;
-  if (resolve(pNewInstance, "PluginNewInstance") == nullptr) return nullptr;
-  return pNewInstance(className);
+  static std::atomic<NewInstanceFn> pNewInstance{nullptr};
+  const auto service = resolve(pNewInstance, "PluginNewInstance");
+  if (service == nullptr) return nullptr;
+  return service(className);
 }
 
 void REALSetPropValueString(REALobject o, const char *property, REALstring value) {
-  static SetPropValueStringFn pSetPropValue = nullptr;
-  if (resolve(pSetPropValue, "REALSetPropValueString") != nullptr) pSetPropValue(o, property, value);
+  static std::atomic<SetPropValueStringFn> pSetPropValue{nullptr};
+  const auto service = resolve(pSetPropValue, "REALSetPropValueString");
+  if (service != nullptr) service(o, property, value);
 }
 
 void REALSetPropValueInt32(REALobject o, const char *property, int32_t value) {
-  static SetPropValueIntFn pSetPropValue = nullptr;
-  if (resolve(pSetPropValue, "REALSetPropValueInt") != nullptr) pSetPropValue(o, property, value);
+  static std::atomic<SetPropValueIntFn> pSetPropValue{nullptr};
+  const auto service = resolve(pSetPropValue, "REALSetPropValueInt");
+  if (service != nullptr) service(o, property, value);
 }
 
 void REALRaiseException(REALobject exception) {
-  static RaiseExceptionFn pRaiseException = nullptr;
-  if (resolve(pRaiseException, "RuntimeRaiseException") != nullptr) pRaiseException(exception);
+  static std::atomic<RaiseExceptionFn> pRaiseException{nullptr};
+  const auto service = resolve(pRaiseException, "RuntimeRaiseException");
+  if (service != nullptr) service(exception);
 }
 
 REALmemoryBlock REALNewMemoryBlockOriginal(int size) {
-  static NewMemoryBlockFn pNewMemoryBlock = nullptr;
-  if (resolve(pNewMemoryBlock, "newMemoryBlock") == nullptr) return nullptr;
-  return pNewMemoryBlock(size);
+  static std::atomic<NewMemoryBlockFn> pNewMemoryBlock{nullptr};
+  const auto service = resolve(pNewMemoryBlock, "newMemoryBlock");
+  if (service == nullptr) return nullptr;
+  return service(size);
 }
 
 void *REALMemoryBlockGetPtr(REALmemoryBlock m) {
@@ -136,7 +152,8 @@ void *REALMemoryBlockGetPtr(REALmemoryBlock m) {
 }
 
 RBInteger REALMemoryBlockGetSize(REALmemoryBlock m) {
-  static MemoryBlockGetSizeFn pMemoryBlockGetSize = nullptr;
-  if (resolve(pMemoryBlockGetSize, "memoryBlockGetSize") == nullptr) return 0;
-  return pMemoryBlockGetSize(m);
+  static std::atomic<MemoryBlockGetSizeFn> pMemoryBlockGetSize{nullptr};
+  const auto service = resolve(pMemoryBlockGetSize, "memoryBlockGetSize");
+  if (service == nullptr) return 0;
+  return service(m);
 }

@@ -4,6 +4,7 @@
 // plugin calls the host.
 #pragma once
 
+#include <atomic>
 #include <optional>
 
 #include "frame/rb_types.h"
@@ -36,13 +37,18 @@ using MemoryBlockGetPtrFn = void *(*)(REALmemoryBlock);
 using MemoryBlockGetSizeFn = RBInteger (*)(REALmemoryBlock);
 
 // The one look-up rule: ask the resolver while the cache is empty; a null
-// answer is stored as null, so the next use asks again.
+// answer is stored as null, so the next use asks again. Host threads call
+// methods at once, so the cache is atomic: two threads that find it empty both
+// ask and store the same answer, and every caller uses the value it loaded,
+// never a second read of the cache.
 template <class Fn>
-Fn resolve(Fn &cache, const char *name) {
-  if (cache == nullptr && gResolver != nullptr) {
-    cache = reinterpret_cast<Fn>(gResolver(name));
+Fn resolve(std::atomic<Fn> &cache, const char *name) {
+  Fn fn = cache.load(std::memory_order_acquire);
+  if (fn == nullptr && gResolver != nullptr) {
+    fn = reinterpret_cast<Fn>(gResolver(name));
+    cache.store(fn, std::memory_order_release);
   }
-  return cache;
+  return fn;
 }
 
 // Whether references obtained from the host can be given back. The plugin

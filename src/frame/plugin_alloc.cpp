@@ -1,5 +1,6 @@
 #include "frame/plugin_alloc.h"
 
+#include <atomic>
 #include <cstdlib>
 
 #include "frame/cpu.h"
@@ -10,13 +11,18 @@ namespace {
 // Allocation failure injection for the test build of the plugin:
 // gFailAt > 0 fails the gFailAt-th allocation from now on (once),
 // gFailAt < 0 fails every allocation, 0 fails none.
-int64_t gFailAt = 0;
-int64_t gCount = 0;
+// Atomic, because host threads allocate at once; the n-th allocation is
+// whichever thread's counts down to zero.
+std::atomic<int64_t> gFailAt{0};
+std::atomic<int64_t> gCount{0};
 
 bool injected_failure() {
-  ++gCount;
-  if (gFailAt < 0) return true;
-  if (gFailAt > 0 && --gFailAt == 0) return true;
+  gCount.fetch_add(1, std::memory_order_relaxed);
+  int64_t at = gFailAt.load(std::memory_order_relaxed);
+  if (at < 0) return true;
+  while (at > 0) {
+    if (gFailAt.compare_exchange_weak(at, at - 1, std::memory_order_relaxed)) return at == 1;
+  }
   return false;
 }
 #else
@@ -52,9 +58,9 @@ void release(void *p) { std::free(p); }
 #define ZTK_TEST_EXPORT extern "C" __attribute__((visibility("default")))
 #endif
 ZTK_TEST_EXPORT void ZTKTestingFailAllocation(int64_t nth) {
-  gFailAt = nth;
+  gFailAt.store(nth, std::memory_order_relaxed);
 }
-ZTK_TEST_EXPORT int64_t ZTKTestingAllocationCount() { return gCount; }
+ZTK_TEST_EXPORT int64_t ZTKTestingAllocationCount() { return gCount.load(std::memory_order_relaxed); }
 // Caps the vector kernels at a level (0 plain .. 4 AVX-512 with VBMI2) and answers the
 // level in force, so that tests run every method at every level the CPU has.
 ZTK_TEST_EXPORT int ZTKTestingLimitLevel(int level) {

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "frame/host_api.h"
+#include "frame/random_seed.h"
 #include "frame/registry.h"
 
 #if defined(_WIN32)
@@ -48,5 +49,6 @@ ZTK_EXPORT void REALPluginMain(void *(*resolver)(const char *entryName)) {
   // Seeded only inside a built application, so that RandomBytesStringZTK is
   // not predictable there.
   if (REALinRuntime()) std::srand(static_cast<unsigned>(std::time(nullptr)));
+  ztk::random::note_start_thread();
   for (REALmethodDefinition &record : globalMethods) REALRegisterMethod(&record);
 }

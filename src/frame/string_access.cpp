@@ -28,16 +28,20 @@ bool fill_copy(REALstringData *record, const void *p, RBInteger n, uint32_t enco
 }  // namespace
 
 bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData *record) {
-  static GetStringDataFn pGetStringData = nullptr;
-  static StringGetCStringFn pCString = nullptr;
-  static LenBFn pLenB = nullptr;
+  static std::atomic<GetStringDataFn> pGetStringData{nullptr};
+  static std::atomic<StringGetCStringFn> pCString{nullptr};
+  static std::atomic<LenBFn> pLenB{nullptr};
 
-  if (resolve(pGetStringData, "PluginGetStringData") != nullptr) {
-    return (pGetStringData(s, encoding, record) & 0xFF) != 0;
+  if (const GetStringDataFn getStringData = resolve(pGetStringData, "PluginGetStringData")) {
+    return (getStringData(s, encoding, record) & 0xFF) != 0;
   }
-  resolve(pCString, "StringGetCString");
-  if (pLenB == nullptr) pLenB = reinterpret_cast<LenBFn>(REALLoadFrameworkMethod(kLenBDeclaration));
-  if (pCString == nullptr || pLenB == nullptr || s == nullptr) return false;
+  const StringGetCStringFn cString = resolve(pCString, "StringGetCString");
+  LenBFn lenB = pLenB.load(std::memory_order_acquire);
+  if (lenB == nullptr) {
+    lenB = reinterpret_cast<LenBFn>(REALLoadFrameworkMethod(kLenBDeclaration));
+    pLenB.store(lenB, std::memory_order_release);
+  }
+  if (cString == nullptr || lenB == nullptr || s == nullptr) return false;
 
   if (encoding != enc::kNone) {
     const uint32_t own = REALGetStringEncoding(s).value_or(0);
@@ -45,12 +49,12 @@ bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData *record) 
       if (!ztk::host::can_release_strings()) return false;
       REALstring c = REALConvertString(s, encoding);
       if (c == nullptr) return false;
-      const bool ok = fill_copy(record, pCString(c), pLenB(c), encoding);
+      const bool ok = fill_copy(record, cString(c), lenB(c), encoding);
       REALUnlockString(c);
       return ok;
     }
   }
-  return fill_copy(record, pCString(s), pLenB(s), encoding);
+  return fill_copy(record, cString(s), lenB(s), encoding);
 }
 
 rbData::~rbData() {
