@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <cstring>
+#include <atomic>
 #include <map>
+#include <mutex>
 #include <unordered_map>
 
 #ifdef _WIN32
@@ -67,11 +69,20 @@ std::multimap<size_t, uint8_t *> &spare() {
   return mappings;
 }
 
+// Host threads allocate and free at once: the two tables are kept under one
+// lock, and a count of live blocks lets a free outside guard mode skip it.
+std::mutex &tables_lock() {
+  static std::mutex m;
+  return m;
+}
+std::atomic<size_t> gLive{0};
+
 }  // namespace
 
 void *alloc(size_t n) {
   const size_t pages = n / page_size() + 1;
   if (pages > (SIZE_MAX / page_size()) - 1) return nullptr;
+  const std::lock_guard<std::mutex> hold(tables_lock());
   uint8_t *base = nullptr;
   auto it = spare().find(pages);
   if (it != spare().end()) {
@@ -84,16 +95,23 @@ void *alloc(size_t n) {
   uint8_t *p = base + pages * page_size() - n;
   std::memset(p, 0, n);
   live()[p] = Mapping{base, pages};
+  gLive.fetch_add(1, std::memory_order_relaxed);
   return p;
 }
 
-bool owns(const void *p) { return p != nullptr && live().count(p) != 0; }
+bool owns(const void *p) {
+  if (p == nullptr || gLive.load(std::memory_order_relaxed) == 0) return false;
+  const std::lock_guard<std::mutex> hold(tables_lock());
+  return live().count(p) != 0;
+}
 
 void release(void *p) {
+  const std::lock_guard<std::mutex> hold(tables_lock());
   auto it = live().find(p);
   if (it == live().end()) return;
   spare().emplace(it->second.pages, it->second.base);
   live().erase(it);
+  gLive.fetch_sub(1, std::memory_order_relaxed);
 }
 
 }  // namespace subhost::guard

@@ -13,12 +13,32 @@
 
 namespace subhost {
 
+thread_local REALobject Host::pending = nullptr;
+
 Host &Host::get() {
   static Host host;
   return host;
 }
 
+size_t Host::live_strings() const {
+  const auto hold = lock();
+  return strings_.size();
+}
+size_t Host::live_objects() const {
+  const auto hold = lock();
+  return objects_.size();
+}
+bool Host::is_live(REALstring s) const {
+  const auto hold = lock();
+  return strings_.count(s) != 0;
+}
+bool Host::is_live(REALobject o) const {
+  const auto hold = lock();
+  return objects_.count(o) != 0;
+}
+
 void Host::reset(Settings s) {
+  const auto hold = lock();
   settings = std::move(s);
   failures.clear();
   ledger = Ledger{};
@@ -28,6 +48,7 @@ void Host::reset(Settings s) {
 }
 
 bool Host::fail(const char *service) {
+  const auto hold = lock();
   auto it = failures.find(service);
   if (it == failures.end()) return false;
   if (it->second.always) return true;
@@ -36,13 +57,17 @@ bool Host::fail(const char *service) {
 }
 
 bool Host::check(REALstring s, const char *service) {
-  if (s == nullptr || strings_.count(s) != 0) return true;
+  if (s == nullptr) return true;
+  const auto hold = lock();
+  if (strings_.count(s) != 0) return true;
   ledger.errors.push_back(std::string(service) + ": string handle that is not live");
   return false;
 }
 
 bool Host::check(REALobject o, const char *service) {
-  if (o == nullptr || objects_.count(o) != 0) return true;
+  if (o == nullptr) return true;
+  const auto hold = lock();
+  if (objects_.count(o) != 0) return true;
   ledger.errors.push_back(std::string(service) + ": object handle that is not live");
   return false;
 }
@@ -78,27 +103,32 @@ REALstring Host::new_string(const void *bytes, size_t n, uint32_t encoding) {
   s->allocLength = static_cast<int32_t>(settings.guard ? n + 1 : n + 5);
   s->length = static_cast<int32_t>(n);
   s->encoding = encoding;
+  const auto hold = lock();
   strings_.insert(s);
   return s;
 }
 
+// The last reference leaves the tables under the lock; the memory is freed
+// outside it, where no other thread can reach the string any more.
 void Host::unref(REALstring s) {
-  if (s == nullptr || !check(s, "REALUnlockString")) return;
-  if (--s->refCount == 0) {
+  {
+    const auto hold = lock();
+    if (s == nullptr || !check(s, "REALUnlockString") || --s->refCount != 0) return;
     strings_.erase(s);
-    free_block(s->storage);
-    delete s;
   }
+  free_block(s->storage);
+  delete s;
 }
 
 void Host::unref(REALobject o) {
-  if (o == nullptr || !check(o, "REALUnlockObject")) return;
-  if (--o->refCount == 0) {
+  {
+    const auto hold = lock();
+    if (o == nullptr || !check(o, "REALUnlockObject") || --o->refCount != 0) return;
     objects_.erase(o);
-    unref(o->message);
-    free_block(o->data);
-    delete o;
   }
+  unref(o->message);
+  free_block(o->data);
+  delete o;
 }
 
 REALstring Host::make_string(std::string_view bytes, uint32_t encoding) {
@@ -112,7 +142,10 @@ std::string_view Host::view(REALstring s) {
   return s == nullptr ? std::string_view() : std::string_view(reinterpret_cast<char *>(s->storage + 1), s->length);
 }
 uint32_t Host::encoding(REALstring s) { return s == nullptr ? enc::kNone : s->encoding; }
-int32_t Host::refs(REALstring s) { return s == nullptr ? 0 : s->refCount; }
+int32_t Host::refs(REALstring s) {
+  const auto hold = get().lock();
+  return s == nullptr ? 0 : s->refCount;
+}
 void Host::release(REALstring s) { unref(s); }
 
 REALobject Host::make_memoryblock(std::string_view bytes) {
@@ -125,7 +158,10 @@ REALobject Host::make_memoryblock(std::string_view bytes) {
 std::string Host::bytes(REALobject o) {
   return o == nullptr ? std::string() : std::string(reinterpret_cast<char *>(o->data), static_cast<size_t>(o->size));
 }
-int32_t Host::refs(REALobject o) { return o == nullptr ? 0 : o->refCount; }
+int32_t Host::refs(REALobject o) {
+  const auto hold = get().lock();
+  return o == nullptr ? 0 : o->refCount;
+}
 void Host::release(REALobject o) { unref(o); }
 
 void Host::clear_pending() {
@@ -147,6 +183,7 @@ class ServiceClock {
   }
   ~ServiceClock() {
     if (on_) {
+      const auto hold = H().lock();
       ++H().ledger.timedServices;
       H().ledger.serviceNanos += timing::nanos(timing::now_ticks() - start_);
     }
@@ -178,6 +215,7 @@ RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *r
   if (auto it = H().settings.reportedLength.find(s); it != H().settings.reportedLength.end()) {
     record->length = static_cast<decltype(record->length)>(it->second);
   }
+  const auto hold = H().lock();
   H().ledger.stringData.insert(copy);
   ++H().ledger.outstandingStringData;
   return 1;
@@ -187,7 +225,10 @@ void PluginDisposeStringData(REALstringData *record) {
   const ServiceClock clock;
   if (record == nullptr || record->data == nullptr) return;
   // A record the plugin filled itself (its fallback copy) is freed all the same.
-  if (H().ledger.stringData.erase(record->data) != 0) --H().ledger.outstandingStringData;
+  {
+    const auto hold = H().lock();
+    if (H().ledger.stringData.erase(record->data) != 0) --H().ledger.outstandingStringData;
+  }
   Host::free_block(const_cast<void *>(record->data));
   record->data = nullptr;
 }
@@ -216,6 +257,7 @@ void *REALLoadGlobalMethod(const char *module, const char *declaration) {
 
 void REALLockString(REALstring s) {
   const ServiceClock clock;
+  const auto hold = H().lock();
   if (s != nullptr && H().check(s, "REALLockString")) ++s->refCount;
 }
 void REALUnlockString(REALstring s) {
@@ -224,6 +266,7 @@ void REALUnlockString(REALstring s) {
 }
 void REALLockObject(REALobject o) {
   const ServiceClock clock;
+  const auto hold = H().lock();
   if (o != nullptr && H().check(o, "REALLockObject")) ++o->refCount;
 }
 void REALUnlockObject(REALobject o) {
@@ -240,7 +283,10 @@ uint32_t REALGetStringEncoding(REALstring s) {
 REALstring REALConvertString(REALstring s, uint32_t encoding) {
   const ServiceClock clock;
   if (H().fail("REALConvertString") || s == nullptr || !H().check(s, "REALConvertString")) return nullptr;
-  ++H().ledger.conversions;
+  {
+    const auto hold = H().lock();
+    ++H().ledger.conversions;
+  }
   const std::string bytes = convert(Host::view(s), s->encoding, encoding);
   return H().new_string(bytes.data(), bytes.size(), encoding);
 }
@@ -248,12 +294,16 @@ REALstring REALConvertString(REALstring s, uint32_t encoding) {
 REALstring REALBuildString(const char *bytes, int length) {
   const ServiceClock clock;
   if (H().fail("REALBuildString") || length < 0 || (bytes == nullptr && length > 0)) return nullptr;
-  ++H().ledger.stringsBuilt;
+  {
+    const auto hold = H().lock();
+    ++H().ledger.stringsBuilt;
+  }
   return H().new_string(bytes, static_cast<size_t>(length), enc::kNone);
 }
 
 void REALSetStringEncoding(REALstring s, uint32_t encoding) {
   const ServiceClock clock;
+  const auto hold = H().lock();
   if (s != nullptr && H().check(s, "REALSetStringEncoding")) s->encoding = encoding;
 }
 
@@ -266,6 +316,7 @@ REALobject PluginNewInstance(const char *className) {
 }
 
 RBBoolean REALSetPropValueString(REALobject o, const char *property, REALstring value) {
+  const auto hold = H().lock();
   if (o == nullptr || !H().check(o, "REALSetPropValueString") || !H().check(value, "REALSetPropValueString") ||
       o->kind != REALobjectStruct::Kind::Exception || std::strcmp(property, "Message") != 0) {
     return 0;
@@ -277,6 +328,7 @@ RBBoolean REALSetPropValueString(REALobject o, const char *property, REALstring 
 }
 
 RBBoolean REALSetPropValueInt(REALobject o, const char *property, int32_t value) {
+  const auto hold = H().lock();
   if (o == nullptr || !H().check(o, "REALSetPropValueInt") || o->kind != REALobjectStruct::Kind::Exception ||
       std::strcmp(property, "ErrorNumber") != 0) {
     return 0;
@@ -287,7 +339,10 @@ RBBoolean REALSetPropValueInt(REALobject o, const char *property, int32_t value)
 
 void RuntimeRaiseException(REALobject o) {
   if (o == nullptr || !H().check(o, "RuntimeRaiseException")) return;
-  ++o->refCount;  // the pending exception keeps its own reference
+  {
+    const auto hold = H().lock();
+    ++o->refCount;  // the pending exception keeps its own reference
+  }
   H().clear_pending();
   H().pending = o;
 }
@@ -342,13 +397,17 @@ REALobject Host::new_object(REALobjectStruct::Kind kind, const char *className) 
   auto *o = new REALobjectStruct{};
   o->kind = kind;
   o->className = className;
+  const auto hold = lock();
   objects_.insert(o);
   return o;
 }
 
 void *Host::resolve(const char *name) {
   Host &host = get();
-  ++host.ledger.lookups[name];
+  {
+    const auto hold = host.lock();
+    ++host.ledger.lookups[name];
+  }
   if (host.settings.withheld.count(name) != 0) return nullptr;
   if (std::strcmp(name, "REALGetRBVersion") == 0 && !host.settings.version) return nullptr;
   auto it = services().find(name);
@@ -365,7 +424,11 @@ Value Host::call(std::string_view declaration, const std::vector<Value> &args) {
     if (!settings.timeServices) return info->invoke(record->function, args);
     const int64_t start = timing::now_ticks();
     Value result = info->invoke(record->function, args);
-    ledger.callNanos += timing::nanos(timing::now_ticks() - start);
+    const int64_t nanos = timing::nanos(timing::now_ticks() - start);
+    {
+      const auto hold = lock();
+      ledger.callNanos += nanos;
+    }
     return result;
   }
   throw std::invalid_argument("not registered: " + std::string(declaration));

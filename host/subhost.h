@@ -1,10 +1,15 @@
 // The substitute host: plays Xojo's part of the plugin interface, so that the
 // plugin library can be loaded and called exactly as Xojo would, and keeps a
-// ledger of everything the plugin took and gave back.
+// ledger of everything the plugin took and gave back. Like a host with
+// preemptive threads, it may be called from several threads at once: its
+// tables, reference counts and ledger are kept under one lock, and the
+// pending exception belongs to the thread whose call raised it. Settings,
+// failures and registrations are made before threads start calling.
 #pragma once
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -101,14 +106,18 @@ class Host {
   static int32_t refs(REALobject o);
   void release(REALobject o);
 
-  // The exception raised during the current call, with its own reference.
-  REALobject pending = nullptr;
+  // The exception raised during this thread's current call, with its own
+  // reference.
+  static thread_local REALobject pending;
   void clear_pending();
 
-  size_t live_strings() const { return strings_.size(); }
-  size_t live_objects() const { return objects_.size(); }
-  bool is_live(REALstring s) const { return strings_.count(s) != 0; }
-  bool is_live(REALobject o) const { return objects_.count(o) != 0; }
+  size_t live_strings() const;
+  size_t live_objects() const;
+  bool is_live(REALstring s) const;
+  bool is_live(REALobject o) const;
+  // Held while the host's tables, reference counts or ledger are read or
+  // changed; a caller may hold it to read several at once.
+  std::unique_lock<std::recursive_mutex> lock() const { return std::unique_lock<std::recursive_mutex>(mutex_); }
 
   // Calls a registered method by its declaration text, through the function
   // pointer the plugin registered, with the C types of its declaration.
@@ -129,6 +138,7 @@ class Host {
   static void free_block(void *p);
 
  private:
+  mutable std::recursive_mutex mutex_;
   std::set<REALstring> strings_;
   std::set<REALobject> objects_;
 };
