@@ -2,7 +2,8 @@
 # Installs from Debian what the test command needs and this machine lacks:
 # CMake and GoogleTest, the cross compilers of every platform, qemu-user,
 # wine (and its 32-bit half, which may fail without stopping anything: that
-# platform is then reported as not run), clang with libFuzzer, and for the
+# platform is then reported as not run), clang with its sanitizer runtimes
+# (libFuzzer, ThreadSanitizer), and for the
 # macOS library clang's linker, llvm-lipo and libc++'s headers. Does nothing
 # when all is there; needs root (or sudo) otherwise.
 set -uo pipefail
@@ -12,7 +13,7 @@ export DEBIAN_FRONTEND=noninteractive
 need=()
 for pkg in cmake ninja-build g++ python3 libgtest-dev libbenchmark-dev googletest \
            g++-aarch64-linux-gnu g++-arm-linux-gnueabihf g++-i686-linux-gnu g++-mingw-w64-x86-64 g++-mingw-w64-i686 \
-           qemu-user wine wine64 clang lld-14 llvm-14 libc++-14-dev; do
+           qemu-user wine wine64 clang libclang-rt-14-dev lld-14 llvm-14 libc++-14-dev; do
   dpkg -s "$pkg" >/dev/null 2>&1 || need+=("$pkg")
 done
 sudo=""

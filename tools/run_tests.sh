@@ -2,7 +2,9 @@
 # Installs what this machine lacks (tools/install_tools.sh), then builds and
 # runs every test:
 #  1. the optimised build and the sanitizer build (AddressSanitizer +
-#     UndefinedBehaviorSanitizer) of the whole suite, natively (Linux x86-64);
+#     UndefinedBehaviorSanitizer) of the whole suite, natively (Linux x86-64),
+#     and the ThreadSanitizer build (clang) of the plugin with the tests that
+#     call it from several threads at once;
 #  2. each other platform's library with the test suite built for it, run on
 #     that platform as tools/runners.sh chooses for this machine: Linux arm64
 #     and Linux ARM (32-bit) under qemu-user; Linux X86 natively through its own loader where the
@@ -23,7 +25,7 @@
 # Every platform is tried even when another fails; the last lines give each
 # one's result and time. ZTK_FORCE_QEMU=1 takes the qemu paths even where
 # i386 programs run natively. Names given as arguments (dev, asan-ubsan,
-# library, linux-arm64, linux-arm, linux-x86, windows-x64, windows-x86, macos,
+# tsan, library, linux-arm64, linux-arm, linux-x86, windows-x64, windows-x86, macos,
 # fuzz, package) run only those steps.
 set -uo pipefail
 cd "$(dirname "$0")/.."
@@ -170,6 +172,17 @@ cross_suite() {
 wanted() { [ $# -eq 0 ] || [[ " $* " == *" $step "* ]]; }
 step=dev; wanted "$@" && native_suite dev
 step=asan-ubsan; wanted "$@" && native_suite asan-ubsan
+# ThreadSanitizer (clang): the plugin and the host built with it, and the
+# tests that call every method from several threads at once; any report
+# fails the step.
+step=tsan
+if wanted "$@"; then
+  if command -v clang++ >/dev/null; then
+    native_suite tsan
+  else
+    record tsan "NOT RUN: clang is not installed" 0
+  fi
+fi
 step=library
 if wanted "$@"; then
   start=$SECONDS
