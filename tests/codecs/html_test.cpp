@@ -135,12 +135,18 @@ TEST_P(StringIsHTMLreadyZTK, WithoutEncodingServiceOnlyBytesCount) {
 
 TEST_P(EncodingToHTMLZTK, FailuresGiveEmptyString) {
   REALstring s = S("<\xC3\xA9>");
+  int failures = 0;
   for (int nth = 1; nth <= 4; ++nth) {
-    plugin->fail_allocation(nth);
-    Result r = call("EncodingToHTMLZTK", {s, I(0)});
-    EXPECT_TRUE(r.null || r.bytes == "&lt;&eacute;&gt;");
+    bool failed = false;
+    const Result r = call_failing("EncodingToHTMLZTK", {s, I(0)}, nth, failed);
+    failures += failed;
+    if (failed) {
+      EXPECT_TRUE(r.null) << "allocation " << nth << " failed";
+    } else {
+      EXPECT_EQ(r.bytes, "&lt;&eacute;&gt;") << "allocation " << nth << " was not reached";
+    }
   }
-  plugin->fail_allocation(0);
+  EXPECT_GE(failures, 1) << "no allocation was made to fail";
   host.failures["REALConvertString"].always = true;
   host.failures["REALBuildString"].always = true;
   EXPECT_TRUE(call("EncodingToHTMLZTK", {s, I(0)}).null);

@@ -142,6 +142,15 @@ Result HostTest::call_decl(std::string_view declaration, const std::vector<Value
   return r;
 }
 
+Result HostTest::call_failing(std::string_view name, const std::vector<Value> &args, int64_t nth, bool &failed) {
+  const int64_t before = plugin->allocation_count();
+  plugin->fail_allocation(nth);
+  Result r = call(name, args);
+  failed = plugin->allocation_count() - before >= nth;
+  plugin->fail_allocation(0);  // not reached: nothing else may fail
+  return r;
+}
+
 void HostTest::expect_cases(std::string_view method, const std::vector<StringCase> &cases, uint32_t inputEncoding,
                             const std::vector<Value> &extra) {
   for (const StringCase &c : cases) {

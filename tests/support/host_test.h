@@ -73,6 +73,9 @@ class HostTest : public ::testing::Test {
   // Calls the method `name` with as many arguments as given.
   Result call(std::string_view name, const std::vector<Value> &args);
   Result call_decl(std::string_view declaration, const std::vector<Value> &args);
+  // Calls `name` with the plugin's `nth` own allocation from now failing, and
+  // says whether the call reached that allocation (so that it failed).
+  Result call_failing(std::string_view name, const std::vector<Value> &args, int64_t nth, bool &failed);
   // Calls `method` on each case's input (tagged `inputEncoding`, followed by
   // `extra` arguments) and checks the result's bytes and tag.
   void expect_cases(std::string_view method, const std::vector<StringCase> &cases, uint32_t inputEncoding,

@@ -10,13 +10,11 @@ using namespace ztk_test;
 
 using GrowableBuffers = InProcessTest;
 
-TEST_F(GrowableBuffers, AsciiBufferGrowsByNeedPlusSlack) {
+TEST_F(GrowableBuffers, AsciiBufferKeepsItsBytesAcrossGrowth) {
   AsciiStringHandle b(4096);
   const std::string chunk(4092, 'x');
   AddBinary(b, chunk.data(), 4092);
-  EXPECT_EQ(b.capacity, 4096);
   AddBinary(b, "y", 1);
-  EXPECT_EQ(b.capacity, 8194);
   EXPECT_EQ(b.used, 4093);
   AddBinary(b, "z", 0);
   AddBinary(b, "z", -4);
@@ -34,12 +32,10 @@ TEST_F(GrowableBuffers, EntityReferenceIsAmpersandNameSemicolon) {
   EXPECT_EQ(take(b.Finish(enc::kASCII)), "&amp;");
 }
 
-TEST_F(GrowableBuffers, UnicodeBufferKeepsEightBytesSpare) {
+TEST_F(GrowableBuffers, UnicodeBufferGrowsFromAStartTooSmallForOneUnit) {
   UnicodeStringHandle b(10);
   Add(b, 'a');
-  EXPECT_EQ(b.capacity, 10);
   Add(b, 0xE9);
-  EXPECT_EQ(b.capacity, 2 + 4107);
   EXPECT_EQ(take(b.Finish()), "a\xC3\xA9");
 }
 
