@@ -10,9 +10,11 @@
 #define ZTK_AVX512 __attribute__((target("avx2,avx512f,avx512bw,avx512vl")))
 #define ZTK_AVX512VBMI2 __attribute__((target("avx2,avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2")))
 // On Windows gcc cannot align the stack for spilled 32- and 64-byte vectors
-// (it uses aligned moves on a 16-byte aligned stack), so Windows builds stop
-// at SSE2.
-#if defined(_WIN32)
+// (it may use aligned moves on a 16-byte aligned stack). The 64-bit build has
+// the assembler write those moves unaligned (ZTK_UNALIGNED_VECTOR_MOVES, set
+// by CMakeLists.txt with that option) and so takes every level; a Windows
+// build without it stops at SSE2.
+#if defined(_WIN32) && !defined(ZTK_UNALIGNED_VECTOR_MOVES)
 #define ZTK_WIDE_VECTORS 0
 #else
 #define ZTK_WIDE_VECTORS 1

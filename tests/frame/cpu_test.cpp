@@ -28,6 +28,13 @@ TEST(CpuLevel, EqualsWhatTheCompilersFeatureHelpersReport) {
 }
 #endif
 
+#if defined(__x86_64__)
+// Every 64-bit x86 library, the Windows one included, carries the AVX2 and
+// AVX-512 levels (built with the same flags as these tests); a build that
+// silently fell back to SSE2 would still pass the test above.
+TEST(CpuLevel, EveryX86_64BuildCarriesTheWideLevels) { EXPECT_TRUE(ZTK_WIDE_VECTORS); }
+#endif
+
 TEST(CpuLevel, LimitCapsTheActiveLevelAndIsUndone) {
   for (int level = ztk::cpu::kPlain; level <= ztk::cpu::kTop; ++level) {
     ztk::cpu::limit(static_cast<ztk::cpu::Level>(level));
