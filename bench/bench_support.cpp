@@ -57,12 +57,12 @@ REALstring HostCaller::string(const std::string &bytes, uint32_t encoding) {
 void HostCaller::call(const char *method, const std::vector<subhost::Value> &args) {
   subhost::Host &host = subhost::Host::get();
   const subhost::MethodInfo *m = subhost::find_method(method, args.size());
-  const int64_t hostBefore = host.ledger.serviceNanos, callBefore = host.ledger.callNanos;
-  const int64_t servicesBefore = host.ledger.timedServices;
+  const subhost::Host::ThreadTimes before = subhost::Host::threadTimes;
   subhost::Value r = host.call(m->declaration, args);
-  totalNanos_ += host.ledger.callNanos - callBefore;
-  hostNanos_ += host.ledger.serviceNanos - hostBefore;
-  services_ += host.ledger.timedServices - servicesBefore;
+  const subhost::Host::ThreadTimes &after = subhost::Host::threadTimes;
+  totalNanos_ += after.callNanos - before.callNanos;
+  hostNanos_ += after.serviceNanos - before.serviceNanos;
+  services_ += after.timedServices - before.timedServices;
   ++calls_;
   if (auto s = std::get_if<REALstring>(&r)) host.release(*s);
   if (auto o = std::get_if<REALobject>(&r)) host.release(*o);

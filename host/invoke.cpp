@@ -1,6 +1,7 @@
 #include "invoke.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "frame/registry.h"
@@ -82,8 +83,12 @@ const std::vector<MethodInfo> &methods() {
 }
 
 const MethodInfo *find_method(std::string_view declaration) {
+  // Compared without measuring each row's text first: this runs on every call.
   for (const MethodInfo &m : methods()) {
-    if (declaration == m.declaration) return &m;
+    if (std::strncmp(m.declaration, declaration.data(), declaration.size()) == 0 &&
+        m.declaration[declaration.size()] == '\0') {
+      return &m;
+    }
   }
   return nullptr;
 }

@@ -14,41 +14,80 @@
 namespace subhost {
 
 thread_local REALobject Host::pending = nullptr;
+thread_local Host::ThreadTimes Host::threadTimes;
+
+// A thread claims the lowest free slot on its first count and frees it when
+// it ends, so threads running at once never share one (up to 64 of them;
+// more share the last).
+size_t Count::thread_slot() {
+  static_assert(kSlots == 64, "one bit of the mask a slot");
+  static std::atomic<uint64_t> taken{0};
+  struct Claim {
+    size_t slot = kSlots - 1;
+    Claim() {
+      uint64_t now = taken.load(std::memory_order_relaxed);
+      while (~now != 0) {
+        const auto k = static_cast<size_t>(__builtin_ctzll(~now));
+        if (taken.compare_exchange_weak(now, now | uint64_t{1} << k, std::memory_order_relaxed)) {
+          slot = k;
+          return;
+        }
+      }
+    }
+    ~Claim() {
+      if (slot != kSlots - 1) taken.fetch_and(~(uint64_t{1} << slot), std::memory_order_relaxed);
+    }
+  };
+  static thread_local const Claim claim;
+  return claim.slot;
+}
 
 Host &Host::get() {
   static Host host;
   return host;
 }
 
-size_t Host::live_strings() const {
-  const auto hold = lock();
-  return strings_.size();
+// Every bit of the address counts: threads allocate the same sequence of
+// blocks in heaps of their own, so their blocks share the low bits.
+Host::Stripe &Host::stripe_of(const void *p) const {
+  const auto v = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(p));
+  static_assert(kStripes == 1024, "the top ten bits of the product pick the stripe");
+  return stripes_[static_cast<size_t>((v * 0x9E3779B97F4A7C15u) >> 54)];
 }
-size_t Host::live_objects() const {
-  const auto hold = lock();
-  return objects_.size();
-}
+
+size_t Host::live_strings() const { return static_cast<size_t>(static_cast<int64_t>(liveStrings_)); }
+size_t Host::live_objects() const { return static_cast<size_t>(static_cast<int64_t>(liveObjects_)); }
 bool Host::is_live(REALstring s) const {
-  const auto hold = lock();
-  return strings_.count(s) != 0;
+  Stripe &st = stripe_of(s);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  return st.strings.count(s) != 0;
 }
 bool Host::is_live(REALobject o) const {
-  const auto hold = lock();
-  return objects_.count(o) != 0;
+  Stripe &st = stripe_of(o);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  return st.objects.count(o) != 0;
 }
 
 void Host::reset(Settings s) {
-  const auto hold = lock();
   settings = std::move(s);
-  failures.clear();
-  ledger = Ledger{};
+  {
+    const std::lock_guard<std::mutex> hold(ledgerLock_);
+    failures.clear();
+    ledger = Ledger{};
+  }
+  for (Stripe &st : stripes_) {
+    const std::lock_guard<SpinLock> hold(st.lock);
+    st.stringData.clear();
+  }
   reportedVersion = -1;
   registered.clear();
   clear_pending();
 }
 
+// Failures are set up before threads call, so an empty table needs no lock.
 bool Host::fail(const char *service) {
-  const auto hold = lock();
+  if (failures.empty()) return false;
+  const std::lock_guard<std::mutex> hold(ledgerLock_);
   auto it = failures.find(service);
   if (it == failures.end()) return false;
   if (it->second.always) return true;
@@ -56,20 +95,82 @@ bool Host::fail(const char *service) {
   return false;
 }
 
+void Host::note_error(std::string what) {
+  const std::lock_guard<std::mutex> hold(ledgerLock_);
+  ledger.errors.push_back(std::move(what));
+}
+
+void Host::note_lookup(const char *name) {
+  const std::lock_guard<std::mutex> hold(ledgerLock_);
+  ++ledger.lookups[name];
+}
+
 bool Host::check(REALstring s, const char *service) {
-  if (s == nullptr) return true;
-  const auto hold = lock();
-  if (strings_.count(s) != 0) return true;
-  ledger.errors.push_back(std::string(service) + ": string handle that is not live");
+  if (s == nullptr || is_live(s)) return true;
+  note_error(std::string(service) + ": string handle that is not live");
   return false;
 }
 
 bool Host::check(REALobject o, const char *service) {
-  if (o == nullptr) return true;
-  const auto hold = lock();
-  if (objects_.count(o) != 0) return true;
-  ledger.errors.push_back(std::string(service) + ": object handle that is not live");
+  if (o == nullptr || is_live(o)) return true;
+  note_error(std::string(service) + ": object handle that is not live");
   return false;
+}
+
+bool Host::add_ref(REALstring s, const char *service) {
+  if (s == nullptr) return false;
+  {
+    Stripe &st = stripe_of(s);
+    const std::lock_guard<SpinLock> hold(st.lock);
+    if (st.strings.count(s) != 0) {
+      ++s->refCount;
+      return true;
+    }
+  }
+  note_error(std::string(service) + ": string handle that is not live");
+  return false;
+}
+
+bool Host::add_ref(REALobject o, const char *service) {
+  if (o == nullptr) return false;
+  {
+    Stripe &st = stripe_of(o);
+    const std::lock_guard<SpinLock> hold(st.lock);
+    if (st.objects.count(o) != 0) {
+      ++o->refCount;
+      return true;
+    }
+  }
+  note_error(std::string(service) + ": object handle that is not live");
+  return false;
+}
+
+void Host::set_encoding(REALstring s, uint32_t encoding) {
+  if (s == nullptr) return;
+  {
+    Stripe &st = stripe_of(s);
+    const std::lock_guard<SpinLock> hold(st.lock);
+    if (st.strings.count(s) != 0) {
+      s->encoding = encoding;
+      return;
+    }
+  }
+  note_error("REALSetStringEncoding: string handle that is not live");
+}
+
+void Host::note_string_data(const void *copy) {
+  Stripe &st = stripe_of(copy);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  st.stringData.insert(copy);
+  ++ledger.outstandingStringData;
+}
+
+bool Host::forget_string_data(const void *copy) {
+  Stripe &st = stripe_of(copy);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  if (st.stringData.erase(copy) == 0) return false;
+  --ledger.outstandingStringData;
+  return true;
 }
 
 unsigned char *Host::alloc_block(size_t n, bool padded) {
@@ -103,28 +204,46 @@ REALstring Host::new_string(const void *bytes, size_t n, uint32_t encoding) {
   s->allocLength = static_cast<int32_t>(settings.guard ? n + 1 : n + 5);
   s->length = static_cast<int32_t>(n);
   s->encoding = encoding;
-  const auto hold = lock();
-  strings_.insert(s);
+  Stripe &st = stripe_of(s);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  st.strings.insert(s);
+  ++liveStrings_;
   return s;
 }
 
-// The last reference leaves the tables under the lock; the memory is freed
-// outside it, where no other thread can reach the string any more.
+// The last reference leaves the live set under its stripe's lock; the memory
+// is freed outside it, where no other thread can reach the string any more.
 void Host::unref(REALstring s) {
+  if (s == nullptr) return;
   {
-    const auto hold = lock();
-    if (s == nullptr || !check(s, "REALUnlockString") || --s->refCount != 0) return;
-    strings_.erase(s);
+    Stripe &st = stripe_of(s);
+    std::unique_lock<SpinLock> hold(st.lock);
+    if (st.strings.count(s) == 0) {
+      hold.unlock();
+      note_error("REALUnlockString: string handle that is not live");
+      return;
+    }
+    if (--s->refCount != 0) return;
+    st.strings.erase(s);
+    --liveStrings_;
   }
   free_block(s->storage);
   delete s;
 }
 
 void Host::unref(REALobject o) {
+  if (o == nullptr) return;
   {
-    const auto hold = lock();
-    if (o == nullptr || !check(o, "REALUnlockObject") || --o->refCount != 0) return;
-    objects_.erase(o);
+    Stripe &st = stripe_of(o);
+    std::unique_lock<SpinLock> hold(st.lock);
+    if (st.objects.count(o) == 0) {
+      hold.unlock();
+      note_error("REALUnlockObject: object handle that is not live");
+      return;
+    }
+    if (--o->refCount != 0) return;
+    st.objects.erase(o);
+    --liveObjects_;
   }
   unref(o->message);
   free_block(o->data);
@@ -143,8 +262,10 @@ std::string_view Host::view(REALstring s) {
 }
 uint32_t Host::encoding(REALstring s) { return s == nullptr ? enc::kNone : s->encoding; }
 int32_t Host::refs(REALstring s) {
-  const auto hold = get().lock();
-  return s == nullptr ? 0 : s->refCount;
+  if (s == nullptr) return 0;
+  Stripe &st = get().stripe_of(s);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  return s->refCount;
 }
 void Host::release(REALstring s) { unref(s); }
 
@@ -159,8 +280,10 @@ std::string Host::bytes(REALobject o) {
   return o == nullptr ? std::string() : std::string(reinterpret_cast<char *>(o->data), static_cast<size_t>(o->size));
 }
 int32_t Host::refs(REALobject o) {
-  const auto hold = get().lock();
-  return o == nullptr ? 0 : o->refCount;
+  if (o == nullptr) return 0;
+  Stripe &st = get().stripe_of(o);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  return o->refCount;
 }
 void Host::release(REALobject o) { unref(o); }
 
@@ -174,6 +297,12 @@ namespace {
 
 Host &H() { return Host::get(); }
 
+// Whether a C string holds exactly `text`, stopping at the first difference
+// (most declarations differ in their first letters).
+bool same_text(const char *c, std::string_view text) {
+  return c != nullptr && std::strncmp(c, text.data(), text.size()) == 0 && c[text.size()] == '\0';
+}
+
 // Adds the time a service takes to the ledger, so that a benchmark can tell
 // the plugin's own time from the host's.
 class ServiceClock {
@@ -183,9 +312,8 @@ class ServiceClock {
   }
   ~ServiceClock() {
     if (on_) {
-      const auto hold = H().lock();
-      ++H().ledger.timedServices;
-      H().ledger.serviceNanos += timing::nanos(timing::now_ticks() - start_);
+      ++Host::threadTimes.timedServices;
+      Host::threadTimes.serviceNanos += timing::nanos(timing::now_ticks() - start_);
     }
   }
   ServiceClock(const ServiceClock &) = delete;
@@ -215,9 +343,7 @@ RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *r
   if (auto it = H().settings.reportedLength.find(s); it != H().settings.reportedLength.end()) {
     record->length = static_cast<decltype(record->length)>(it->second);
   }
-  const auto hold = H().lock();
-  H().ledger.stringData.insert(copy);
-  ++H().ledger.outstandingStringData;
+  H().note_string_data(copy);
   return 1;
 }
 
@@ -225,10 +351,7 @@ void PluginDisposeStringData(REALstringData *record) {
   const ServiceClock clock;
   if (record == nullptr || record->data == nullptr) return;
   // A record the plugin filled itself (its fallback copy) is freed all the same.
-  {
-    const auto hold = H().lock();
-    if (H().ledger.stringData.erase(record->data) != 0) --H().ledger.outstandingStringData;
-  }
+  H().forget_string_data(record->data);
   Host::free_block(const_cast<void *>(record->data));
   record->data = nullptr;
 }
@@ -257,8 +380,7 @@ void *REALLoadGlobalMethod(const char *module, const char *declaration) {
 
 void REALLockString(REALstring s) {
   const ServiceClock clock;
-  const auto hold = H().lock();
-  if (s != nullptr && H().check(s, "REALLockString")) ++s->refCount;
+  H().add_ref(s, "REALLockString");
 }
 void REALUnlockString(REALstring s) {
   const ServiceClock clock;
@@ -266,8 +388,7 @@ void REALUnlockString(REALstring s) {
 }
 void REALLockObject(REALobject o) {
   const ServiceClock clock;
-  const auto hold = H().lock();
-  if (o != nullptr && H().check(o, "REALLockObject")) ++o->refCount;
+  H().add_ref(o, "REALLockObject");
 }
 void REALUnlockObject(REALobject o) {
   const ServiceClock clock;
@@ -283,10 +404,7 @@ uint32_t REALGetStringEncoding(REALstring s) {
 REALstring REALConvertString(REALstring s, uint32_t encoding) {
   const ServiceClock clock;
   if (H().fail("REALConvertString") || s == nullptr || !H().check(s, "REALConvertString")) return nullptr;
-  {
-    const auto hold = H().lock();
-    ++H().ledger.conversions;
-  }
+  ++H().ledger.conversions;
   const std::string bytes = convert(Host::view(s), s->encoding, encoding);
   return H().new_string(bytes.data(), bytes.size(), encoding);
 }
@@ -294,17 +412,13 @@ REALstring REALConvertString(REALstring s, uint32_t encoding) {
 REALstring REALBuildString(const char *bytes, int length) {
   const ServiceClock clock;
   if (H().fail("REALBuildString") || length < 0 || (bytes == nullptr && length > 0)) return nullptr;
-  {
-    const auto hold = H().lock();
-    ++H().ledger.stringsBuilt;
-  }
+  ++H().ledger.stringsBuilt;
   return H().new_string(bytes, static_cast<size_t>(length), enc::kNone);
 }
 
 void REALSetStringEncoding(REALstring s, uint32_t encoding) {
   const ServiceClock clock;
-  const auto hold = H().lock();
-  if (s != nullptr && H().check(s, "REALSetStringEncoding")) s->encoding = encoding;
+  H().set_encoding(s, encoding);
 }
 
 REALobject PluginNewInstance(const char *className) {
@@ -315,20 +429,20 @@ REALobject PluginNewInstance(const char *className) {
   return H().new_object(REALobjectStruct::Kind::Exception, className);
 }
 
+// An exception object belongs to the thread that made it until it is raised,
+// so its fields are set without a lock; only reference counts take one.
 RBBoolean REALSetPropValueString(REALobject o, const char *property, REALstring value) {
-  const auto hold = H().lock();
   if (o == nullptr || !H().check(o, "REALSetPropValueString") || !H().check(value, "REALSetPropValueString") ||
       o->kind != REALobjectStruct::Kind::Exception || std::strcmp(property, "Message") != 0) {
     return 0;
   }
-  if (value != nullptr) ++value->refCount;  // the property keeps its own reference
+  if (value != nullptr) H().add_ref(value, "REALSetPropValueString");  // the property keeps its own reference
   H().unref(o->message);
   o->message = value;
   return 1;
 }
 
 RBBoolean REALSetPropValueInt(REALobject o, const char *property, int32_t value) {
-  const auto hold = H().lock();
   if (o == nullptr || !H().check(o, "REALSetPropValueInt") || o->kind != REALobjectStruct::Kind::Exception ||
       std::strcmp(property, "ErrorNumber") != 0) {
     return 0;
@@ -338,11 +452,7 @@ RBBoolean REALSetPropValueInt(REALobject o, const char *property, int32_t value)
 }
 
 void RuntimeRaiseException(REALobject o) {
-  if (o == nullptr || !H().check(o, "RuntimeRaiseException")) return;
-  {
-    const auto hold = H().lock();
-    ++o->refCount;  // the pending exception keeps its own reference
-  }
+  if (o == nullptr || !H().add_ref(o, "RuntimeRaiseException")) return;  // the pending exception's own reference
   H().clear_pending();
   H().pending = o;
 }
@@ -397,17 +507,16 @@ REALobject Host::new_object(REALobjectStruct::Kind kind, const char *className) 
   auto *o = new REALobjectStruct{};
   o->kind = kind;
   o->className = className;
-  const auto hold = lock();
-  objects_.insert(o);
+  Stripe &st = stripe_of(o);
+  const std::lock_guard<SpinLock> hold(st.lock);
+  st.objects.insert(o);
+  ++liveObjects_;
   return o;
 }
 
 void *Host::resolve(const char *name) {
   Host &host = get();
-  {
-    const auto hold = host.lock();
-    ++host.ledger.lookups[name];
-  }
+  host.note_lookup(name);
   if (host.settings.withheld.count(name) != 0) return nullptr;
   if (std::strcmp(name, "REALGetRBVersion") == 0 && !host.settings.version) return nullptr;
   auto it = services().find(name);
@@ -416,7 +525,7 @@ void *Host::resolve(const char *name) {
 
 Value Host::call(std::string_view declaration, const std::vector<Value> &args) {
   for (const REALmethodDefinition *record : registered) {
-    if (declaration != record->declaration) continue;
+    if (!same_text(record->declaration, declaration)) continue;
     const MethodInfo *info = find_method(declaration);
     if (info == nullptr) throw std::invalid_argument("no invoker for " + std::string(declaration));
     if (args.size() != info->params.size()) throw std::invalid_argument("wrong argument count");
@@ -424,11 +533,7 @@ Value Host::call(std::string_view declaration, const std::vector<Value> &args) {
     if (!settings.timeServices) return info->invoke(record->function, args);
     const int64_t start = timing::now_ticks();
     Value result = info->invoke(record->function, args);
-    const int64_t nanos = timing::nanos(timing::now_ticks() - start);
-    {
-      const auto hold = lock();
-      ledger.callNanos += nanos;
-    }
+    threadTimes.callNanos += timing::nanos(timing::now_ticks() - start);
     return result;
   }
   throw std::invalid_argument("not registered: " + std::string(declaration));
