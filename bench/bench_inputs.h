@@ -1,5 +1,6 @@
-// The inputs the byte-method benchmarks and the peers comparison share, so
-// that the plugin and the peers work on the same bytes.
+// The inputs the benchmarks, the peers comparison and the instruction counts
+// share, so that they all work on the same bytes. Host-free and free of
+// Google Benchmark, which the cross targets of the instruction counts lack.
 #pragma once
 
 #include <cstdint>
@@ -7,9 +8,15 @@
 #include <string>
 #include <vector>
 
-#include "bench_support.h"
-
 namespace ztk_bench {
+
+// Bytes from a fixed seed: `alphabet` 256 for any byte, 95 for printable ASCII.
+inline std::string random_bytes(size_t n, int alphabet = 256, unsigned seed = 42) {
+  std::mt19937 rng(seed);
+  std::string s(n, '\0');
+  for (char &c : s) c = static_cast<char>(alphabet == 256 ? rng() & 0xFF : 32 + rng() % alphabet);
+  return s;
+}
 
 // Ordinary English-like text of printable ASCII.
 inline std::string clean_text(size_t n) {
@@ -39,10 +46,9 @@ inline std::string hex_of(const std::string &bytes) {
   return s;
 }
 
-// Random bytes as a newsreader receives them: yEnc-encoded, escapes for the
-// critical bytes, lines of 128 characters.
-inline std::string yenc_encoded(size_t n) {
-  const std::string raw = random_bytes(n);
+// `raw` yEnc-encoded as a newsreader receives it: escapes for the critical
+// bytes, lines of 128 characters, cut to n characters.
+inline std::string yenc_of(const std::string &raw, size_t n) {
   std::string s;
   size_t column = 0;
   for (unsigned char b : raw) {
@@ -64,6 +70,33 @@ inline std::string yenc_encoded(size_t n) {
   s.resize(n);
   return s;
 }
+// Random bytes as a newsreader receives them.
+inline std::string yenc_encoded(size_t n) { return yenc_of(random_bytes(n), n); }
+// Only the four bytes yEnc must escape: two characters for every byte.
+inline std::string yenc_all_escaped(size_t n) { return yenc_of(repeat("\xD6\xE0\xE3\x13", n), n); }
+
+// `prefix` and two hex digits for every random byte, cut to n.
+inline std::string escaped_bytes(size_t n, const char *prefix) {
+  const std::string raw = random_bytes(n / 2);
+  std::string s;
+  for (unsigned char b : raw) {
+    if (s.size() >= n) break;
+    s += prefix;
+    s += hex_of(std::string(1, static_cast<char>(b)));
+  }
+  s.resize(n);
+  return s;
+}
+
+// Prose with something for every method to do: entities, tags, escapes of
+// each codec, SQL literals, accented letters, CR LF line ends.
+inline std::string mixed_text(size_t n) {
+  return repeat(
+      "Caf\xC3\xA9 cr\xC3\xA8me & <b>bold</b> costs \xE2\x82\xAC"
+      "5; see the notes =3D at 50%25 \\n "
+      "WHERE paid = true AND 'false' <> note; the quick brown fox jumps over the lazy dog.\r\n",
+      n);
+}
 
 // The text methods' inputs.
 // Every third character is one the method must treat (UTF-8 bytes, cut to n).
@@ -77,6 +110,7 @@ inline std::string sql_text(size_t n) {
   return repeat("SELECT name, total FROM orders WHERE customer = 'Smith' AND region IN (3, 4) ORDER BY 2;\n", n);
 }
 inline std::string sql_dense(size_t n) { return repeat("a = true, b = FALSE, c = 'true', ", n); }
+inline std::string mysql_every_escape(size_t n) { return repeat("a\\nb\\'c\\\\d\\0e\\tf\\\"", n); }
 
 // The edit distances' inputs: n random letters and digits, or n CJK
 // ideographs from a block of as many, as UTF-16 units.

@@ -12,14 +12,6 @@
 
 namespace ztk_bench {
 
-std::string random_bytes(size_t n, int alphabet, unsigned seed) {
-  std::mt19937 rng(seed);
-  std::string s(n, '\0');
-  for (char &c : s) c = static_cast<char>(alphabet == 256 ? rng() & 0xFF : 32 + rng() % alphabet);
-  return s;
-}
-
-
 HostCaller::HostCaller() {
   subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH);
   subhost::Host::get().settings.timeServices = true;

@@ -8,12 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "bench_inputs.h"
 #include "subhost.h"
 
 namespace ztk_bench {
 
-// Bytes from a fixed seed: `alphabet` 256 for any byte, 95 for printable ASCII.
-std::string random_bytes(size_t n, int alphabet = 256, unsigned seed = 42);
 
 // Calls `method` with `args` through the host; the result is released. Keeps
 // the time of each call and the part of it the host's services took, and

@@ -13,6 +13,7 @@
 
 #include "bench_inputs.h"
 #include "bench_support.h"
+#include "method_args.h"
 #include "invoke.h"
 #include "plugin_library.h"
 #include "timing.h"
@@ -21,15 +22,6 @@ using namespace ztk_bench;
 using subhost::Value;
 
 namespace {
-
-// Prose with something for every method to do: entities, tags, escapes of
-// each codec, SQL literals, accented letters.
-std::string mixed_text(size_t n) {
-  static const char kLine[] =
-      "Caf\xC3\xA9 cr\xC3\xA8me & <b>bold</b> costs \xE2\x82\xAC""5; see the notes =3D at 50%25 \\n "
-      "WHERE paid = true AND 'false' <> note; the quick brown fox jumps over the lazy dog.\r\n";
-  return repeat(kLine, n);
-}
 
 // The arguments of one method for an input of n bytes, made once for each
 // thread: threads working on documents of their own, whose reference counts
@@ -48,52 +40,7 @@ class Inputs {
  private:
   static std::vector<Value> make(const subhost::MethodInfo &m, size_t n) {
     if (n >= (64 << 10)) HostCaller::warm_heap();
-    subhost::Host &host = subhost::Host::get();
-    const std::string name = m.name();
-    const std::string text = mixed_text(n);
-    std::vector<Value> args;
-    int strings = 0, integers = 0;
-    for (char kind : m.params) {
-      switch (kind) {
-        case 'S': {
-          std::string bytes = strings == 0 ? text : "ab";
-          uint32_t encoding = enc::kUTF8;
-          if (strings == 0 && name == "DecodingFromHexZTK") {
-            bytes = hex_of(text.substr(0, n / 2));
-            encoding = enc::kASCII;
-          }
-          if (strings == 0 && name == "_yDecodeStringZTK") {
-            bytes = yenc_encoded(n);
-            encoding = enc::kNone;
-          }
-          // Whole-text comparisons compare two equal texts to their end.
-          if (strings == 1 && name.rfind("StrComp", 0) == 0) bytes = text;
-          if (strings == 1 && name == "CountOccurancesZTK") bytes = "the";
-          if (strings == 1 && name.rfind("String", 0) == 0) bytes = "secret key";
-          args.push_back(host.make_string(bytes, encoding));
-          ++strings;
-          break;
-        }
-        case 'M': args.push_back(host.make_memoryblock(yenc_encoded(n))); break;
-        case 'I': {
-          RBInteger v = 0;
-          if (name == "RandomBytesStringZTK") v = static_cast<RBInteger>(n);
-          if (name == "ScientificStrZTK") v = 12;
-          if (name == "GetUnicodeMarkersZTK") v = 1;
-          if (name == "EncodingToQuotedPrintableZTK") v = 76;
-          if (name == "EncodingToURLZTK" || name == "DecodingFromURLZTK" || name == "IsASCIIStringZTK") v = 1;
-          if (name == "StringXORZTK" || name == "StringXOR2ZTK") v = 3;
-          if (name == "ReplaceNonPrintableCharactersZTK") v = 46;
-          if (name == "HexstringZTK") v = integers == 0 ? 2 : 16;
-          args.push_back(v);
-          ++integers;
-          break;
-        }
-        case 'D': args.push_back(123456.789012); break;
-        case 'B': args.push_back(static_cast<RBBoolean>(0)); break;
-      }
-    }
-    return args;
+    return method_args(m, n).args;
   }
 };
 
@@ -141,8 +88,7 @@ const bool kRegistered = [] {
   for (const subhost::MethodInfo &m : subhost::methods()) {
     std::string name = m.name() + "#" + std::to_string(m.row);
     auto *b = benchmark::RegisterBenchmark(name.c_str(), call_method, &m);
-    const bool readsText = m.params.find_first_of("SM") != std::string::npos || m.name() == "RandomBytesStringZTK";
-    if (readsText) {
+    if (m.params.find_first_of("SM") != std::string::npos || m.name() == "RandomBytesStringZTK") {
       b->Arg(1 << 10)->Arg(1 << 20);
     } else {
       b->Arg(0);
