@@ -29,7 +29,7 @@ class PluginLibrary {
   // Test builds only: the number of allocations the plugin has attempted.
   int64_t allocation_count();
   // Test build only: caps the plugin's vector kernels at `level` (0 plain to
-  // 3 AVX-512); answers the level in force, or -1 without the hook.
+  // 4 AVX-512 with VBMI2); answers the level in force, or -1 without the hook.
   int limit_level(int level);
   // Whether the library exports `symbol`.
   bool exports(const std::string &symbol) const;
