@@ -102,7 +102,7 @@ class ThreadedHost : public GenerationTest {
     GenerationTest::SetUp();
   }
 
-  struct Spec {
+  struct Call {
     const subhost::MethodInfo *method;
     std::vector<Value> args;
   };
@@ -110,37 +110,37 @@ class ThreadedHost : public GenerationTest {
   // Three argument sets per method: the text as UTF-8, as UTF-16 and a short
   // hex-like ASCII string, with integers of 2 and more (a line length below 2
   // would read the shared quoted-printable setting) and both booleans.
-  std::vector<Spec> specs() {
+  std::vector<Call> calls() {
     const std::string text = mixed_text();
     const std::u16string units(text.begin(), text.end());  // Latin-1 widening is enough here
     const REALstring strings[] = {S(text), U16(units), S("48656C6C6F3D410A", enc::kASCII)};
     const REALobject blocks[] = {MB(text), MB("=ybegin\r\n\x93\x94\x95=}"), MB("0123")};
     const RBInteger integers[] = {2, 7, 40};
     const double doubles[] = {1234.5678, -0.000123, 6.02e23};
-    std::vector<Spec> all;
+    std::vector<Call> all;
     for (const subhost::MethodInfo &m : subhost::methods()) {
       for (size_t v = 0; v < 3; ++v) {
-        Spec spec{&m, {}};
+        Call call{&m, {}};
         for (size_t k = 0; k < m.params.size(); ++k) {
           const size_t pick = (v + k) % 3;
           switch (m.params[k]) {
-            case 'S': spec.args.push_back(strings[pick]); break;
-            case 'M': spec.args.push_back(blocks[pick]); break;
-            case 'I': spec.args.push_back(I(integers[pick])); break;
-            case 'D': spec.args.push_back(D(doubles[pick])); break;
-            case 'B': spec.args.push_back(Bool(pick % 2 == 0)); break;
+            case 'S': call.args.push_back(strings[pick]); break;
+            case 'M': call.args.push_back(blocks[pick]); break;
+            case 'I': call.args.push_back(I(integers[pick])); break;
+            case 'D': call.args.push_back(D(doubles[pick])); break;
+            case 'B': call.args.push_back(Bool(pick % 2 == 0)); break;
           }
         }
-        all.push_back(std::move(spec));
+        all.push_back(std::move(call));
       }
     }
     return all;
   }
 
-  static bool is_random(const Spec &s) { return std::strcmp(s.method->handler, "RandomBytesStringZTK") == 0; }
+  static bool is_random(const Call &s) { return std::strcmp(s.method->handler, "RandomBytesStringZTK") == 0; }
 
   // Random bytes differ by design; their length and class are what must hold.
-  static bool matches(const Spec &s, const Outcome &expected, const Outcome &got) {
+  static bool matches(const Call &s, const Outcome &expected, const Outcome &got) {
     if (!is_random(s)) return got == expected;
     // Raw random bytes are tagged by what they hold; "printable" ones are 32-127.
     if (got.bytes.size() != expected.bytes.size()) return false;
@@ -160,9 +160,9 @@ class ThreadedHost : public GenerationTest {
 }  // namespace
 
 TEST_P(ThreadedHost, EveryMethodGivesEachThreadItsOneAtATimeResult) {
-  const std::vector<Spec> all = specs();
+  const std::vector<Call> all = calls();
   std::vector<Outcome> expected;
-  for (const Spec &s : all) expected.push_back(call_once(host, s.method->declaration, s.args));
+  for (const Call &s : all) expected.push_back(call_once(host, s.method->declaration, s.args));
   ASSERT_EQ(all.size(), 3 * subhost::methods().size());
 
   // A fresh copy of the library: its entry points, CPU level and settings are
