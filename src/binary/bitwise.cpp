@@ -104,10 +104,58 @@ ZTK_AVX512 size_t stream_avx512(const uint8_t *a, const uint8_t *b, size_t len, 
 #endif  // ZTK_WIDE_VECTORS
 #endif  // ZTK_X86
 
+#if ZTK_NEON
+// One loop per kind: a switch inside the loop would cost a compare and branch
+// for every 16 bytes, as much as the work itself.
+template <Kind K>
+size_t stream_neon_kind(const uint8_t *a, const uint8_t *b, size_t from, size_t len, uint8_t *out, uint8_t pos) {
+  static constexpr uint8_t kIota[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+  uint8x16_t position = vaddq_u8(vdupq_n_u8(static_cast<uint8_t>(pos + from)), vld1q_u8(kIota));
+  const uint8x16_t step = vdupq_n_u8(16);
+  size_t k = from;
+  for (; k + 16 <= len; k += 16) {
+    const uint8x16_t x = vld1q_u8(a + k), y = vld1q_u8(b + k);
+    uint8x16_t r;
+    if constexpr (K == Kind::And) {
+      r = vandq_u8(x, y);
+    } else if constexpr (K == Kind::Or) {
+      r = vorrq_u8(x, y);
+    } else if constexpr (K == Kind::Xor) {
+      r = veorq_u8(x, y);
+    } else {
+      r = veorq_u8(veorq_u8(x, y), position);
+      position = vaddq_u8(position, step);
+    }
+    vst1q_u8(out + k, r);
+  }
+  return k;
+}
+
+size_t stream_neon(const uint8_t *a, const uint8_t *b, size_t from, size_t len, uint8_t *out, Kind kind,
+                   uint8_t pos) {
+  switch (kind) {
+    case Kind::And: return stream_neon_kind<Kind::And>(a, b, from, len, out, pos);
+    case Kind::Or: return stream_neon_kind<Kind::Or>(a, b, from, len, out, pos);
+    case Kind::Xor: return stream_neon_kind<Kind::Xor>(a, b, from, len, out, pos);
+    case Kind::XorPosition: break;
+  }
+  return stream_neon_kind<Kind::XorPosition>(a, b, from, len, out, pos);
+}
+#endif  // ZTK_NEON
+
+// The 16-byte level: SSE2 on x86, NEON on arm64, nothing elsewhere.
+#if ZTK_X86
+#define ZTK_STREAM_BASE(...) [&](size_t done) { return stream_sse2(__VA_ARGS__); }
+#elif ZTK_NEON
+#define ZTK_STREAM_BASE(...) [&](size_t done) { return stream_neon(__VA_ARGS__); }
+#else
+#define ZTK_STREAM_BASE(...) ::ztk::simd::Absent{}
+#endif
+
 void stream(const uint8_t *a, const uint8_t *b, size_t len, uint8_t *out, Kind kind, uint8_t pos) {
   simd::run_levels(ZTK_IF_WIDE([&](size_t) { return stream_avx512(a, b, len, out, kind, pos); }),
                    ZTK_IF_WIDE([&](size_t) { return stream_avx2(a, b, len, out, kind, pos); }),
-                   ZTK_IF_X86([&](size_t done) { return stream_sse2(a, b, done, len, out, kind, pos); }),
+                   ZTK_STREAM_BASE(a, b, done, len, out, kind, pos),
                    [&](size_t done) { stream_plain(a, b, done, len, out, kind, pos); });
 }
 

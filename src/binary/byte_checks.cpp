@@ -132,19 +132,90 @@ ZTK_AVX512 size_t replace_avx512(ByteView bytes, uint8_t replacement, uint8_t *o
 #endif  // ZTK_WIDE_VECTORS
 #endif  // ZTK_X86
 
+#if ZTK_NEON
+// The lanes of a and b folded so that one across-vector reduction decides for
+// both: the class is then one bound on the extreme lane. Printable bytes are
+// 0x20-0x7F, which as signed bytes is everything from 0x20 up.
+template <Class C>
+inline uint8x16_t fold(uint8x16_t a, uint8x16_t b) {
+  if constexpr (C == Class::Ascii) return vmaxq_u8(a, b);
+  if constexpr (C == Class::Printable) {
+    return vreinterpretq_u8_s8(vminq_s8(vreinterpretq_s8_u8(a), vreinterpretq_s8_u8(b)));
+  }
+  return vminq_u8(a, b);
+}
+
+template <Class C>
+inline bool folded_passes(uint8x16_t v) {
+  if constexpr (C == Class::Ascii) return vmaxvq_u8(v) < 0x80;
+  if constexpr (C == Class::Printable) return vminvq_s8(vreinterpretq_s8_u8(v)) >= 0x20;
+  return vminvq_u8(v) >= 0x20;
+}
+
+// Bytes before the first block that holds a failing byte: 64-byte blocks while
+// they last (the reduction is slow next to the loads, so it runs once for
+// four), then 16-byte blocks.
+template <Class C>
+size_t clean_prefix_neon_class(ByteView bytes, size_t from) {
+  size_t i = from;
+  for (; i + 64 <= bytes.size; i += 64) {
+    const uint8_t *p = bytes.data + i;
+    const uint8x16_t front = fold<C>(vld1q_u8(p), vld1q_u8(p + 16));
+    const uint8x16_t back = fold<C>(vld1q_u8(p + 32), vld1q_u8(p + 48));
+    if (!folded_passes<C>(fold<C>(front, back))) break;
+  }
+  for (; i + 16 <= bytes.size; i += 16) {
+    if (!folded_passes<C>(vld1q_u8(bytes.data + i))) break;
+  }
+  return i;
+}
+
+size_t clean_prefix_neon(ByteView bytes, size_t from, Class c) {
+  switch (c) {
+    case Class::Ascii: return clean_prefix_neon_class<Class::Ascii>(bytes, from);
+    case Class::Printable: return clean_prefix_neon_class<Class::Printable>(bytes, from);
+    case Class::NoControl: break;
+  }
+  return clean_prefix_neon_class<Class::NoControl>(bytes, from);
+}
+
+size_t replace_neon(ByteView bytes, size_t from, uint8_t replacement, uint8_t *out) {
+  const uint8x16_t r = vdupq_n_u8(replacement);
+  const int8x16_t below = vdupq_n_s8(0x1F);
+  size_t i = from;
+  for (; i + 16 <= bytes.size; i += 16) {
+    const uint8x16_t v = vld1q_u8(bytes.data + i);
+    vst1q_u8(out + i, vbslq_u8(vcgtq_s8(vreinterpretq_s8_u8(v), below), v, r));
+  }
+  return i;
+}
+#endif  // ZTK_NEON
+
+// The 16-byte level: SSE2 on x86, NEON on arm64, nothing elsewhere.
+#if ZTK_X86
+#define ZTK_CLEAN_PREFIX_BASE(...) [&](size_t done) { return clean_prefix_sse2(__VA_ARGS__); }
+#define ZTK_REPLACE_BASE(...) [&](size_t done) { return replace_sse2(__VA_ARGS__); }
+#elif ZTK_NEON
+#define ZTK_CLEAN_PREFIX_BASE(...) [&](size_t done) { return clean_prefix_neon(__VA_ARGS__); }
+#define ZTK_REPLACE_BASE(...) [&](size_t done) { return replace_neon(__VA_ARGS__); }
+#else
+#define ZTK_CLEAN_PREFIX_BASE(...) ::ztk::simd::Absent{}
+#define ZTK_REPLACE_BASE(...) ::ztk::simd::Absent{}
+#endif
+
 }  // namespace
 
 bool all_in_class(ByteView bytes, Class c) {
   return simd::run_levels(ZTK_IF_WIDE([&](size_t) { return clean_prefix_avx512(bytes, c); }),
                           ZTK_IF_WIDE([&](size_t) { return clean_prefix_avx2(bytes, c); }),
-                          ZTK_IF_X86([&](size_t done) { return clean_prefix_sse2(bytes, done, c); }),
+                          ZTK_CLEAN_PREFIX_BASE(bytes, done, c),
                           [&](size_t done) { return first_failure_plain(bytes, done, c) == bytes.size; });
 }
 
 void replace_non_printable(ByteView bytes, uint8_t replacement, uint8_t *out) {
   simd::run_levels(ZTK_IF_WIDE([&](size_t) { return replace_avx512(bytes, replacement, out); }),
                    ZTK_IF_WIDE([&](size_t) { return replace_avx2(bytes, replacement, out); }),
-                   ZTK_IF_X86([&](size_t done) { return replace_sse2(bytes, done, replacement, out); }),
+                   ZTK_REPLACE_BASE(bytes, done, replacement, out),
                    [&](size_t done) { replace_plain(bytes, done, replacement, out); });
 }
 
