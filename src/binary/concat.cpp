@@ -19,7 +19,12 @@ REALstring ConcatBinaryStringsZTK(REALstring a, REALstring b, REALstring c, REAL
     total += reads[k].view().size;
   }
   if (!ztk::mem::size_ok(total + 10)) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(total + 10));
+  // Short results are joined on the stack: a heap block would cost more than
+  // the copy, and threads joining short texts at once would meet in the
+  // allocator.
+  uint8_t onStack[4096];
+  const bool small = total + 10 <= sizeof onStack;
+  auto *out = small ? onStack : static_cast<uint8_t *>(ztk::mem::alloc(total + 10));
   if (out == nullptr) return nullptr;
   size_t at = 0;
   for (const rbData &r : reads) {
@@ -27,7 +32,7 @@ REALstring ConcatBinaryStringsZTK(REALstring a, REALstring b, REALstring c, REAL
     at += r.view().size;
   }
   REALstring result = total > 0 ? ztk::BuildRawBytes({out, static_cast<size_t>(total)}) : nullptr;
-  ztk::mem::release(out);
+  if (!small) ztk::mem::release(out);
   return result;
 }
 
