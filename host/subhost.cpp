@@ -51,8 +51,8 @@ Host &Host::get() {
 // blocks in heaps of their own, so their blocks share the low bits.
 Host::Stripe &Host::stripe_of(const void *p) const {
   const auto v = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(p));
-  static_assert(kStripes == 1024, "the top ten bits of the product pick the stripe");
-  return stripes_[static_cast<size_t>((v * 0x9E3779B97F4A7C15u) >> 54)];
+  static_assert(kStripes == 16384, "the top fourteen bits of the product pick the stripe");
+  return stripes_[static_cast<size_t>((v * 0x9E3779B97F4A7C15u) >> 50)];
 }
 
 size_t Host::live_strings() const { return static_cast<size_t>(static_cast<int64_t>(liveStrings_)); }

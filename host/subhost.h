@@ -226,7 +226,7 @@ class Host {
   };
   // Many stripes, so that the few blocks two threads each use on every call
   // seldom meet in one.
-  static constexpr size_t kStripes = 1024;
+  static constexpr size_t kStripes = 16384;
   Stripe &stripe_of(const void *p) const;
   mutable std::array<Stripe, kStripes> stripes_;
   Count liveStrings_, liveObjects_;
