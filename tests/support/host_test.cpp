@@ -151,6 +151,23 @@ Result HostTest::call_failing(std::string_view name, const std::vector<Value> &a
   return r;
 }
 
+void HostTest::expect_failures_give_empty(std::string_view name, const std::vector<Value> &args,
+                                          const std::string &whole, int upTo) {
+  SCOPED_TRACE(name);
+  int failures = 0;
+  for (int nth = 1; nth <= upTo; ++nth) {
+    bool failed = false;
+    const Result r = call_failing(name, args, nth, failed);
+    failures += failed;
+    if (failed) {
+      EXPECT_TRUE(r.null) << "allocation " << nth << " failed";
+    } else {
+      EXPECT_EQ(r.bytes, whole) << "allocation " << nth << " was not reached";
+    }
+  }
+  EXPECT_GE(failures, 1) << "no allocation was made to fail";
+}
+
 void HostTest::expect_cases(std::string_view method, const std::vector<StringCase> &cases, uint32_t inputEncoding,
                             const std::vector<Value> &extra) {
   for (const StringCase &c : cases) {

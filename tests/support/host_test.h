@@ -76,6 +76,11 @@ class HostTest : public ::testing::Test {
   // Calls `name` with the plugin's `nth` own allocation from now failing, and
   // says whether the call reached that allocation (so that it failed).
   Result call_failing(std::string_view name, const std::vector<Value> &args, int64_t nth, bool &failed);
+  // Calls `name` with each of the plugin's first `upTo` allocations failing in
+  // turn: a call that reaches the failing one gives the empty result, one that
+  // does not gives `whole`; at least one call must reach it.
+  void expect_failures_give_empty(std::string_view name, const std::vector<Value> &args, const std::string &whole,
+                                  int upTo);
   // Calls `method` on each case's input (tagged `inputEncoding`, followed by
   // `extra` arguments) and checks the result's bytes and tag.
   void expect_cases(std::string_view method, const std::vector<StringCase> &cases, uint32_t inputEncoding,
