@@ -117,33 +117,24 @@ bool Host::check(REALobject o, const char *service) {
   return false;
 }
 
-bool Host::add_ref(REALstring s, const char *service) {
-  if (s == nullptr) return false;
+// Strings and objects are counted alike, each in its own live set.
+template <class Handle>
+bool Host::add_ref_to(Handle h, const char *service, const char *what) {
+  if (h == nullptr) return false;
   {
-    Stripe &st = stripe_of(s);
+    Stripe &st = stripe_of(h);
     const std::lock_guard<SpinLock> hold(st.lock);
-    if (st.strings.count(s) != 0) {
-      ++s->refCount;
+    if (live_set(st, h).count(h) != 0) {
+      ++h->refCount;
       return true;
     }
   }
-  note_error(std::string(service) + ": string handle that is not live");
+  note_error(std::string(service) + ": " + what + " handle that is not live");
   return false;
 }
 
-bool Host::add_ref(REALobject o, const char *service) {
-  if (o == nullptr) return false;
-  {
-    Stripe &st = stripe_of(o);
-    const std::lock_guard<SpinLock> hold(st.lock);
-    if (st.objects.count(o) != 0) {
-      ++o->refCount;
-      return true;
-    }
-  }
-  note_error(std::string(service) + ": object handle that is not live");
-  return false;
-}
+bool Host::add_ref(REALstring s, const char *service) { return add_ref_to(s, service, "string"); }
+bool Host::add_ref(REALobject o, const char *service) { return add_ref_to(o, service, "object"); }
 
 void Host::set_encoding(REALstring s, uint32_t encoding) {
   if (s == nullptr) return;

@@ -228,6 +228,10 @@ class Host {
   // seldom meet in one.
   static constexpr size_t kStripes = 16384;
   Stripe &stripe_of(const void *p) const;
+  static std::set<REALstring> &live_set(Stripe &st, REALstring) { return st.strings; }
+  static std::set<REALobject> &live_set(Stripe &st, REALobject) { return st.objects; }
+  template <class Handle>
+  bool add_ref_to(Handle h, const char *service, const char *what);
   mutable std::array<Stripe, kStripes> stripes_;
   Count liveStrings_, liveObjects_;
   // The ledger's look-ups and errors, and the failure counters. Taken after a
