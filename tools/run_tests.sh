@@ -119,8 +119,11 @@ cross_suite() {
       ctest --preset "$preset" -j "$jobs" || ok=0
       ;;
     linux-arm)
-      how="qemu-arm"
+      # Twice: on qemu's default CPU, which reports NEON, and on one without
+      # it (Cortex-R5F: ARMv7 with VFP only), where only the plain level may run.
+      how="qemu-arm, with NEON and without"
       ctest --preset "$preset" -j "$jobs" || ok=0
+      QEMU_CPU=cortex-r5f ctest --preset "$preset" -j "$jobs" || ok=0
       ;;
     linux-x86)
       # The qemu path runs on every machine, so that it stays alive where

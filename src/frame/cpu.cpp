@@ -5,6 +5,10 @@
 
 #include "frame/simd.h"
 
+#if defined(__arm__) && ZTK_NEON_LEVEL
+#include <sys/auxv.h>
+#endif
+
 namespace ztk::cpu {
 namespace {
 
@@ -46,6 +50,10 @@ Level detect() {
   return sse2 ? kSSE2 : kPlain;
 #elif defined(__aarch64__)
   return kSSE2;  // NEON is part of every arm64 CPU
+#elif defined(__arm__) && ZTK_NEON_LEVEL
+  // The kernel's report of the CPU (Linux: AT_HWCAP, where bit 12 is NEON).
+  constexpr unsigned long kHwcapNeon = 1UL << 12;
+  return (getauxval(AT_HWCAP) & kHwcapNeon) != 0 ? kSSE2 : kPlain;
 #else
   return kPlain;
 #endif
@@ -81,7 +89,7 @@ void limit(Level level) { gLimit.store(level, std::memory_order_relaxed); }
 const char *name(Level level) {
   switch (level) {
     case kPlain: return "plain";
-#if defined(__aarch64__)
+#if defined(__aarch64__) || defined(__arm__)
     case kSSE2: return "neon";
 #else
     case kSSE2: return "sse2";

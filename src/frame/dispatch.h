@@ -50,7 +50,7 @@ class Dispatch {
 #else
 #define ZTK_ON_WIDE(table) nullptr
 #endif
-#if ZTK_NEON
+#if ZTK_NEON_LEVEL
 #define ZTK_ON_NEON(table) (table)
 #else
 #define ZTK_ON_NEON(table) nullptr
@@ -58,7 +58,7 @@ class Dispatch {
 // The 16-byte level's table: SSE2 on x86, NEON on ARM, none elsewhere.
 #if ZTK_X86
 #define ZTK_BASE_LEVEL(sse2, neon) (sse2)
-#elif ZTK_NEON
+#elif ZTK_NEON_LEVEL
 #define ZTK_BASE_LEVEL(sse2, neon) (neon)
 #else
 #define ZTK_BASE_LEVEL(sse2, neon) nullptr

@@ -24,12 +24,27 @@
 #define ZTK_WIDE_VECTORS 0
 #endif
 
-// arm64: NEON is part of the baseline and stands at the 16-byte level.
+// NEON stands at the 16-byte level. On arm64 it is part of the baseline. On
+// 32-bit ARM it is optional: the build compiles only the kernels' neon.cpp
+// sources for it (CMakeLists.txt, which also sets ZTK_ARM_NEON), and they run
+// only when the CPU reports NEON (cpu::best). ZTK_NEON says whether this
+// source may use NEON; ZTK_NEON_LEVEL whether the target has a NEON level.
 #if defined(__aarch64__)
 #define ZTK_NEON 1
+#define ZTK_NEON_LEVEL 1
 #include <arm_neon.h>
+#elif defined(__arm__) && defined(ZTK_ARM_NEON)
+#define ZTK_NEON_LEVEL 1
+#if defined(__ARM_NEON)
+#define ZTK_NEON 1
+#include <arm_neon.h>
+#include "frame/neon_a32.h"
 #else
 #define ZTK_NEON 0
+#endif
+#else
+#define ZTK_NEON 0
+#define ZTK_NEON_LEVEL 0
 #endif
 
 #include <cstddef>

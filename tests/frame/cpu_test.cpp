@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdio>
 
 #include "frame/cpu.h"
 #include "frame/simd.h"
@@ -33,6 +35,33 @@ TEST(CpuLevel, EqualsWhatTheCompilersFeatureHelpersReport) {
 // AVX-512 levels (built with the same flags as these tests); a build that
 // silently fell back to SSE2 would still pass the test above.
 TEST(CpuLevel, EveryX86_64BuildCarriesTheWideLevels) { EXPECT_TRUE(ZTK_WIDE_VECTORS); }
+#endif
+
+#if defined(__aarch64__)
+TEST(CpuLevel, Arm64AlwaysHasNeon) { EXPECT_STREQ(ztk::cpu::name(ztk::cpu::best()), "neon"); }
+#endif
+
+#if defined(__arm__) && defined(__linux__)
+// The auxiliary vector as the kernel (or qemu) hands it to /proc, read apart
+// from the C library's getauxval: NEON is bit 12 of AT_HWCAP (16).
+bool neon_in_proc_auxv() {
+  FILE *f = std::fopen("/proc/self/auxv", "rb");
+  if (f == nullptr) return false;
+  uint32_t pair[2];
+  bool neon = false;
+  while (std::fread(pair, sizeof pair, 1, f) == 1 && pair[0] != 0) {
+    if (pair[0] == 16) neon = (pair[1] >> 12 & 1) != 0;
+  }
+  std::fclose(f);
+  return neon;
+}
+
+// Where the CPU has no NEON (qemu-arm -cpu cortex-r5f in the test command)
+// only the plain level may run.
+TEST(CpuLevel, Arm32TakesNeonOnlyWhereTheCpuReportsIt) {
+  EXPECT_TRUE(ZTK_NEON_LEVEL);
+  EXPECT_STREQ(ztk::cpu::name(ztk::cpu::best()), neon_in_proc_auxv() ? "neon" : "plain");
+}
 #endif
 
 TEST(CpuLevel, LimitCapsTheActiveLevelAndIsUndone) {
