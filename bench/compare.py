@@ -1,0 +1,70 @@
+#!/usr/bin/python3
+"""Two builds side by side: the plugin's own time per call of every method
+benchmark at 20 B, 1 KiB and 1 MiB, as medians of repetitions, and the ratio
+new / old (above 1 is slower). The two builds' runs alternate, size by size
+and round by round, so that a drift of the machine touches both alike.
+
+Usage: compare.py OLD_BUILD NEW_BUILD [--bench byte_methods_bench]
+                  [--rounds 3] [--repetitions 5] [--filter REGEX] [--cpu N]
+Lists the rows whose ratio is above --flag (default 1.05) after the table.
+"""
+import argparse
+import json
+import os
+import statistics
+import subprocess
+
+
+def run(bench, size, repetitions, regex, cpu):
+    cmd = [bench, f"--benchmark_filter={regex}/{size}$", f"--benchmark_repetitions={repetitions}",
+           "--benchmark_report_aggregates_only=true", "--benchmark_format=json", "--benchmark_min_time=0.05"]
+    if cpu is not None:
+        cmd = ["taskset", "-c", str(cpu)] + cmd
+    out = json.loads(subprocess.run(cmd, capture_output=True, text=True, check=True).stdout)
+    return {b["run_name"].rsplit("/", 1)[0]: b["plugin_ns"]
+            for b in out["benchmarks"] if b.get("aggregate_name") == "median"}
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("old")
+    ap.add_argument("new")
+    ap.add_argument("--bench", default="byte_methods_bench")
+    ap.add_argument("--rounds", type=int, default=3)
+    ap.add_argument("--repetitions", type=int, default=5)
+    ap.add_argument("--filter", default=".*")
+    ap.add_argument("--cpu", type=int)
+    ap.add_argument("--flag", type=float, default=1.05)
+    args = ap.parse_args()
+    sizes = [20, 1 << 10, 1 << 20]
+    times = {}  # (build, size, row) -> [medians]
+    for _ in range(args.rounds):
+        for size in sizes:
+            for build in (args.old, args.new):
+                bench = os.path.join(build, "bench", args.bench)
+                for row, ns in run(bench, size, args.repetitions, args.filter, args.cpu).items():
+                    times.setdefault((build, size, row), []).append(ns)
+    rows = sorted({row for (_, _, row) in times})
+    print("| Method / input | 20 B old / new (ns) | ratio | 1 KiB old / new (ns) | ratio | 1 MiB old / new (us) | ratio |")
+    print("|---|---:|---:|---:|---:|---:|---:|")
+    flagged = []
+    for row in rows:
+        line = [row]
+        for size in sizes:
+            old = times.get((args.old, size, row))
+            new = times.get((args.new, size, row))
+            if not old or not new:
+                line += ["—", "—"]
+                continue
+            o, n = statistics.median(old), statistics.median(new)
+            scale = 1000.0 if size == sizes[-1] else 1.0
+            line += [f"{o / scale:.4g} / {n / scale:.4g}", f"{n / o:.2f}"]
+            if n / o > args.flag:
+                flagged.append(f"{row} at {size} B: {n / o:.2f}")
+        print("| " + " | ".join(line) + " |")
+    print()
+    print("Above %.2f: %s" % (args.flag, "; ".join(flagged) if flagged else "none"))
+
+
+if __name__ == "__main__":
+    main()
