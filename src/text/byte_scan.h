@@ -96,7 +96,7 @@ inline size_t copy_until(ByteView bytes, size_t from, const ByteSet &stop, uint8
 inline size_t count(ByteView bytes, uint8_t b) { return kernels().count(bytes, b); }
 
 // How many times `needle` occurs without overlap, each match taken at the
-// leftmost place after the previous one.
+// leftmost place after the previous one (an empty needle: none).
 inline size_t count_needle(ByteView bytes, ByteView needle) {
   if (needle.size == 0 || bytes.size < needle.size) return 0;
   if (needle.size == 1) return count(bytes, needle[0]);
