@@ -5,13 +5,19 @@
 // between the units they treat in blocks. The decoder knows the
 // names of the table (case-sensitive, at most six characters), decimal
 // references and lower-case "x" hexadecimal references of up to four digits.
-// Anything it does not decode is copied, starting with its "&".
+// Anything it does not decode is copied, starting with its "&". The kernels
+// (html/kernels.cpp) take units or bytes and append to growable buffers; they
+// reach the vector levels only through the unit and byte scans.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "text/byte_view.h"
-#include "text/string_handles.h"
+
+// The growable buffers the kernels append to (text/string_handles.h).
+struct AsciiStringHandle;
+struct UnicodeStringHandle;
 
 namespace ztk::html {
 

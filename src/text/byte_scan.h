@@ -1,6 +1,6 @@
-// Finding, copying past and counting bytes at the widest vector level the CPU
-// offers. The codecs spend their time in runs of bytes they pass through
-// unchanged; these kernels find where such a run ends and move it in blocks.
+// Finding, copying past and counting bytes at the active vector level. The
+// codecs spend their time in runs of bytes they pass through unchanged; these
+// kernels find where such a run ends and move it in blocks.
 #pragma once
 
 #include <cstddef>
@@ -49,9 +49,21 @@ class ByteSet {
   bool outside_;
 };
 
-// The vector part of find and copy_until, from where their first bytes end.
-size_t find_blocks(ByteView bytes, size_t from, const ByteSet &set);
-size_t copy_until_blocks(ByteView bytes, size_t from, size_t at, const ByteSet &stop, uint8_t add, uint8_t *out);
+// The byte scans of one level: each entry is the whole scan, its own blocks
+// first, then the narrower levels' (frame/dispatch.h; byte_scan/ holds one
+// source per level).
+struct Kernels {
+  // As find and copy_until below, without their one-at-a-time lead.
+  size_t (*find)(ByteView bytes, size_t from, const ByteSet &set);
+  size_t (*copy_until)(ByteView bytes, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out);
+  size_t (*count)(ByteView bytes, uint8_t b);
+  // As count_needle below, for a needle of two bytes or more that is no longer than `bytes`.
+  size_t (*count_needle)(ByteView bytes, ByteView needle);
+  size_t (*unescape)(ByteView bytes, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out);
+};
+
+// The kernels of the active level.
+const Kernels &kernels();
 
 // The codecs call these after every escape, and the runs between escapes are
 // often short, where setting up the vector test would cost more than the run:
@@ -64,7 +76,7 @@ inline size_t find(ByteView bytes, size_t from, const ByteSet &set) {
   for (size_t i = from; i < lead; ++i) {
     if (set.contains(bytes[i])) return i;
   }
-  return lead == bytes.size ? lead : find_blocks(bytes, lead, set);
+  return lead == bytes.size ? lead : kernels().find(bytes, lead, set);
 }
 
 // Writes bytes[from], bytes[from + 1], ... plus `add` (mod 256) to out[0], out[1], ...
@@ -77,21 +89,27 @@ inline size_t copy_until(ByteView bytes, size_t from, const ByteSet &stop, uint8
     if (stop.contains(bytes[i])) return i;
     out[i - from] = static_cast<uint8_t>(bytes[i] + add);
   }
-  return lead == bytes.size ? lead : copy_until_blocks(bytes, from, lead, stop, add, out);
+  return lead == bytes.size ? lead : kernels().copy_until(bytes, lead, stop, add, out + (lead - from));
 }
 
 // How often `b` occurs.
-size_t count(ByteView bytes, uint8_t b);
+inline size_t count(ByteView bytes, uint8_t b) { return kernels().count(bytes, b); }
 
-// How many times `needle` (two bytes or more) occurs without overlap, each
-// match taken at the leftmost place after the previous one.
-size_t count_needle(ByteView bytes, ByteView needle);
+// How many times `needle` occurs without overlap, each match taken at the
+// leftmost place after the previous one (an empty needle: none).
+inline size_t count_needle(ByteView bytes, ByteView needle) {
+  if (needle.size == 0 || bytes.size < needle.size) return 0;
+  if (needle.size == 1) return count(bytes, needle[0]);
+  return kernels().count_needle(bytes, needle);
+}
 
 // Writes every byte plus `add` (mod 256) to `out`, except that an `escape`
 // byte is dropped and the byte after it gets `escaped_add` more (an escape
 // after an escape is such a byte; a final escape stands for nothing). Returns
 // the bytes written; `out` must have room for bytes.size.
-size_t unescape(ByteView bytes, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out);
+inline size_t unescape(ByteView bytes, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
+  return kernels().unescape(bytes, escape, add, escaped_add, out);
+}
 
 // The one-byte-at-a-time versions every level must equal.
 size_t find_reference(ByteView bytes, size_t from, const ByteSet &set);

@@ -126,6 +126,34 @@ TEST_P(StringIsHTMLreadyZTK, AcceptsOnlyPlainSevenBitText) {
   EXPECT_EQ(call("StringIsHTMLreadyZTK", {NullString()}).boolean, 1);
 }
 
+// The check stops at the first byte that is not ready wherever it lies: in
+// the inline lead, in a block of any level, or in the bytes after the last block.
+TEST(HtmlReadyKernel, FindsEveryUnreadyByteAtEveryPlaceAtEveryLevel) {
+#ifdef ZTK_EMULATED_TARGET
+  constexpr size_t kLongest = 80;
+#else
+  constexpr size_t kLongest = 150;
+#endif
+  const auto ready = [](uint8_t b) { return b != 0 && b < 0x80 && b != '"' && b != '&' && b != '\'' && b != '<' && b != '>'; };
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n = 0; n <= kLongest; ++n) {
+      const GuardedBytes clean(std::string(n, 'a'));
+      ASSERT_TRUE(ztk::html::is_html_ready(clean.view())) << n;
+    }
+    for (int b = 0; b < 256; ++b) {
+      for (size_t n = 1; n <= kLongest; n += (b % 7) + 1) {
+        for (size_t at : {size_t{0}, n / 3, n - 1}) {
+          std::string text(n, '~');
+          text[at] = static_cast<char>(b);
+          const GuardedBytes guarded(text);
+          ASSERT_EQ(ztk::html::is_html_ready(guarded.view()), ready(static_cast<uint8_t>(b)))
+              << "byte " << b << " at " << at << " of " << n;
+        }
+      }
+    }
+  });
+}
+
 TEST_P(StringIsHTMLreadyZTK, WithoutEncodingServiceOnlyBytesCount) {
   subhost::Settings s = default_settings();
   s.withheld = {"REALGetStringEncoding"};

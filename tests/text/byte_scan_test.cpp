@@ -90,6 +90,35 @@ TEST(ByteScanKernels, FindAndCopyEqualTheOneByteLoopAtEveryLevel) {
   });
 }
 
+// The inline lead hands the table entries only starts with more than 16 bytes
+// left; each entry is still a whole scan by itself, from any start, however
+// few bytes are left.
+TEST(ByteScanKernels, EachLevelsTableScansFromAnyStart) {
+  std::mt19937 rng(17);
+  for_each_level([&](ztk::cpu::Level) {
+    const ztk::scan::Kernels &table = ztk::scan::kernels();
+    for (const NamedSet &named : kSets) {
+      SCOPED_TRACE(named.name);
+      for (size_t n = 0; n <= kLongest / 2; ++n) {
+        const GuardedBytes in(input(rng, n, named.members));
+        const ByteView v = in.view();
+        // The room for a copy from `from` is the last n - from bytes before an unreadable page.
+        GuardedBytes fast(std::string(n, '\0')), slow(std::string(n, '\0'));
+        for (size_t from = 0; from <= n; ++from) {
+          ASSERT_EQ(table.find(v, from, named.set), ztk::scan::find_reference(v, from, named.set))
+              << "n=" << n << " from=" << from;
+          const uint8_t add = static_cast<uint8_t>(from * 37);
+          const size_t stop = table.copy_until(v, from, named.set, add, fast.bytes() + from);
+          ASSERT_EQ(stop, ztk::scan::copy_until_reference(v, from, named.set, add, slow.bytes() + from))
+              << "n=" << n << " from=" << from;
+          ASSERT_EQ(std::string(fast.bytes() + from, fast.bytes() + stop),
+                    std::string(slow.bytes() + from, slow.bytes() + stop));
+        }
+      }
+    }
+  });
+}
+
 TEST(ByteScanKernels, CountsEqualTheOneByteLoopAtEveryLevel) {
   std::mt19937 rng(11);
   const std::string needles[] = {"ab", "aa", "aba", "abcab", "xyzzy", "a b", "aaaaaaaa", std::string("\0\xFF", 2)};

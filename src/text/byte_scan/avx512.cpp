@@ -1,0 +1,101 @@
+#include "text/byte_scan/levels.h"
+
+#include <cstring>
+
+#include "frame/simd.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::scan::avx512 {
+namespace {
+
+#define ZTK_SCAN_TARGET ZTK_AVX512
+struct V {
+  using reg = __m512i;
+  using mask = __mmask64;
+  static constexpr size_t kWidth = 64;
+  static constexpr int kLaneBits = 1;
+  static constexpr uint64_t kAll = ~uint64_t{0};
+  ZTK_AVX512 static reg set1(uint8_t b) { return _mm512_set1_epi8(static_cast<char>(b)); }
+  ZTK_AVX512 static reg load(const uint8_t *p) { return _mm512_loadu_si512(p); }
+  ZTK_AVX512 static void store(uint8_t *p, reg v) { _mm512_storeu_si512(p, v); }
+  ZTK_AVX512 static reg add(reg a, reg b) { return _mm512_add_epi8(a, b); }
+  ZTK_AVX512 static mask none() { return 0; }
+  ZTK_AVX512 static mask in_range(reg v, reg first, reg span) {
+    return _mm512_cmple_epu8_mask(_mm512_sub_epi8(v, first), span);
+  }
+  ZTK_AVX512 static mask either(mask a, mask b) { return a | b; }
+  ZTK_AVX512 static mask both(mask a, mask b) { return a & b; }
+  ZTK_AVX512 static mask equal(reg a, reg b) { return _mm512_cmpeq_epi8_mask(a, b); }
+  ZTK_AVX512 static uint64_t bits(mask m) { return m; }
+  ZTK_AVX512 static reg count_equal(reg lanes, reg v, reg b) {
+    return _mm512_mask_add_epi8(lanes, _mm512_cmpeq_epi8_mask(v, b), lanes, _mm512_set1_epi8(1));
+  }
+  ZTK_AVX512 static uint64_t sum(reg lanes) {
+    // By hand: gcc 12's own reduction reads an undefined register (a false warning).
+    const __m512i s = _mm512_sad_epu8(lanes, _mm512_setzero_si512());
+    const __m256i h = _mm256_add_epi64(_mm512_maskz_extracti64x4_epi64(0xFF, s, 0), _mm512_maskz_extracti64x4_epi64(0xFF, s, 1));
+    const __m128i q = _mm_add_epi64(_mm256_castsi256_si128(h), _mm256_extracti128_si256(h, 1));
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(q)) + static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(q, 8)));
+  }
+};
+#include "text/byte_scan/blocks.inc"
+#undef ZTK_SCAN_TARGET
+
+ZTK_AVX512 size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
+  uint8_t *o = out;
+  const uint8_t *const end = out + in.size;
+  size_t i = unescape_blocks(in, 0, escape, add, escaped_add, o, end);
+  if (in.size - i >= 16) i = sse2::unescape_blocks(in, i, escape, add, escaped_add, o, end);
+  plain::unescape_from(in, i, escape, add, escaped_add, o);
+  return static_cast<size_t>(o - out);
+}
+
+}  // namespace
+
+// Each level is skipped where less than its block is left: setting up its
+// tests would cost more than the few bytes. The entries take the level's
+// attribute so that its block loops are inlined into them.
+ZTK_AVX512 size_t find(ByteView in, size_t from, const ByteSet &set) {
+  Stop s{from, false};
+  if (in.size - s.at >= V::kWidth) {
+    s = find_blocks(in, s.at, set);
+    if (s.found) return s.at;
+  }
+  if (in.size - s.at >= 16) {
+    s = sse2::find_blocks(in, s.at, set);
+    if (s.found) return s.at;
+  }
+  return plain::find_from(in, s.at, set);
+}
+
+ZTK_AVX512 size_t copy_until(ByteView in, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out) {
+  Stop s{from, false};
+  if (in.size - s.at >= V::kWidth) {
+    s = copy_blocks(in, from, s.at, stop, add, out);
+    if (s.found) return s.at;
+  }
+  if (in.size - s.at >= 16) {
+    s = sse2::copy_blocks(in, from, s.at, stop, add, out);
+    if (s.found) return s.at;
+  }
+  return plain::copy_from(in, from, s.at, stop, add, out);
+}
+
+ZTK_AVX512 size_t count(ByteView in, uint8_t b) {
+  size_t total = 0;
+  size_t i = count_blocks(in, 0, b, total);
+  if (in.size - i >= 16) i = sse2::count_blocks(in, i, b, total);
+  return total + plain::count_from(in, i, b);
+}
+
+ZTK_AVX512 size_t count_needle(ByteView in, ByteView needle) {
+  size_t total = 0, next = 0;
+  size_t i = count_needle_blocks(in, needle, 0, next, total);
+  if (in.size - i >= needle.size - 1 + 16) i = sse2::count_needle_blocks(in, needle, i, next, total);
+  return total + plain::count_needle_from(in, needle, i, next);
+}
+
+const Kernels kKernels = {find, copy_until, count, count_needle, unescape};
+
+}  // namespace ztk::scan::avx512
+#endif  // ZTK_WIDE_VECTORS

@@ -1,0 +1,87 @@
+#include "text/byte_scan/levels.h"
+
+#include <cstring>
+
+#include "frame/simd.h"
+
+#if ZTK_X86
+namespace ztk::scan::sse2 {
+
+#define ZTK_SCAN_TARGET
+struct V {
+  using reg = __m128i;
+  using mask = __m128i;
+  static constexpr size_t kWidth = 16;
+  static constexpr int kLaneBits = 1;
+  static constexpr uint64_t kAll = 0xFFFF;
+  static reg set1(uint8_t b) { return _mm_set1_epi8(static_cast<char>(b)); }
+  static reg load(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
+  static void store(uint8_t *p, reg v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
+  static reg add(reg a, reg b) { return _mm_add_epi8(a, b); }
+  static mask none() { return _mm_setzero_si128(); }
+  // v - first, wrapped, is at most span exactly for the range's bytes.
+  static mask in_range(reg v, reg first, reg span) {
+    const reg d = _mm_sub_epi8(v, first);
+    return _mm_cmpeq_epi8(_mm_min_epu8(d, span), d);
+  }
+  static mask either(mask a, mask b) { return _mm_or_si128(a, b); }
+  static mask both(mask a, mask b) { return _mm_and_si128(a, b); }
+  static mask equal(reg a, reg b) { return _mm_cmpeq_epi8(a, b); }
+  static uint64_t bits(mask m) { return static_cast<uint32_t>(_mm_movemask_epi8(m)); }
+  static reg count_equal(reg lanes, reg v, reg b) { return _mm_sub_epi8(lanes, _mm_cmpeq_epi8(v, b)); }
+  static uint64_t sum(reg lanes) {
+    const __m128i s = _mm_sad_epu8(lanes, _mm_setzero_si128());
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(s)) + static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(s, 8)));
+  }
+};
+#include "text/byte_scan/blocks.inc"
+#undef ZTK_SCAN_TARGET
+
+namespace {
+
+// A scan with less than a block left skips the blocks: setting up their
+// tests would cost more than the few bytes.
+size_t find(ByteView in, size_t from, const ByteSet &set) {
+  if (in.size - from >= V::kWidth) {
+    const Stop s = find_blocks(in, from, set);
+    if (s.found) return s.at;
+    from = s.at;
+  }
+  return plain::find_from(in, from, set);
+}
+
+size_t copy_until(ByteView in, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out) {
+  size_t at = from;
+  if (in.size - from >= V::kWidth) {
+    const Stop s = copy_blocks(in, from, from, stop, add, out);
+    if (s.found) return s.at;
+    at = s.at;
+  }
+  return plain::copy_from(in, from, at, stop, add, out);
+}
+
+size_t count(ByteView in, uint8_t b) {
+  size_t total = 0;
+  const size_t i = count_blocks(in, 0, b, total);
+  return total + plain::count_from(in, i, b);
+}
+
+size_t count_needle(ByteView in, ByteView needle) {
+  size_t total = 0, next = 0;
+  const size_t i = count_needle_blocks(in, needle, 0, next, total);
+  return total + plain::count_needle_from(in, needle, i, next);
+}
+
+size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
+  uint8_t *o = out;
+  const size_t i = unescape_blocks(in, 0, escape, add, escaped_add, o, out + in.size);
+  plain::unescape_from(in, i, escape, add, escaped_add, o);
+  return static_cast<size_t>(o - out);
+}
+
+}  // namespace
+
+const Kernels kKernels = {find, copy_until, count, count_needle, unescape};
+
+}  // namespace ztk::scan::sse2
+#endif  // ZTK_X86
