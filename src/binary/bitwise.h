@@ -2,7 +2,9 @@
 //
 // AND and OR align the mask with the data's first byte. XOR starts the mask
 // at an offset (taken modulo the mask's length); XOR2 also XORs each byte
-// with the low 8 bits of its position. Both XORs are their own inverse.
+// with the low 8 bits of its position. Both XORs are their own inverse. The
+// byte loops run at the active vector level (frame/dispatch.h); bitwise/
+// holds one source per level.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +15,21 @@ namespace ztk::bitwise {
 
 enum class Op { And, Or };
 
-// out[i] = data[i] op mask[i mod mask.size], for mask.size >= 1, at the
-// widest vector level the CPU offers; out has room for data.size bytes.
+// One run of the data against as many mask bytes: out[k] = data[k] op
+// mask[k] for k < data.size. xor_position also XORs in (position + k) mod
+// 256, position being the low 8 bits of data[0]'s place in the whole input.
+struct Kernels {
+  void (*and_bytes)(ByteView data, const uint8_t *mask, uint8_t *out);
+  void (*or_bytes)(ByteView data, const uint8_t *mask, uint8_t *out);
+  void (*xor_bytes)(ByteView data, const uint8_t *mask, uint8_t *out);
+  void (*xor_position)(ByteView data, const uint8_t *mask, uint8_t position, uint8_t *out);
+};
+
+// The kernels of the active level.
+const Kernels &kernels();
+
+// out[i] = data[i] op mask[i mod mask.size], for mask.size >= 1; out has room
+// for data.size bytes.
 void combine(ByteView data, ByteView mask, Op op, uint8_t *out);
 // The mask position the XORs start at: offset modulo mask.size (>= 1).
 size_t start_position(int64_t offset, size_t maskSize);

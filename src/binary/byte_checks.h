@@ -1,4 +1,5 @@
-// Byte classes over whole strings, at the widest vector level the CPU offers.
+// Byte classes over whole strings, at the active vector level
+// (frame/dispatch.h); byte_checks/ holds one source per level.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +10,34 @@ namespace ztk::byte_checks {
 
 enum class Class { Ascii = 0, Printable = 1, NoControl = 2 };  // < 0x80, 0x20-0x7F, >= 0x20
 
-// Whether every byte is in the class (true for no bytes).
-bool all_in_class(ByteView bytes, Class c);
-// out[i] = bytes[i] when it is printable ASCII (0x20-0x7F), else replacement.
-void replace_non_printable(ByteView bytes, uint8_t replacement, uint8_t *out);
+struct Kernels {
+  // Whether every byte is in the class (true for no bytes).
+  bool (*all_ascii)(ByteView bytes);
+  bool (*all_printable)(ByteView bytes);
+  bool (*all_no_control)(ByteView bytes);
+  // out[i] = bytes[i] when it is printable ASCII (0x20-0x7F), else replacement.
+  void (*replace_non_printable)(ByteView bytes, uint8_t replacement, uint8_t *out);
+};
+
+// The kernels of the active level.
+const Kernels &kernels();
+
+// Whether every byte is below 0x80 (true for no bytes).
+inline bool all_ascii(ByteView bytes) { return kernels().all_ascii(bytes); }
+
+inline bool all_in_class(ByteView bytes, Class c) {
+  const Kernels &k = kernels();
+  switch (c) {
+    case Class::Ascii: return k.all_ascii(bytes);
+    case Class::Printable: return k.all_printable(bytes);
+    case Class::NoControl: break;
+  }
+  return k.all_no_control(bytes);
+}
+
+inline void replace_non_printable(ByteView bytes, uint8_t replacement, uint8_t *out) {
+  kernels().replace_non_printable(bytes, replacement, out);
+}
 
 // The one-byte-at-a-time versions every level must equal.
 bool all_in_class_reference(ByteView bytes, Class c);

@@ -68,6 +68,44 @@ TEST(BitwiseKernel, EveryLevelGivesTheOneByteRule) {
   });
 }
 
+// Each level's runs on their own: every length from 0 to 300 (each remainder
+// of every vector width), data and mask both ending before a guard page, and
+// positions that wrap past 255 within the run.
+TEST(BitwiseKernel, RunsOfEveryLevelGiveTheOneByteRule) {
+  using Apply = void (*)(const ztk::bitwise::Kernels &, ztk::ByteView, const uint8_t *, uint8_t, uint8_t *);
+  struct Case {
+    const char *name;
+    Apply run;
+    uint8_t (*rule)(uint8_t data, uint8_t mask, uint8_t position);
+  } cases[] = {
+      {"AND", [](const auto &k, auto d, auto m, uint8_t, auto o) { k.and_bytes(d, m, o); },
+       [](uint8_t a, uint8_t b, uint8_t) { return static_cast<uint8_t>(a & b); }},
+      {"OR", [](const auto &k, auto d, auto m, uint8_t, auto o) { k.or_bytes(d, m, o); },
+       [](uint8_t a, uint8_t b, uint8_t) { return static_cast<uint8_t>(a | b); }},
+      {"XOR", [](const auto &k, auto d, auto m, uint8_t, auto o) { k.xor_bytes(d, m, o); },
+       [](uint8_t a, uint8_t b, uint8_t) { return static_cast<uint8_t>(a ^ b); }},
+      {"XOR2", [](const auto &k, auto d, auto m, uint8_t p, auto o) { k.xor_position(d, m, p, o); },
+       [](uint8_t a, uint8_t b, uint8_t p) { return static_cast<uint8_t>(a ^ b ^ p); }},
+  };
+  std::mt19937 rng(4);
+  for_each_level([&](ztk::cpu::Level) {
+    const ztk::bitwise::Kernels &k = ztk::bitwise::kernels();
+    for (size_t n = 0; n <= 300; ++n) {
+      const GuardedBytes data(random_text(rng, n)), mask(random_text(rng, n));
+      for (const Case &c : cases) {
+        for (uint8_t position : {0, 1, 200, 255}) {
+          std::string want(n, '\0'), got(n, '\0');
+          for (size_t i = 0; i < n; ++i) {
+            want[i] = static_cast<char>(c.rule(data.view()[i], mask.view()[i], static_cast<uint8_t>(position + i)));
+          }
+          c.run(k, data.view(), mask.view().data, position, reinterpret_cast<uint8_t *>(got.data()));
+          ASSERT_EQ(got, want) << c.name << " " << n << " from position " << int{position};
+        }
+      }
+    }
+  });
+}
+
 TEST_P(StringXORZTK, StartsAtTheOffsetAndWraps) {
   EXPECT_EQ(call("StringXORZTK", {S("AB"), S("\x01\x02\x03"), I(2)}).bytes, "\x42\x43");
   Result r = call("StringXORZTK", {S("A"), S("\x80", enc::kNone), I(0)});

@@ -127,6 +127,8 @@ TEST(ByteCheckKernels, EveryLevelGivesTheOneByteRule) {
           ASSERT_EQ(ztk::byte_checks::all_in_class(in.view(), c), ztk::byte_checks::all_in_class_reference(in.view(), c))
               << n << " class " << static_cast<int>(c);
         }
+        ASSERT_EQ(ztk::byte_checks::all_ascii(in.view()), ztk::byte_checks::all_in_class_reference(in.view(), Class::Ascii))
+            << n;
         std::string want(n, '\0'), got(n, '\0');
         ztk::byte_checks::replace_non_printable_reference(in.view(), '.', reinterpret_cast<uint8_t *>(want.data()));
         ztk::byte_checks::replace_non_printable(in.view(), '.', reinterpret_cast<uint8_t *>(got.data()));

@@ -1,0 +1,54 @@
+#include "binary/bitwise/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::bitwise::avx512 {
+namespace {
+
+constexpr uint8_t kIota[64] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
+                               16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31,
+                               32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47,
+                               48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58, 59, 60, 61, 62, 63};
+
+template <Kind K>
+ZTK_AVX512 size_t stream_blocks(ByteView data, const uint8_t *mask, uint8_t position, uint8_t *out) {
+  __m512i positions = _mm512_add_epi8(_mm512_set1_epi8(static_cast<char>(position)), _mm512_loadu_si512(kIota));
+  const __m512i step = _mm512_set1_epi8(64);
+  size_t k = 0;
+  for (; k + 64 <= data.size; k += 64) {
+    const __m512i x = _mm512_loadu_si512(data.data + k);
+    const __m512i y = _mm512_loadu_si512(mask + k);
+    __m512i r;
+    if constexpr (K == Kind::And) {
+      r = _mm512_and_si512(x, y);
+    } else if constexpr (K == Kind::Or) {
+      r = _mm512_or_si512(x, y);
+    } else if constexpr (K == Kind::Xor) {
+      r = _mm512_xor_si512(x, y);
+    } else {
+      r = _mm512_ternarylogic_epi32(x, y, positions, 0x96);  // x ^ y ^ positions
+      positions = _mm512_add_epi8(positions, step);
+    }
+    _mm512_storeu_si512(out + k, r);
+  }
+  return k;
+}
+
+// The level's own loop inlines here: one call less per run.
+template <Kind K>
+ZTK_AVX512 void stream(ByteView data, const uint8_t *mask, uint8_t position, uint8_t *out) {
+  const size_t done = sse2::stream_blocks<K>(data, mask, stream_blocks<K>(data, mask, position, out), position, out);
+  plain::stream_from<K>(data, mask, done, position, out);
+}
+
+}  // namespace
+
+const Kernels kKernels = {
+    [](ByteView data, const uint8_t *mask, uint8_t *out) { stream<Kind::And>(data, mask, 0, out); },
+    [](ByteView data, const uint8_t *mask, uint8_t *out) { stream<Kind::Or>(data, mask, 0, out); },
+    [](ByteView data, const uint8_t *mask, uint8_t *out) { stream<Kind::Xor>(data, mask, 0, out); },
+    stream<Kind::XorPosition>,
+};
+
+}  // namespace ztk::bitwise::avx512
+#endif  // ZTK_WIDE_VECTORS
