@@ -1,6 +1,6 @@
 // Byte checks and generators: ASCII tests, replacement of bytes outside
 // printable ASCII, and random byte strings.
-#include "binary/byte_checks.h"
+#include "frame/byte_checks.h"
 
 #include <cstdlib>
 

@@ -1,16 +1,15 @@
 #include "frame/string_build.h"
 
-#include "binary/byte_checks.h"
-
 #include <cstring>
 
+#include "frame/byte_checks.h"
 #include "frame/host_api.h"
 #include "frame/plugin_alloc.h"
 
 namespace ztk {
 
 uint32_t RawBytesTag(ByteView bytes) {
-  return byte_checks::all_in_class(bytes, byte_checks::Class::Ascii) ? enc::kASCII : enc::kNone;
+  return byte_checks::all_ascii(bytes) ? enc::kASCII : enc::kNone;
 }
 
 REALstring BuildString(const void *bytes, int64_t n, uint32_t encoding) {

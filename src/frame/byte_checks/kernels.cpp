@@ -1,4 +1,4 @@
-#include "binary/byte_checks/levels.h"
+#include "frame/byte_checks/levels.h"
 #include "frame/dispatch.h"
 
 namespace ztk::byte_checks {

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "binary/byte_checks.h"
+#include "frame/byte_checks.h"
 
 namespace ztk::byte_checks {
 

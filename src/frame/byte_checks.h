@@ -1,5 +1,7 @@
 // Byte classes over whole strings, at the active vector level
-// (frame/dispatch.h); byte_checks/ holds one source per level.
+// (frame/dispatch.h); byte_checks/ holds one source per level. They sit in the
+// frame because its string building tags every result by the ASCII test;
+// the byte-check methods (binary/byte_checks.cpp) call them from above.
 #pragma once
 
 #include <cstdint>

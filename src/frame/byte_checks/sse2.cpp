@@ -1,4 +1,4 @@
-#include "binary/byte_checks/levels.h"
+#include "frame/byte_checks/levels.h"
 #include "frame/simd.h"
 
 #if ZTK_X86
