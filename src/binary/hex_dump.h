@@ -1,11 +1,12 @@
 // Hex dump layout: upper-case hex digits cut into groups of `hexlen`
 // characters, `linelen` groups a line, each line framed by `linestart` and
 // `lineend`, groups separated by `spacer`, the last line padded to full width
-// with `filler` (cycling; "0" when none is given).
+// with `filler` (cycling; "0" when none is given). The digits and the lines
+// run at the active level (frame/dispatch.h); hex_dump/ holds one source per
+// level.
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "text/byte_view.h"
 
@@ -17,12 +18,31 @@ struct Layout {
   ByteView linestart, lineend, spacer, filler;
 };
 
+struct Kernels {
+  // Writes the 2 * in.size digits of in, high digit first.
+  void (*digits)(ByteView in, char *out);
+  // Writes the lines of the first `digits` characters at hex, which go on to
+  // the end of the last line (the filler); returns the bytes written, which
+  // are output_size() of them.
+  size_t (*lines)(const char *hex, uint64_t digits, const Layout &layout, char *out);
+};
+
+// The kernels of the active level.
+const Kernels &kernels();
+
+inline void write_digits(ByteView in, char *out) { kernels().digits(in, out); }
+inline size_t write_lines(const char *hex, uint64_t digits, const Layout &layout, char *out) {
+  return kernels().lines(hex, digits, layout, out);
+}
+
 // The exact output size (without the terminating zero), or 0 when it would
 // exceed 0x7FFFFFFF bytes.
 uint64_t output_size(uint64_t inputBytes, const Layout &layout);
 // The hex text: 2n digits followed by hexlen * linelen filler characters.
 void hex_text(ByteView in, const Layout &layout, char *out);
-// Writes the lines; returns the number of bytes written.
-size_t write_lines(const char *hex, uint64_t digits, const Layout &layout, char *out);
+
+// The plain versions every level must equal.
+void digits_reference(ByteView in, char *out);
+size_t lines_reference(const char *hex, uint64_t digits, const Layout &layout, char *out);
 
 }  // namespace ztk::hexdump

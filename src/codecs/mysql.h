@@ -1,6 +1,8 @@
 // MySQL unescaping: undoes the backslash escapes of MySQL string literals
 // (\0 \' \" \b \n \r \t \Z \\ \% \_). Any other byte after a backslash is
-// not an escape: both bytes are copied. A final lone backslash is kept.
+// not an escape: both bytes are copied. A final lone backslash is kept. The
+// kernel (mysql/) has no vector level of its own: the runs between
+// backslashes are copied by the byte scans, which take the active level.
 #pragma once
 
 #include "text/byte_view.h"

@@ -4,6 +4,8 @@
 // longer than LINELEN - 1 characters; LINELEN is a process-wide setting that
 // the two-argument form changes for this and later calls. The decoder drops
 // soft breaks and invalid escapes and writes every hard line break as one LF.
+// The kernels (quoted_printable/) have no vector level of their own: their
+// runs are found and copied by the byte scans, which take the active level.
 #pragma once
 
 #include <cstddef>

@@ -4,7 +4,9 @@
 // every other byte as %XX (upper case). Space and plus are chosen by the
 // options' two low bits. The decoder decodes %XX with lenient digits (a
 // non-hex digit counts as 0, a cut-short escape reads missing digits as 0)
-// and, with option bit 0, turns "+" into a space.
+// and, with option bit 0, turns "+" into a space. Both run at the active
+// level (frame/dispatch.h); url/ holds one source per level. The decoder has
+// no level of its own: its runs are copied by the byte scans.
 #pragma once
 
 #include <cstdint>
@@ -15,9 +17,22 @@ namespace ztk::url {
 
 // The most bytes encode() can write for n input bytes.
 constexpr uint64_t max_encoded_size(uint64_t n) { return 3 * n; }
-// Returns the number of bytes written.
-size_t encode(ByteView in, int64_t options, char *out);
-// out needs in.size bytes; returns the number written.
-size_t decode(ByteView in, int64_t options, uint8_t *out);
+
+struct Kernels {
+  // Returns the number of bytes written, at most max_encoded_size(in.size).
+  size_t (*encode)(ByteView in, int64_t options, char *out);
+  // out needs in.size bytes; returns the number written.
+  size_t (*decode)(ByteView in, int64_t options, uint8_t *out);
+};
+
+// The kernels of the active level.
+const Kernels &kernels();
+
+inline size_t encode(ByteView in, int64_t options, char *out) { return kernels().encode(in, options, out); }
+inline size_t decode(ByteView in, int64_t options, uint8_t *out) { return kernels().decode(in, options, out); }
+
+// The plain versions every level must equal.
+size_t encode_reference(ByteView in, int64_t options, char *out);
+size_t decode_reference(ByteView in, int64_t options, uint8_t *out);
 
 }  // namespace ztk::url

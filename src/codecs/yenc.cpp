@@ -5,20 +5,6 @@
 #include "frame/registry.h"
 #include "frame/string_access.h"
 #include "frame/string_build.h"
-#include "text/byte_scan.h"
-
-namespace ztk::yenc {
-namespace {
-constexpr uint8_t kOffset = 42;
-constexpr uint8_t kEscape = 0x3D;
-constexpr uint8_t kEscapeOffset = 64;
-}  // namespace
-
-size_t decode(ByteView in, uint8_t *out) {
-  return scan::unescape(in, kEscape, static_cast<uint8_t>(-kOffset), static_cast<uint8_t>(-kEscapeOffset), out);
-}
-
-}  // namespace ztk::yenc
 
 REALmemoryBlock yDecodeZTKm(REALmemoryBlock data) {
   if (data == nullptr) return nullptr;

@@ -1,5 +1,6 @@
 #include "binary/hex_dump.h"
 
+#include <cstdio>
 #include <random>
 
 #include "host_test.h"
@@ -81,16 +82,17 @@ TEST(HexDumpLines, EveryLayoutEqualsTheGroupByGroupLines) {
   std::mt19937 rng(17);
   auto view = [](const std::string &t) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(t.data()), t.size()}; };
   // Texts up to and past what one vector holds; lines up to and past the
-  // widest the permuted lines take.
+  // widest the permuted lines take, and past two of the widest interleaving
+  // stores with a shorter one and single groups after them.
   const std::string texts[] = {"", ".", " ", "--", "\r\n", std::string(64, '<'), std::string(65, '>')};
   for_each_level([&](ztk::cpu::Level) {
     for (int round = 0; round < 2000; ++round) {
-      const bool common = rng() % 2 == 0; // groups of one byte, a one-byte spacer
-      const uint64_t hexlen = common ? 2 : 1 + rng() % 4, linelen = 1 + rng() % (common ? 24 : 6);
+      const bool common = rng() % 2 == 0; // groups of one byte, a spacer of one or two bytes
+      const uint64_t hexlen = common ? 2 : 1 + rng() % 4, linelen = 1 + rng() % (common ? 44 : 6);
       const std::string &start = texts[rng() % 7], &end = texts[rng() % 7];
-      const std::string &spacer = common ? texts[1 + rng() % 2] : texts[rng() % 7];
+      const std::string &spacer = common ? texts[1 + rng() % 4] : texts[rng() % 7];
       const ztk::hexdump::Layout layout{hexlen, linelen, view(start), view(end), view(spacer), {}};
-      const size_t bytes = rng() % 40;
+      const size_t bytes = rng() % 100;
       std::string hex;
       for (size_t k = 0; k < 2 * bytes + hexlen * linelen; ++k)
         hex += "0123456789ABCDEF"[rng() % 16];
@@ -112,4 +114,31 @@ TEST(HexDumpLines, EveryLayoutEqualsTheGroupByGroupLines) {
           << "hexlen " << hexlen << " linelen " << linelen << " spacer '" << spacer << "'";
     }
   });
+}
+
+// Every level's digits against the plain ones, on every length up to 300,
+// the input and the digits each ending right before an unreadable page.
+TEST(HexDumpDigits, EveryLevelEqualsThePlainDigits) {
+  std::mt19937 rng(23);
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n = 0; n <= 300; ++n) {
+      SCOPED_TRACE(n);
+      const GuardedBytes in(random_text(rng, n));
+      std::string want(2 * n, '\0');
+      ztk::hexdump::digits_reference(in.view(), want.data());
+      GuardedBytes got(std::string(2 * n, '\0'));
+      ztk::hexdump::write_digits(in.view(), reinterpret_cast<char *>(got.bytes()));
+      ASSERT_EQ(std::string(got.view().data, got.view().data + 2 * n), want);
+    }
+  });
+  // The plain digits themselves: every byte, high digit first, upper case.
+  uint8_t all[256];
+  for (int b = 0; b < 256; ++b) all[b] = static_cast<uint8_t>(b);
+  char digits[512];
+  ztk::hexdump::digits_reference({all, 256}, digits);
+  for (int b = 0; b < 256; ++b) {
+    char want[3];
+    snprintf(want, sizeof want, "%02X", b);
+    ASSERT_EQ(std::string(digits + 2 * b, 2), want);
+  }
 }

@@ -166,3 +166,42 @@ TEST(UrlKernel, EveryLevelGivesTheOneByteRules) {
         [&](const std::string &in) { return reference::url_decode(in, options); });
   }
 }
+
+// Long inputs at every level against the plain kernels: many 64-byte blocks,
+// escapes dense, sparse and absent, and the encoder's output room exactly what
+// it promises, so that a block loop which stops too late faults.
+TEST(UrlKernel, EveryLevelEqualsThePlainKernelsOnLongInputs) {
+  std::mt19937 rng(29);
+  std::string sparse = random_text(rng, 6000, "abcdefghijklmnopqrstuvwxyz0123456789");
+  for (size_t at = 0; at < sparse.size(); at += 1 + rng() % 200) sparse[at] = "% +~\xE9"[rng() % 5];
+  const std::vector<std::string> inputs = {random_text(rng, 5000), random_text(rng, 5000, "abcXYZ019 +%~"), sparse,
+                                           std::string(4099, 'k'), std::string(4099, ' ')};
+  auto view = [](const std::string &s) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(s.data()), s.size()}; };
+  for (int64_t options = 0; options < 4; ++options) {
+    SCOPED_TRACE(options);
+    expect_equal_at_every_level(
+        inputs,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
+          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
+          return std::string(out.view().data, out.view().data + n);
+        },
+        [&](const std::string &in) {
+          std::string out(ztk::url::max_encoded_size(in.size()), '\0');
+          out.resize(ztk::url::encode_reference(view(in), options, out.data()));
+          return out;
+        });
+    expect_equal_at_every_level(
+        inputs,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(in.size, '\0'));
+          const size_t n = ztk::url::decode(in, options, out.bytes());
+          return std::string(out.view().data, out.view().data + n);
+        },
+        [&](const std::string &in) {
+          std::string out(in.size(), '\0');
+          out.resize(ztk::url::decode_reference(view(in), options, reinterpret_cast<uint8_t *>(out.data())));
+          return out;
+        });
+  }
+}

@@ -1,0 +1,87 @@
+#include "codecs/url/levels.h"
+#include "frame/simd.h"
+#include "text/ascii.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::url::vbmi2 {
+namespace {
+
+// 64 bytes are classified at once; each quarter of them is spread to three
+// slots a byte (the byte, "+" or "%", then the two hex digits), and the slots
+// a byte does not use are packed away. Works while 64 bytes of input remain
+// and the output has room for what four quarters store.
+constexpr size_t kPackedRoom = 256;
+
+ZTK_AVX512VBMI2 size_t encode_blocks(ByteView in, const scan::ByteSet &special, bool spaceAsPlus, char *&out,
+                                     const char *end) {
+  // gcc 12 warns falsely about the unmasked forms of some of these
+  // intrinsics, so masked forms with every lane set stand in for them.
+  constexpr __mmask64 kAll = ~uint64_t{0};
+  alignas(64) uint8_t spread[64], hex[64];
+  uint64_t slot[3] = {};  // the slots of 16 bytes by their place in a byte's three
+  for (int p = 0; p < 64; ++p) {
+    spread[p] = static_cast<uint8_t>(p < 48 ? p / 3 : 0);
+    hex[p] = static_cast<uint8_t>(ascii::kHexDigits[p % 16]);
+    if (p < 48) slot[p % 3] |= uint64_t{1} << p;
+  }
+  const __m512i spreadIndex = _mm512_load_si512(spread);
+  const __m512i digits = _mm512_load_si512(hex);
+  const __m512i low = _mm512_set1_epi8(15);
+  __m512i rangeFirst[scan::ByteSet::kMaxRanges], rangeSpan[scan::ByteSet::kMaxRanges];
+  for (int k = 0; k < special.count(); ++k) {
+    rangeFirst[k] = _mm512_set1_epi8(static_cast<char>(special.first(k)));
+    rangeSpan[k] = _mm512_set1_epi8(static_cast<char>(special.span(k)));
+  }
+  size_t i = 0;
+  char *o = out;
+  while (i + 64 <= in.size && static_cast<size_t>(end - o) >= kPackedRoom) {
+    const __m512i x = _mm512_loadu_si512(in.data + i);
+    uint64_t ranges = 0;
+    for (int k = 0; k < special.count(); ++k) {
+      ranges |= _mm512_cmple_epu8_mask(_mm512_sub_epi8(x, rangeFirst[k]), rangeSpan[k]);
+    }
+    const uint64_t stops = special.outside() ? ~ranges : ranges;
+    const uint64_t plus = spaceAsPlus ? _mm512_cmpeq_epi8_mask(x, _mm512_set1_epi8(' ')) : 0;
+    const uint64_t escaped = stops & ~plus;
+    if ((escaped | plus) == 0) {  // 64 bytes that stand for themselves
+      _mm512_storeu_si512(o, x);
+      o += 64;
+      i += 64;
+      continue;
+    }
+    __m512i head = _mm512_mask_mov_epi8(x, escaped, _mm512_set1_epi8('%'));
+    head = _mm512_mask_mov_epi8(head, plus, _mm512_set1_epi8('+'));
+    const __m512i hi = _mm512_shuffle_epi8(digits, _mm512_and_si512(_mm512_srli_epi16(x, 4), low));
+    const __m512i lo = _mm512_shuffle_epi8(digits, _mm512_and_si512(x, low));
+    const __m512i flags = _mm512_movm_epi8(escaped);
+    for (int quarter = 0; quarter < 4; ++quarter) {
+      const __m512i index = _mm512_add_epi8(spreadIndex, _mm512_set1_epi8(static_cast<char>(16 * quarter)));
+      __m512i slots = _mm512_maskz_permutexvar_epi8(kAll, index, head);
+      slots = _mm512_mask_permutexvar_epi8(slots, slot[1], index, hi);
+      slots = _mm512_mask_permutexvar_epi8(slots, slot[2], index, lo);
+      const uint64_t escapes = _mm512_movepi8_mask(_mm512_maskz_permutexvar_epi8(kAll, index, flags));
+      const uint64_t used = slot[0] | (escapes & (slot[1] | slot[2]));
+      _mm512_storeu_si512(o, _mm512_maskz_compress_epi8(used, slots));
+      o += __builtin_popcountll(used);
+    }
+    i += 64;
+  }
+  out = o;
+  return i;
+}
+
+size_t encode(ByteView in, int64_t options, char *out) {
+  const int mode = static_cast<int>(options & 3);
+  char *o = out;
+  const size_t done =
+      in.size >= 64 ? encode_blocks(in, run_stops(mode), mode == 1, o, out + max_encoded_size(in.size)) : 0;
+  return static_cast<size_t>(o - out) + plain::encode_from(in, mode, done, o);
+}
+
+}  // namespace
+
+// The decoder's runs go to the byte scans, which take their own widest level.
+const Kernels kKernels = {encode, plain::decode};
+
+}  // namespace ztk::url::vbmi2
+#endif  // ZTK_WIDE_VECTORS
