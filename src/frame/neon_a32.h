@@ -66,6 +66,20 @@ inline uint8_t vminvq_u8(uint8x16_t v) {
   m = vpmin_u8(m, m);
   return vget_lane_u8(m, 0);
 }
+inline int8_t vminvq_s8(int8x16_t v) {
+  int8x8_t m = vpmin_s8(vget_low_s8(v), vget_high_s8(v));
+  m = vpmin_s8(m, m);
+  m = vpmin_s8(m, m);
+  m = vpmin_s8(m, m);
+  return vget_lane_s8(m, 0);
+}
+inline int8_t vmaxvq_s8(int8x16_t v) {
+  int8x8_t m = vpmax_s8(vget_low_s8(v), vget_high_s8(v));
+  m = vpmax_s8(m, m);
+  m = vpmax_s8(m, m);
+  m = vpmax_s8(m, m);
+  return vget_lane_s8(m, 0);
+}
 inline uint16_t vmaxvq_u16(uint16x8_t v) {
   uint16x4_t m = vpmax_u16(vget_low_u16(v), vget_high_u16(v));
   m = vpmax_u16(m, m);
