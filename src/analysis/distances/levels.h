@@ -2,7 +2,8 @@
 // kernels for a pattern (or b) of up to 64 units, which compare each unit
 // with the pattern held in vector registers where the pattern fits them and
 // the text is short; everything else runs the plain level's table-driven
-// kernels, declared here.
+// kernels: those for longer patterns are declared here, those for short ones
+// are inline in masks.h.
 #pragma once
 
 #include <optional>
@@ -12,10 +13,6 @@
 namespace ztk::distance {
 
 namespace plain {
-// The distance of a pattern of 1 to 64 units, and the matches of a `b` of 1
-// to 64 units (see JaroWord), through a table of each unit's positions.
-int64_t osa_short(U32View pattern, U32View text);
-size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB, uint32_t *matchedA);
 // The distance of a longer pattern; nullopt when its scratch memory cannot be
 // had.
 std::optional<int64_t> osa_long(U32View pattern, U32View text);

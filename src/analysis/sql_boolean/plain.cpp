@@ -4,19 +4,20 @@
 namespace ztk::sql::plain {
 namespace {
 
-bool is_event(ByteView in, size_t p, uint8_t quote) {
-  if (quote != 0) return in[p] == quote;
-  if (in[p] == '\'' || in[p] == '"') return true;
-  // Most bytes follow a byte that is no separator: keep that path straight.
-  if (__builtin_expect(p > 0 && !is_separator(in[p - 1]), 1)) return false;
-  return word_at(in, p);
-}
-
-// A byte at a time.
+// A byte at a time. Outside quotes a byte is first tested for the letters a
+// word starts with, which most bytes are not, before the byte before it.
 struct Cursor {
   ByteView in;
   size_t next(size_t p, uint8_t quote) const {
-    while (p < in.size && !is_event(in, p, quote)) ++p;
+    if (quote != 0) {
+      while (p < in.size && in[p] != quote) ++p;
+    } else {
+      for (; p < in.size; ++p) {
+        const uint8_t c = in[p], lower = c | 0x20;
+        if (c == '\'' || c == '"') break;
+        if ((lower == 't' || lower == 'f') && (p == 0 || is_separator(in[p - 1])) && word_at(in, p)) break;
+      }
+    }
     return p < in.size ? p : in.size;  // a start past the end finds nothing, as at every level
   }
 };
