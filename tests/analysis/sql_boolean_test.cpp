@@ -76,7 +76,6 @@ void rewrite_one_byte_at_a_time(ztk::ByteView in, AsciiStringHandle &out) {
   }
 }
 
-
 // What a rewriting leaves in its buffer: the bytes and the size the buffer's
 // growth rule reached, so that the appends are compared too.
 template <class Rewrite>
@@ -144,7 +143,8 @@ TEST(SqlBooleanKernel, EventsAtBlockEdgesAreFoundAtEveryLevel) {
       const ztk::ByteView v = guarded.view();
       ASSERT_EQ(rewritten(v, ztk::sql::replace_booleans), rewritten(view_of(in), rewrite_one_byte_at_a_time)) << in;
       for (size_t from : {size_t{0}, in.size() / 2, in.size() - 1, in.size(), in.size() + 1}) {
-        ASSERT_EQ(ztk::sql::find_event(v, from), ztk::sql::find_event_reference(view_of(in), from)) << in << " from " << from;
+        ASSERT_EQ(ztk::sql::find_event(v, from), ztk::sql::find_event_reference(view_of(in), from))
+            << in << " from " << from;
       }
     }
   });

@@ -35,7 +35,8 @@ struct V {
   return plain::osa_short(pattern, text);
 }
 
-[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB, uint32_t *matchedA) {
+[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB,
+                                                uint32_t *matchedA) {
   if (a.size <= kComparedTextUnits && b.size <= V::kMaxUnits) return jaro_matches(a, b, window, takenB, matchedA);
   return plain::jaro_short(a, b, window, takenB, matchedA);
 }

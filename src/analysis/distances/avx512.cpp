@@ -59,7 +59,8 @@ struct V {
 // cost no more than the table's lookups.
 [[gnu::always_inline]] inline int64_t osa_short(U32View pattern, U32View text) { return osa_word(pattern, text); }
 
-[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB, uint32_t *matchedA) {
+[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB,
+                                                uint32_t *matchedA) {
   return jaro_matches(a, b, window, takenB, matchedA);
 }
 

@@ -119,7 +119,8 @@ inline size_t jaro_matches(U32View a, U32View b, size_t window, const PatternMas
   return osa_word(WordMasks(pattern, text), pattern.size, text);
 }
 
-[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB, uint32_t *matchedA) {
+[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB,
+                                                uint32_t *matchedA) {
   return jaro_matches(a, b, window, WordMasks(b, a), takenB, matchedA);
 }
 
