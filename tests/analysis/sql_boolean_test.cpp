@@ -2,6 +2,7 @@
 
 #include <random>
 #include <string>
+#include <vector>
 
 #include "host_test.h"
 #include "kernel_levels.h"
@@ -74,6 +75,17 @@ void rewrite_one_byte_at_a_time(ztk::ByteView in, AsciiStringHandle &out) {
     word = w + 1 > 2 ? 2 : w + 1;
   }
 }
+
+// What a rewriting leaves in its buffer: the bytes and the size the buffer's
+// growth rule reached, so that the appends are compared too.
+template <class Rewrite>
+std::string rewritten(ztk::ByteView in, Rewrite rewrite) {
+  AsciiStringHandle out(int64_t(in.size) + 10);
+  rewrite(in, out);
+  return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit);
+}
+
+ztk::ByteView view_of(const std::string &s) { return {reinterpret_cast<const uint8_t *>(s.data()), s.size()}; }
 }  // namespace
 
 // Statements made of the words, quotes and separators that matter, cut
@@ -86,20 +98,71 @@ TEST(SqlBooleanKernel, EqualsTheOneByteRulesAtEveryLevel) {
                                          ",", ";", "=", "'a b'", "\"true\"", "'", "\"", "trueish", "t", "f", "\xA0",
                                          "\x80", "x"},
                                    240);
+  for (const std::string &in : inputs) {
+    ASSERT_EQ(rewritten(view_of(in), ztk::sql::replace_booleans_reference),
+              rewritten(view_of(in), rewrite_one_byte_at_a_time));
+  }
   expect_equal_at_every_level(
       inputs,
       [](ztk::ByteView in) {
-        AsciiStringHandle out(int64_t(in.size) + 10);
-        ztk::sql::replace_booleans(in, out);
-        const size_t events = ztk::sql::find_event(in, in.size > 3 ? 3 : 0);
-        return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit) + "|" +
-               std::to_string(events);
+        return rewritten(in, ztk::sql::replace_booleans) + "|" +
+               std::to_string(ztk::sql::find_event(in, in.size > 3 ? 3 : 0));
       },
       [](const std::string &s) {
-        const ztk::ByteView in{reinterpret_cast<const uint8_t *>(s.data()), s.size()};
-        AsciiStringHandle out(int64_t(in.size) + 10);
-        rewrite_one_byte_at_a_time(in, out);
-        return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit) + "|" +
+        const ztk::ByteView in = view_of(s);
+        return rewritten(in, rewrite_one_byte_at_a_time) + "|" +
                std::to_string(ztk::sql::find_event_reference(in, in.size > 3 ? 3 : 0));
       });
+}
+
+// A word or quote at every offset across the first blocks, ending the text or
+// followed by a separator or a letter, each preceded by a separator, by a
+// letter, or by nothing: a vector level decides from the byte before its
+// block whether a word there stands alone, and reads a word's separator from
+// the next block or, at the end, not at all.
+TEST(SqlBooleanKernel, EventsAtBlockEdgesAreFoundAtEveryLevel) {
+  std::vector<std::string> inputs;
+  for (const std::string word : {"true", "FALSE", "'", "\""}) {
+    for (size_t at = 0; at <= 200; ++at) {
+      for (const char *before : {" ", "x", "("}) {
+        for (const char *after : {"", " ", ";", "e"}) {
+          std::string s(at, 'a');
+          if (at > 0) s[at - 1] = before[0];
+          s += word;
+          s += after;
+          // The other quote closes further on, past another block edge.
+          if (word == "'" || word == "\"") s += std::string(70, 'b') + word + " true ";
+          inputs.push_back(s);
+        }
+      }
+    }
+  }
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::string &in : inputs) {
+      const GuardedBytes guarded(in);
+      const ztk::ByteView v = guarded.view();
+      ASSERT_EQ(rewritten(v, ztk::sql::replace_booleans), rewritten(view_of(in), rewrite_one_byte_at_a_time)) << in;
+      for (size_t from : {size_t{0}, in.size() / 2, in.size() - 1, in.size(), in.size() + 1}) {
+        ASSERT_EQ(ztk::sql::find_event(v, from), ztk::sql::find_event_reference(view_of(in), from))
+            << in << " from " << from;
+      }
+    }
+  });
+}
+
+// The search from every start, where a block begins wherever the last one
+// ended: a start inside a word, right after a quote, or past the end.
+TEST(SqlBooleanKernel, FindsTheNextEventFromEveryStart) {
+  std::mt19937 rng(7);
+  const auto inputs = token_inputs(rng, {"true ", " FALSE,", "'", "\"", " t", "(f", "\x90true\x90"}, 150);
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t k = 0; k < inputs.size(); k += 7) {
+      const std::string &in = inputs[k];
+      const GuardedBytes guarded(in);
+      for (size_t from = 0; from <= in.size() + 1; ++from) {
+        ASSERT_EQ(ztk::sql::find_event(guarded.view(), from), ztk::sql::find_event_reference(view_of(in), from))
+            << "input of " << in.size() << " bytes from " << from;
+      }
+    }
+  });
 }

@@ -1,0 +1,43 @@
+#include "analysis/sql_boolean/events.h"
+#include "analysis/sql_boolean/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_X86
+namespace ztk::sql::sse2 {
+namespace {
+
+struct Sse2 {
+  static uint64_t mask(__m128i v) { return static_cast<uint32_t>(_mm_movemask_epi8(v)); }
+  static void add(const uint8_t *at, unsigned shift, LaneClasses &c) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+    // Separators: below 0x21 as signed bytes, and ( ) , ; -- "(" | 1 is ")".
+    const __m128i sep = _mm_or_si128(
+        _mm_or_si128(_mm_cmplt_epi8(v, _mm_set1_epi8(0x21)),
+                     _mm_cmpeq_epi8(_mm_or_si128(v, _mm_set1_epi8(1)), _mm_set1_epi8(')'))),
+        _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8(',')), _mm_cmpeq_epi8(v, _mm_set1_epi8(';'))));
+    const __m128i lower = _mm_or_si128(v, _mm_set1_epi8(0x20));
+    c.single |= mask(_mm_cmpeq_epi8(v, _mm_set1_epi8('\''))) << shift;
+    c.dbl |= mask(_mm_cmpeq_epi8(v, _mm_set1_epi8('"'))) << shift;
+    c.separator |= mask(sep) << shift;
+    c.starts |= mask(_mm_or_si128(_mm_cmpeq_epi8(lower, _mm_set1_epi8('t')), _mm_cmpeq_epi8(lower, _mm_set1_epi8('f'))))
+                << shift;
+  }
+  static LaneClasses classify(const uint8_t *at) {
+    LaneClasses c;
+    for (unsigned k = 0; k < 64; k += 16) add(at + k, k, c);
+    return c;
+  }
+};
+
+}  // namespace
+
+const Kernels kKernels = {
+    [](ByteView in, size_t from) { return EventCursor<Sse2>(in).next(from, 0); },
+    [](ByteView in, AsciiStringHandle &out) {
+      EventCursor<Sse2> cursor(in);
+      rewrite(in, out, cursor);
+    },
+};
+
+}  // namespace ztk::sql::sse2
+#endif  // ZTK_X86
