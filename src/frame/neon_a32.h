@@ -110,6 +110,7 @@ inline uint8x16_t vmovn_high_u16(uint8x8_t low, uint16x8_t v) { return vcombine_
 inline uint16x8_t vmovl_high_u8(uint8x16_t v) { return vmovl_u8(vget_high_u8(v)); }
 inline uint8x16_t vqmovn_high_u16(uint8x8_t low, uint16x8_t v) { return vcombine_u8(low, vqmovn_u16(v)); }
 inline uint8x16_t vceqzq_u8(uint8x16_t v) { return vceqq_u8(v, vdupq_n_u8(0)); }
+inline uint8x16_t vcltzq_s8(int8x16_t v) { return vcltq_s8(v, vdupq_n_s8(0)); }
 inline uint16x8_t vceqzq_u16(uint16x8_t v) { return vceqq_u16(v, vdupq_n_u16(0)); }
 
 #endif
