@@ -46,8 +46,7 @@ ZTK_AVX512VBMI2 size_t unescape_blocks(ByteView in, size_t i, uint8_t escape, ui
   return i;
 }
 
-ZTK_AVX512VBMI2 __attribute__((flatten)) size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add,
-                                                         uint8_t *out) {
+ZTK_AVX512VBMI2 size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
   uint8_t *o = out;
   const uint8_t *const end = out + in.size;
   size_t i = unescape_blocks(in, 0, escape, add, escaped_add, o, end);
