@@ -134,7 +134,9 @@ TEST(HtmlReadyKernel, FindsEveryUnreadyByteAtEveryPlaceAtEveryLevel) {
 #else
   constexpr size_t kLongest = 150;
 #endif
-  const auto ready = [](uint8_t b) { return b != 0 && b < 0x80 && b != '"' && b != '&' && b != '\'' && b != '<' && b != '>'; };
+  const auto ready = [](uint8_t b) {
+    return b != 0 && b < 0x80 && b != '"' && b != '&' && b != '\'' && b != '<' && b != '>';
+  };
   for_each_level([&](ztk::cpu::Level) {
     for (size_t n = 0; n <= kLongest; ++n) {
       const GuardedBytes clean(std::string(n, 'a'));
