@@ -7,7 +7,7 @@
 #include "bench_inputs.h"
 #include "bench_support.h"
 #include "binary/bitwise.h"
-#include "binary/byte_checks.h"
+#include "frame/byte_checks.h"
 #include "binary/hex_dump.h"
 #include "analysis/sql_boolean.h"
 #include "codecs/code_pages.h"

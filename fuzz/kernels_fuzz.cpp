@@ -13,7 +13,7 @@
 #include "analysis/number_format.h"
 #include "analysis/sql_boolean.h"
 #include "binary/bitwise.h"
-#include "binary/byte_checks.h"
+#include "frame/byte_checks.h"
 #include "codecs/code_pages.h"
 #include "codecs/hex.h"
 #include "codecs/mysql.h"

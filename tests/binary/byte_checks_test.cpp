@@ -1,4 +1,4 @@
-#include "binary/byte_checks.h"
+#include "frame/byte_checks.h"
 
 #include <cstdlib>
 #include <random>
