@@ -78,13 +78,23 @@ Level best() {
   return static_cast<Level>(level);
 }
 
-Level active() {
+namespace detail {
+std::atomic<int> gActive{kUnknown};
+
+// Threads that find the level unknown each work it out and store the same.
+Level resolve_active() {
   const Level top = best();
   const int cap = gLimit.load(std::memory_order_relaxed);
-  return cap < top ? static_cast<Level>(cap) : top;
+  const Level level = cap < top ? static_cast<Level>(cap) : top;
+  gActive.store(level, std::memory_order_relaxed);
+  return level;
 }
+}  // namespace detail
 
-void limit(Level level) { gLimit.store(level, std::memory_order_relaxed); }
+void limit(Level level) {
+  gLimit.store(level, std::memory_order_relaxed);
+  detail::resolve_active();
+}
 
 const char *name(Level level) {
   switch (level) {

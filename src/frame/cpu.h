@@ -4,6 +4,8 @@
 // level must equal byte for byte.
 #pragma once
 
+#include <atomic>
+
 namespace ztk::cpu {
 
 enum Level : int {
@@ -15,10 +17,19 @@ enum Level : int {
   kTop = kAVX512VBMI2,
 };
 
+namespace detail {
+// active() once known, -1 before: one load on every kernel call.
+extern std::atomic<int> gActive;
+Level resolve_active();
+}  // namespace detail
+
 // The widest level this CPU and its operating system support (read once).
 Level best();
 // The level kernels use: best(), or lower while a test limits it.
-Level active();
+inline Level active() {
+  const int level = detail::gActive.load(std::memory_order_relaxed);
+  return level >= 0 ? static_cast<Level>(level) : detail::resolve_active();
+}
 // Caps active() at `level` (a test build's hook; kTop lifts the cap).
 void limit(Level level);
 // "plain", "sse2" / "neon", "avx2", "avx512", "avx512vbmi2".
