@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::compare {
 

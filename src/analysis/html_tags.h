@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "text/byte_scan.h"
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::tags {
 

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 #include "text/string_handles.h"
 
 namespace ztk::sql {

@@ -4,7 +4,7 @@
 // 6 UTF-32 big-endian.
 #pragma once
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::markers {
 

@@ -9,7 +9,7 @@
 
 #include <cstdint>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::bitwise {
 

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::hexdump {
 

@@ -4,7 +4,7 @@
 #include "frame/registry.h"
 #include "frame/string_access.h"
 #include "frame/string_build.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 #include "text/rb_text.h"
 
 REALstring EncodingToHex(REALstring s) {

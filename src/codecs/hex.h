@@ -5,7 +5,7 @@
 // active vector level (frame/dispatch.h); hex/ holds one source per level.
 #pragma once
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::hex {
 

@@ -13,7 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 // The growable buffers the kernels append to (text/string_handles.h).
 struct AsciiStringHandle;

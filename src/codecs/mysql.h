@@ -5,7 +5,7 @@
 // backslashes are copied by the byte scans, which take the active level.
 #pragma once
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::mysql {
 

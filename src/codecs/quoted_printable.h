@@ -12,7 +12,7 @@
 #include <cstdint>
 
 #include "text/byte_sink.h"
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::qp {
 

@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::url {
 

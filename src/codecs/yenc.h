@@ -6,7 +6,7 @@
 #pragma once
 
 #include "text/byte_scan.h"
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::yenc {
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::byte_checks {
 

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "frame/rb_types.h"
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 // Fills `record` with the bytes of `s` in `encoding` (0xFFFF: as stored).
 // Uses the host's "PluginGetStringData", or a copy made through

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "frame/rb_types.h"
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk {
 

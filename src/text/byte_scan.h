@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <initializer_list>
 
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk::scan {
 

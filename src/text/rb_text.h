@@ -5,7 +5,7 @@
 #pragma once
 
 #include "frame/rb_types.h"
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 class rbText {
  public:

@@ -13,7 +13,7 @@
 
 #include "frame/cpu.h"
 #include "guard_memory.h"
-#include "text/byte_view.h"
+#include "frame/byte_view.h"
 
 namespace ztk_test {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 namespace ztk_test::reference {
 

@@ -1,6 +1,6 @@
 #include "binary/hex_dump/levels.h"
 #include "frame/simd.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 #if ZTK_NEON
 namespace ztk::hexdump::neon {

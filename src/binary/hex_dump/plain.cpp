@@ -1,5 +1,5 @@
 #include "binary/hex_dump/levels.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 namespace ztk::hexdump::plain {
 namespace {

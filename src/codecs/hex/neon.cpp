@@ -1,6 +1,6 @@
 #include "codecs/hex/levels.h"
 #include "frame/simd.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 #if ZTK_NEON
 namespace ztk::hex::neon {

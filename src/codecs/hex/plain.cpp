@@ -1,5 +1,5 @@
 #include "codecs/hex/levels.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 namespace ztk::hex::plain {
 

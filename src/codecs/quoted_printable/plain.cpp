@@ -3,7 +3,7 @@
 #include <array>
 #include <cstring>
 
-#include "text/ascii.h"
+#include "frame/ascii.h"
 #include "text/byte_scan.h"
 
 namespace ztk::qp {

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "codecs/url/levels.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 namespace ztk::url::plain {
 namespace {

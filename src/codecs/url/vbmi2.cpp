@@ -1,6 +1,6 @@
 #include "codecs/url/levels.h"
 #include "frame/simd.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 #if ZTK_WIDE_VECTORS
 namespace ztk::url::vbmi2 {

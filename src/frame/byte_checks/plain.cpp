@@ -1,5 +1,5 @@
 #include "frame/byte_checks/levels.h"
-#include "text/ascii.h"
+#include "frame/ascii.h"
 
 namespace ztk::byte_checks::plain {
 namespace {

@@ -1,0 +1,2 @@
+// A planted breach: one subsystem reaching into another.
+#include "codecs/hex.h"

@@ -1,0 +1,2 @@
+// A planted breach: an include cycle.
+#include "codecs/hex/b.h"

@@ -1,0 +1,1 @@
+#include "codecs/hex/a.h"
