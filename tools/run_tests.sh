@@ -122,6 +122,7 @@ cross_suite() {
       # Twice: on qemu's default CPU, which reports NEON, and on one without
       # it (Cortex-R5F: ARMv7 with VFP only), where only the plain level may run.
       how="qemu-arm, with NEON and without"
+      bash tools/check_neon_objects.sh "build/$preset" || ok=0
       ctest --preset "$preset" -j "$jobs" || ok=0
       QEMU_CPU=cortex-r5f ctest --preset "$preset" -j "$jobs" || ok=0
       ;;

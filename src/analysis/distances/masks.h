@@ -10,6 +10,10 @@
 #include "analysis/distances/words.h"
 
 namespace ztk::distance::plain {
+// Each level's source gets its own copy: on 32-bit ARM the NEON source is
+// compiled for NEON, and a shared copy the linker kept from it could run NEON
+// instructions on a CPU without them.
+namespace {
 
 constexpr uint32_t kNoUnit = 0xFFFFFFFF;  // units are at most 0xFFFF
 
@@ -124,4 +128,5 @@ inline size_t jaro_matches(U32View a, U32View b, size_t window, const PatternMas
   return jaro_matches(a, b, window, WordMasks(b, a), takenB, matchedA);
 }
 
+}  // namespace
 }  // namespace ztk::distance::plain
