@@ -87,15 +87,16 @@ int main(int argc, char **argv) {
       {"Count byte, text", clean_text(n), [](ztk::ByteView in, uint8_t *) { return ztk::scan::count(in, 'e'); }},
       {"CP1252 decode, text", clean_text(n),
        [](ztk::ByteView in, uint8_t *out) {
-         ztk::codepage::decode(ztk::codepage::escapecharsCP1252, in, reinterpret_cast<uint16_t *>(out));
+         ztk::codepage::decode(ztk::codepage::escapecharsCP1252, in, static_cast<uint16_t *>(static_cast<void *>(out)));
          return in.size;
        }},
   };
-  std::vector<uint8_t> out(4 * n + 1024);
+  std::vector<uint16_t> wide(2 * n + 512);  // aligned for the UTF-16 output
+  auto *out = reinterpret_cast<uint8_t *>(wide.data());
   for (const Case &c : cases) {
     for (int level = ztk::cpu::kPlain; level <= ztk::cpu::best(); ++level) {
       ztk::cpu::limit(static_cast<ztk::cpu::Level>(level));
-      const double rate = gigabytes_per_second(c, out.data(), rounds);
+      const double rate = gigabytes_per_second(c, out, rounds);
       std::printf("%s\t%s\t%.2f\n", c.name, ztk::cpu::name(static_cast<ztk::cpu::Level>(level)), rate);
     }
     ztk::cpu::limit(ztk::cpu::kTop);
