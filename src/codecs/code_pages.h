@@ -3,7 +3,10 @@
 // Each page is a table of 256 UTF-16 units indexed by byte. Encoding finds a
 // character's byte (the first entry holding it) and drops characters the page
 // lacks; decoding maps every byte through the table (the five bytes
-// Windows-1252 leaves undefined become U+0000).
+// Windows-1252 leaves undefined become U+0000). Both pages hold every byte
+// outside 0x80-0x9F at its own value, so only those 32 entries are read.
+// Both kernels run at the active vector level (frame/dispatch.h);
+// code_pages/ holds one source per level.
 #pragma once
 
 #include <array>
@@ -21,10 +24,23 @@ extern const Table escapecharsCP1252;
 // scan of the table from entry 0.
 int find_byte(const Table &table, uint16_t unit);
 
-// Writes the byte of every unit the page holds to `out` (room for
-// units.size bytes) and drops the others; returns the bytes written.
-size_t encode(const Table &table, U16View units, uint8_t *out);
-// Writes the table's unit for every byte to `out` (room for bytes.size units).
-void decode(const Table &table, ByteView bytes, uint16_t *out);
+struct Kernels {
+  // Writes the byte of every unit the page holds to `out` (room for
+  // units.size bytes) and drops the others; returns the bytes written.
+  size_t (*encode)(const Table &table, U16View units, uint8_t *out);
+  // Writes the table's unit for every byte to `out` (room for bytes.size units).
+  void (*decode)(const Table &table, ByteView bytes, uint16_t *out);
+};
+
+// The kernels of the active level.
+const Kernels &kernels();
+
+inline size_t encode(const Table &table, U16View units, uint8_t *out) { return kernels().encode(table, units, out); }
+inline void decode(const Table &table, ByteView bytes, uint16_t *out) { kernels().decode(table, bytes, out); }
+
+// The one-unit-at-a-time versions every level must equal: find_byte for
+// every unit, the table's entry for every byte (read only in 0x80-0x9F).
+size_t encode_reference(const Table &table, U16View units, uint8_t *out);
+void decode_reference(const Table &table, ByteView bytes, uint16_t *out);
 
 }  // namespace ztk::codepage

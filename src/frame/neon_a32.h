@@ -80,6 +80,16 @@ inline int8_t vmaxvq_s8(int8x16_t v) {
   m = vpmax_s8(m, m);
   return vget_lane_s8(m, 0);
 }
+inline uint8_t vaddv_u8(uint8x8_t v) {
+  const uint64x1_t s = vpaddl_u32(vpaddl_u16(vpaddl_u8(v)));
+  return static_cast<uint8_t>(vget_lane_u64(s, 0));
+}
+inline uint16_t vminvq_u16(uint16x8_t v) {
+  uint16x4_t m = vpmin_u16(vget_low_u16(v), vget_high_u16(v));
+  m = vpmin_u16(m, m);
+  m = vpmin_u16(m, m);
+  return vget_lane_u16(m, 0);
+}
 inline uint16_t vmaxvq_u16(uint16x8_t v) {
   uint16x4_t m = vpmax_u16(vget_low_u16(v), vget_high_u16(v));
   m = vpmax_u16(m, m);

@@ -1,7 +1,8 @@
-// Finding, narrowing and widening runs of UTF-16 code units at the widest
-// vector level the CPU offers: the text methods pass most units through
-// unchanged, and these kernels find where such a run ends and move it in
-// blocks. Every level must equal the one-unit-at-a-time version.
+// Finding, narrowing and widening runs of UTF-16 code units: the text
+// methods pass most units through unchanged, and these kernels find where
+// such a run ends and move it in blocks. All four run at the active vector
+// level (frame/dispatch.h); unit_scan/ holds one source per level, and every
+// level must equal the one-unit-at-a-time version.
 #pragma once
 
 #include <cstddef>
@@ -44,15 +45,25 @@ struct UnitSet {
   }
 };
 
-// Index of the first unit at or after `from` that is in `set`; units.size when none is.
-size_t find(U16View units, size_t from, const UnitSet &set);
-// Bit i % 64 of bits[i / 64] set when units[i] is in `set`, for every unit;
-// the bits of the (units.size + 63) / 64 words past the last unit are 0.
-void mark(U16View units, const UnitSet &set, uint64_t *bits);
-// out[i] = the low byte of in[i], for n units.
-void narrow(const uint16_t *in, size_t n, uint8_t *out);
-// out[i] = in[i], for n bytes.
-void widen(const uint8_t *in, size_t n, uint16_t *out);
+struct Kernels {
+  // Index of the first unit at or after `from` that is in `set`; units.size when none is.
+  size_t (*find)(U16View units, size_t from, const UnitSet &set);
+  // Bit i % 64 of bits[i / 64] set when units[i] is in `set`, for every unit;
+  // the bits of the (units.size + 63) / 64 words past the last unit are 0.
+  void (*mark)(U16View units, const UnitSet &set, uint64_t *bits);
+  // out[i] = the low byte of in[i], for n units.
+  void (*narrow)(const uint16_t *in, size_t n, uint8_t *out);
+  // out[i] = in[i], for n bytes.
+  void (*widen)(const uint8_t *in, size_t n, uint16_t *out);
+};
+
+// The kernels of the active level.
+const Kernels &kernels();
+
+inline size_t find(U16View units, size_t from, const UnitSet &set) { return kernels().find(units, from, set); }
+inline void mark(U16View units, const UnitSet &set, uint64_t *bits) { kernels().mark(units, set, bits); }
+inline void narrow(const uint16_t *in, size_t n, uint8_t *out) { kernels().narrow(in, n, out); }
+inline void widen(const uint8_t *in, size_t n, uint16_t *out) { kernels().widen(in, n, out); }
 
 // The one-unit-at-a-time versions every level must equal.
 size_t find_reference(U16View units, size_t from, const UnitSet &set);

@@ -103,7 +103,8 @@ TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
   std::mt19937 rng(31);
   // Units either side of every range boundary, and each of Windows-1252's
   // characters above 0xFF with its neighbours.
-  std::vector<char16_t> kUnits = {0, u'a', 0x7F, 0x80, 0x81, 0x8D, 0x9F, 0xA0, 0xE9, 0xFF, 0x100, 0xD83D, 0xFFFF};
+  std::vector<char16_t> kUnits = {0,    u'a', 0x7F, 0x80,  0x81,   0x8D,   0x8F,  0x90,
+                                  0x9D, 0x9F, 0xA0, 0xE9, 0xFF, 0x100, 0xD83D, 0xDE00, 0xFFFF};
   for (int b = 0x80; b <= 0x9F; ++b) {
     const char16_t unit = ztk::codepage::escapecharsCP1252[b];
     if (unit > 0xFF) kUnits.insert(kUnits.end(), {unit, static_cast<char16_t>(unit - 1), static_cast<char16_t>(unit + 1)});
@@ -144,10 +145,84 @@ TEST(CodePageKernels, EqualTheTableOneUnitAtATimeAtEveryLevel) {
           got.resize(ztk::codepage::encode(
               *table, {static_cast<const uint16_t *>(static_cast<const void *>(units.view().data)), n}, reinterpret_cast<uint8_t *>(got.data())));
           ASSERT_EQ(got, expect) << n;
-          std::vector<uint16_t> wide(n), expectWide(n);
+          std::string reference(n, '\0');
+          reference.resize(ztk::codepage::encode_reference(
+              *table, {static_cast<const uint16_t *>(static_cast<const void *>(units.view().data)), n},
+              reinterpret_cast<uint8_t *>(reference.data())));
+          ASSERT_EQ(reference, expect) << n;
+          std::vector<uint16_t> wide(n), expectWide(n), referenceWide(n);
           for (size_t i = 0; i < n; ++i) expectWide[i] = (*table)[static_cast<uint8_t>(bytes[i])];
           ztk::codepage::decode(*table, raw.view(), wide.data());
           ASSERT_EQ(wide, expectWide) << n;
+          ztk::codepage::decode_reference(*table, raw.view(), referenceWide.data());
+          ASSERT_EQ(referenceWide, expectWide) << n;
+        }
+      }
+    }
+  });
+}
+
+// Texts of lengths across the 16-, 32- and 64-unit blocks: one unit of each
+// kind (undefined in Windows-1252, mapped by it, dropped by every page, held
+// by the other page only) at each place amid text that each page holds, holds
+// above 0x7F or drops; then every special unit in every lane, densely and
+// sparsely. Every byte goes to every place of the decoder's blocks.
+TEST(CodePageKernels, EveryLaneOfEveryBlockEqualsTheOneUnitVersion) {
+  std::vector<uint16_t> specials = {0,    0x7F, 0x80, 0x81,  0x8D,   0x8F,   0x90,   0x9D,  0x9F,
+                                    0xA0, 0xFF, 0x100, 0xD83D, 0xDE00, 0xFFFF, 0x0101, 0x2000};
+  for (int b = 0x80; b <= 0x9F; ++b) {
+    if (ztk::codepage::escapecharsCP1252[b] > 0xFF) specials.push_back(ztk::codepage::escapecharsCP1252[b]);
+  }
+  ztk::codepage::Table other = ztk::codepage::escapecharsCP1252;  // entries above 0xFF of its own
+  other[0x81] = 0x20AC;
+  other[0x8D] = 0x0101;
+  const ztk::codepage::Table *tables[] = {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252,
+                                          &other};
+  const uint16_t kKinds[] = {0x81, 0x9D, 0x20AC, 0x0178, 0x100, 0x0101, 0xDE00};
+  const uint16_t kFillers[] = {u'x', 0xE9, 0x3000};
+  std::vector<size_t> lengths;
+  for (size_t n = 1; n <= 20; ++n) lengths.push_back(n);
+  lengths.insert(lengths.end(), {31, 32, 33, 47, 48, 49, 63, 64, 65});
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n : lengths) {
+      GuardedBytes g(std::string(2 * n, '\0'));
+      auto *units = static_cast<uint16_t *>(static_cast<void *>(g.bytes()));
+      const ztk::U16View view{units, n};
+      std::vector<uint8_t> got(n), expect(n);
+      const auto check = [&](const char *what, size_t k) {
+        for (const auto *table : tables) {
+          const size_t written = ztk::codepage::encode(*table, view, got.data());
+          const size_t expected = ztk::codepage::encode_reference(*table, view, expect.data());
+          ASSERT_EQ(std::vector<uint8_t>(got.begin(), got.begin() + written),
+                    std::vector<uint8_t>(expect.begin(), expect.begin() + expected))
+              << what << " length " << n << " case " << k << " page " << (table - tables[0]);
+        }
+      };
+      for (uint16_t filler : kFillers) {
+        for (uint16_t kind : kKinds) {
+          for (size_t at = 0; at < n; ++at) {
+            for (size_t i = 0; i < n; ++i) units[i] = filler;
+            units[at] = kind;
+            ASSERT_NO_FATAL_FAILURE(check("one unit", at));
+          }
+        }
+      }
+      for (size_t density : {1, 2, 7}) {
+        for (size_t k = 0; k < specials.size(); ++k) {
+          for (size_t i = 0; i < n; ++i) units[i] = (i + k) % density == 0 ? specials[(k + 5 * i) % specials.size()] : u'x';
+          ASSERT_NO_FATAL_FAILURE(check("specials", k));
+        }
+      }
+    }
+    for (size_t n : {1, 15, 16, 17, 31, 32, 33, 48, 63, 64, 65}) {
+      GuardedBytes g(std::string(n, 'x'));
+      std::vector<uint16_t> got(n), expect(n);
+      for (int k = 0; k < 256; ++k) {
+        for (size_t i = 0; i < n; ++i) g.bytes()[i] = static_cast<uint8_t>(k + 3 * i);
+        for (const auto *table : tables) {
+          ztk::codepage::decode(*table, g.view(), got.data());
+          ztk::codepage::decode_reference(*table, g.view(), expect.data());
+          ASSERT_EQ(got, expect) << "length " << n << " first byte " << k;
         }
       }
     }

@@ -98,3 +98,41 @@ TEST(UnitScanKernels, NarrowAndWidenEqualTheOneUnitLoopsAtEveryLevel) {
     }
   });
 }
+
+// One stop unit at each place of texts of every length across the lead, the
+// 8- and 16-unit blocks and a 64-unit word, so that every lane of every block
+// (and the step after the last whole block) finds it.
+TEST(UnitScanKernels, FindAndMarkSeeAStopInEveryLane) {
+  const UnitSet sets[] = {
+      UnitSet(0xFF80, {u'"', u'&', u'\'', u'<', u'>'}),
+      UnitSet(0, {u'&'}),
+      UnitSet(0xFF00, {}).with_range(0x80, 0x9F),
+      UnitSet(0, {}).with_range(0xD800, 0xDFFF),
+      UnitSet(0x8000, {0x20AC, 0x0178, u'<'}),
+  };
+  // Each of them in at least one set above; 'a' in none.
+  const uint16_t kStops[] = {u'&', u'>', 0x80, 0x9F, 0xFF, 0x100, 0x20AC, 0x0178, 0xD800, 0xDFFF, 0xFFFF};
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n = 1; n <= 72; ++n) {
+      GuardedBytes g(std::string(2 * n, '\0'));
+      auto *units = static_cast<uint16_t *>(static_cast<void *>(g.bytes()));
+      const ztk::U16View view{units, n};
+      for (uint16_t stop : kStops) {
+        for (size_t at = 0; at < n; ++at) {
+          for (size_t i = 0; i < n; ++i) units[i] = u'a';
+          units[at] = stop;
+          for (const UnitSet &set : sets) {
+            for (size_t from : {size_t{0}, at / 2, at, at + 1}) {
+              ASSERT_EQ(ztk::units::find(view, from, set), ztk::units::find_reference(view, from, set))
+                  << "length " << n << " stop " << stop << " at " << at << " from " << from;
+            }
+            std::vector<uint64_t> bits(2, ~uint64_t{0}), expect(2, ~uint64_t{0});
+            ztk::units::mark(view, set, bits.data());
+            ztk::units::mark_reference(view, set, expect.data());
+            ASSERT_EQ(bits, expect) << "length " << n << " stop " << stop << " at " << at;
+          }
+        }
+      }
+    }
+  });
+}
