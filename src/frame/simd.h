@@ -1,6 +1,6 @@
-// What the vector kernels build on: which families this target can compile,
-// and the function attributes that let one source hold several levels. A
-// kernel of a level runs only when cpu::active() reaches that level.
+// What the vector kernels build on: which instruction sets this target can
+// compile, and the function attributes each level's source gives its
+// functions. A level's kernels run only when frame/dispatch.h chooses them.
 #pragma once
 
 #if defined(__x86_64__) || defined(__i386__)
@@ -58,42 +58,4 @@
 #define ZTK_IN_GENERAL_REGISTER(x) __asm__("" : "+r"(x))
 #else
 #define ZTK_IN_GENERAL_REGISTER(x) static_cast<void>(x)
-#endif
-
-namespace ztk::simd {
-
-// A level this target does not compile: it leaves the position as it is.
-struct Absent {
-  size_t operator()(size_t from) const { return from; }
-};
-
-// How every dispatched kernel runs: the widest level at or below the active
-// one from the start, then the 16-byte level from where that stopped (wider
-// levels leave their last part to it), then the plain version over the rest.
-// Each step takes where the last one stopped and returns where it stopped.
-template <class Wide512, class Wide256, class Base, class Plain>
-decltype(auto) run_levels(Wide512 avx512, Wide256 avx2, Base base, Plain plain) {
-  size_t done = 0;
-  const cpu::Level level = cpu::active();
-  if (level >= cpu::kAVX512) {
-    done = avx512(done);
-  } else if (level == cpu::kAVX2) {
-    done = avx2(done);
-  }
-  if (level >= cpu::kSSE2) done = base(done);
-  return plain(done);
-}
-
-}  // namespace ztk::simd
-
-// A level's step where the target compiles it, Absent elsewhere.
-#if ZTK_WIDE_VECTORS
-#define ZTK_IF_WIDE(...) __VA_ARGS__
-#else
-#define ZTK_IF_WIDE(...) ::ztk::simd::Absent{}
-#endif
-#if ZTK_X86
-#define ZTK_IF_X86(...) __VA_ARGS__
-#else
-#define ZTK_IF_X86(...) ::ztk::simd::Absent{}
 #endif
