@@ -18,20 +18,22 @@ namespace ztk::simd {
 template <class Kernels>
 class Dispatch {
  public:
-  // The tables per level; null where this target or family has none.
+  // The tables per level; null where this target or family has none. (They
+  // are kept as given: a test of an object's address against null is no
+  // constant expression under every sanitizer, so the next level below is
+  // found when a table is asked for.)
   constexpr Dispatch(const Kernels *plain, const Kernels *base, const Kernels *avx2, const Kernels *avx512,
                      const Kernels *vbmi2)
-      : at_{plain, or_below(base, plain), or_below(avx2, or_below(base, plain)),
-            or_below(avx512, or_below(avx2, or_below(base, plain))),
-            or_below(vbmi2, or_below(avx512, or_below(avx2, or_below(base, plain))))} {}
+      : at_{plain, base, avx2, avx512, vbmi2} {}
 
-  const Kernels &operator()() const { return *at_[cpu::active()]; }
-  const Kernels &at(cpu::Level level) const { return *at_[level]; }
+  const Kernels &operator()() const { return at(cpu::active()); }
+  const Kernels &at(cpu::Level level) const {
+    int l = level;
+    while (at_[l] == nullptr) --l;  // the plain table is always there
+    return *at_[l];
+  }
 
  private:
-  static constexpr const Kernels *or_below(const Kernels *level, const Kernels *below) {
-    return level != nullptr ? level : below;
-  }
   const Kernels *at_[cpu::kTop + 1];
 };
 
