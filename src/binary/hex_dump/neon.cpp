@@ -43,17 +43,21 @@ char *spaced_lines(const char *hex, uint64_t digits, const Layout &layout, char 
     for (; left >= 16 && static_cast<size_t>(end - out) >= 16 * kGroup; left -= 16, h += 32, out += 16 * kGroup) {
       const uint8x16x2_t d = vld2q_u8(h);
       if (kSpacer == 1) {
-        vst3q_u8(reinterpret_cast<uint8_t *>(out), uint8x16x3_t{{d.val[0], d.val[1], s0}});
+        const uint8x16x3_t groups = {{d.val[0], d.val[1], s0}};  // clang's stores are macros: no braces inside
+        vst3q_u8(reinterpret_cast<uint8_t *>(out), groups);
       } else {
-        vst4q_u8(reinterpret_cast<uint8_t *>(out), uint8x16x4_t{{d.val[0], d.val[1], s0, s1}});
+        const uint8x16x4_t groups = {{d.val[0], d.val[1], s0, s1}};
+        vst4q_u8(reinterpret_cast<uint8_t *>(out), groups);
       }
     }
     if (left >= 8 && static_cast<size_t>(end - out) >= 8 * kGroup) {
       const uint8x8x2_t d = vld2_u8(h);
       if (kSpacer == 1) {
-        vst3_u8(reinterpret_cast<uint8_t *>(out), uint8x8x3_t{{d.val[0], d.val[1], h0}});
+        const uint8x8x3_t groups = {{d.val[0], d.val[1], h0}};
+        vst3_u8(reinterpret_cast<uint8_t *>(out), groups);
       } else {
-        vst4_u8(reinterpret_cast<uint8_t *>(out), uint8x8x4_t{{d.val[0], d.val[1], h0, h1}});
+        const uint8x8x4_t groups = {{d.val[0], d.val[1], h0, h1}};
+        vst4_u8(reinterpret_cast<uint8_t *>(out), groups);
       }
       left -= 8;
       h += 16;
