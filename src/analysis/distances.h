@@ -12,6 +12,7 @@
 #include <optional>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::distance {
 
@@ -22,8 +23,10 @@ struct Kernels {
   std::optional<double> (*levenshtein)(U32View a, U32View b, int64_t *failedBytes);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 inline std::optional<double> jaro_winkler(U32View a, U32View b, int64_t *failedBytes) {
   return kernels().jaro_winkler(a, b, failedBytes);

@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 #include "text/string_handles.h"
 
 namespace ztk::sql {
@@ -29,8 +30,10 @@ struct Kernels {
   void (*replace_booleans)(ByteView in, AsciiStringHandle &out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 inline size_t find_event(ByteView in, size_t from) { return kernels().find_event(in, from); }
 inline void replace_booleans(ByteView in, AsciiStringHandle &out) { kernels().replace_booleans(in, out); }

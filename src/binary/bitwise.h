@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::bitwise {
 
@@ -25,8 +26,10 @@ struct Kernels {
   void (*xor_position)(ByteView data, const uint8_t *mask, uint8_t position, uint8_t *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 // out[i] = data[i] op mask[i mod mask.size], for mask.size >= 1; out has room
 // for data.size bytes.

@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::hexdump {
 
@@ -27,8 +28,10 @@ struct Kernels {
   size_t (*lines)(const char *hex, uint64_t digits, const Layout &layout, char *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 inline void write_digits(ByteView in, char *out) { kernels().digits(in, out); }
 inline size_t write_lines(const char *hex, uint64_t digits, const Layout &layout, char *out) {

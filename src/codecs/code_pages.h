@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::codepage {
 
@@ -32,8 +33,10 @@ struct Kernels {
   void (*decode)(const Table &table, ByteView bytes, uint16_t *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 inline size_t encode(const Table &table, U16View units, uint8_t *out) { return kernels().encode(table, units, out); }
 inline void decode(const Table &table, ByteView bytes, uint16_t *out) { kernels().decode(table, bytes, out); }

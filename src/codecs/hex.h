@@ -6,6 +6,7 @@
 #pragma once
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::hex {
 
@@ -16,8 +17,10 @@ struct Kernels {
   void (*decode)(ByteView digits, uint8_t *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 inline void encode(ByteView in, char *out) { kernels().encode(in, out); }
 inline void decode(ByteView digits, uint8_t *out) { kernels().decode(digits, out); }

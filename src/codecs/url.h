@@ -12,6 +12,7 @@
 #include <cstdint>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::url {
 
@@ -25,8 +26,10 @@ struct Kernels {
   size_t (*decode)(ByteView in, int64_t options, uint8_t *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 inline size_t encode(ByteView in, int64_t options, char *out) { return kernels().encode(in, options, out); }
 inline size_t decode(ByteView in, int64_t options, uint8_t *out) { return kernels().decode(in, options, out); }

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::byte_checks {
 
@@ -21,8 +22,10 @@ struct Kernels {
   void (*replace_non_printable)(ByteView bytes, uint8_t replacement, uint8_t *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 // Whether every byte is below 0x80 (true for no bytes).
 inline bool all_ascii(ByteView bytes) { return kernels().all_ascii(bytes); }

@@ -8,6 +8,7 @@
 #include <initializer_list>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::scan {
 
@@ -62,8 +63,10 @@ struct Kernels {
   size_t (*unescape)(ByteView bytes, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 // The codecs call these after every escape, and the runs between escapes are
 // often short, where setting up the vector test would cost more than the run:

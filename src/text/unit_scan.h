@@ -10,6 +10,7 @@
 #include <initializer_list>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 namespace ztk::units {
 
@@ -57,8 +58,10 @@ struct Kernels {
   void (*widen)(const uint8_t *in, size_t n, uint16_t *out);
 };
 
-// The kernels of the active level.
-const Kernels &kernels();
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
 
 inline size_t find(U16View units, size_t from, const UnitSet &set) { return kernels().find(units, from, set); }
 inline void mark(U16View units, const UnitSet &set, uint64_t *bits) { kernels().mark(units, set, bits); }

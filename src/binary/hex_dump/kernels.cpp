@@ -5,12 +5,10 @@ namespace ztk::hexdump {
 
 // AVX2 takes the 16-byte level: the digits are a small part of a dump, and
 // its lines have no vector form there.
-const Kernels &kernels() {
-  static constexpr simd::Dispatch<Kernels> kLevels{&plain::kKernels,
-                                                   ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels), nullptr,
-                                                   ZTK_ON_WIDE(&avx512::kKernels), ZTK_ON_WIDE(&vbmi2::kKernels)};
-  return kLevels();
-}
+// The 16-byte level; the wider ones fall back to it where the target has none.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
+constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, kBase,
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase), ZTK_ON_WIDE(&vbmi2::kKernels, kBase)};
 
 void digits_reference(ByteView in, char *out) { plain::digits_from(in, 0, out); }
 size_t lines_reference(const char *hex, uint64_t digits, const Layout &layout, char *out) {

@@ -8,13 +8,10 @@ const Table escapecharsCP1252 = cp1252();
 
 int find_byte(const Table &table, uint16_t unit) { return search_byte(table, unit); }
 
-const Kernels &kernels() {
-  static constexpr simd::Dispatch<Kernels> kLevels{&plain::kKernels,
-                                                   ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels),
-                                                   ZTK_ON_WIDE(&avx2::kKernels), ZTK_ON_WIDE(&avx512::kKernels),
-                                                   ZTK_ON_WIDE(&vbmi2::kKernels)};
-  return kLevels();
-}
+// The 16-byte level; the wider ones fall back to it where the target has none.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
+constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase), ZTK_ON_WIDE(&vbmi2::kKernels, kBase)};
 
 size_t encode_reference(const Table &table, U16View units, uint8_t *out) {
   size_t written = 0;

@@ -3,13 +3,10 @@
 
 namespace ztk::scan {
 
-const Kernels &kernels() {
-  static constexpr simd::Dispatch<Kernels> kLevels{&plain::kKernels,
-                                                   ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels),
-                                                   ZTK_ON_WIDE(&avx2::kKernels), ZTK_ON_WIDE(&avx512::kKernels),
-                                                   ZTK_ON_WIDE(&vbmi2::kKernels)};
-  return kLevels();
-}
+// The 16-byte level; the wider ones fall back to it where the target has none.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
+constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase), ZTK_ON_WIDE(&vbmi2::kKernels, kBase)};
 
 size_t find_reference(ByteView in, size_t from, const ByteSet &set) { return plain::find_from(in, from, set); }
 size_t copy_until_reference(ByteView in, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out) {

@@ -3,13 +3,10 @@
 
 namespace ztk::units {
 
-const Kernels &kernels() {
-  static constexpr simd::Dispatch<Kernels> kLevels{&plain::kKernels,
-                                                   ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels),
-                                                   ZTK_ON_WIDE(&avx2::kKernels), ZTK_ON_WIDE(&avx512::kKernels),
-                                                   nullptr};
-  return kLevels();
-}
+// The 16-byte level; the wider ones fall back to it where the target has none.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
+constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase), ZTK_ON_WIDE(&avx512::kKernels, kBase)};
 
 size_t find_reference(U16View units, size_t from, const UnitSet &set) { return plain::find_from(units, from, set); }
 void mark_reference(U16View units, const UnitSet &set, uint64_t *bits) { plain::mark_from(units, 0, set, bits); }
