@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -111,6 +112,198 @@ inline std::string sql_text(size_t n) {
 }
 inline std::string sql_dense(size_t n) { return repeat("a = true, b = FALSE, c = 'true', ", n); }
 inline std::string mysql_every_escape(size_t n) { return repeat("a\\nb\\'c\\\\d\\0e\\tf\\\"", n); }
+
+// The texts users really have: what each codec meets in mail, dumps, pages,
+// queries and statements, built by the rules of the format from prose.
+
+// Prose of several languages, mostly ASCII with accented letters, the euro
+// sign and punctuation, as UTF-8.
+inline std::string accented_prose(size_t n) {
+  static const char *const kSentences[] = {
+      "The committee met on Tuesday to review the budget for the next quarter. ",
+      "Le caf\xC3\xA9 de la gare ouvre \xC3\xA0 sept heures; on y sert des cr\xC3\xA8mes br\xC3\xBBl\xC3\xA9" "es. ",
+      "Die Stra\xC3\x9F" "e f\xC3\xBChrt \xC3\xBC" "ber die Br\xC3\xBC" "cke zum gro\xC3\x9F" "en Platz. ",
+      "Please send the invoice (no. 4711) to accounts@example.com before Friday. ",
+      "El ni\xC3\xB1o compr\xC3\xB3 un pastel por 12,50 \xE2\x82\xAC en la panader\xC3\xAD" "a. ",
+      "Prices rose 3.5% in March, and \"most\" analysts expect the same in April. ",
+  };
+  std::string s;
+  for (unsigned k = 0; s.size() < n; ++k) s += kSentences[(k * 5 + k / 6) % 6];
+  s.resize(n);
+  return s;
+}
+
+// Prose broken into CR LF lines of about 70 characters at word boundaries.
+inline std::string crlf_lines(const std::string &prose, size_t n) {
+  std::string s;
+  size_t line_start = 0;
+  for (size_t i = 0; i < prose.size() && s.size() < n; ++i) {
+    if (prose[i] == ' ' && s.size() - line_start >= 64) {
+      s += "\r\n";
+      line_start = s.size();
+      continue;
+    }
+    s += prose[i];
+  }
+  s.resize(n);
+  return s;
+}
+// Accented prose in CR LF lines, as a mail body is before it is encoded.
+inline std::string crlf_prose(size_t n) { return crlf_lines(accented_prose(n + n / 8 + 128), n); }
+
+// `text` quoted-printable-encoded as a mail client writes it: =XX for "=" and
+// for every byte outside printable ASCII, the space before a line end as =20,
+// hard CR LF line ends kept, "=" soft breaks where a line would pass 75.
+inline std::string qp_of(const std::string &text, size_t n) {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string s;
+  size_t column = 0;
+  for (size_t i = 0; i < text.size() && s.size() < n; ++i) {
+    const auto b = static_cast<unsigned char>(text[i]);
+    if (b == '\r' && i + 1 < text.size() && text[i + 1] == '\n') {
+      s += "\r\n";
+      column = 0;
+      ++i;
+      continue;
+    }
+    const bool at_line_end = i + 1 == text.size() || text[i + 1] == '\r';
+    const bool literal = (b >= 33 && b <= 126 && b != '=') || (b == ' ' && !at_line_end);
+    const size_t width = literal ? 1 : 3;
+    if (column + width > 75) {
+      s += "=\r\n";
+      column = 0;
+    }
+    if (literal) {
+      s += static_cast<char>(b);
+    } else {
+      s += '=';
+      s += kDigits[b >> 4];
+      s += kDigits[b & 15];
+    }
+    column += width;
+  }
+  s.resize(n);
+  return s;
+}
+// A mail body: accented prose in lines of about 70, each line ending in =20
+// (the space a client leaves before a line end), quoted-printable.
+inline std::string qp_mail(size_t n) {
+  std::string lines = crlf_prose(n + n / 4);
+  std::string spaced;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    if (lines[i] == '\r') spaced += ' ';
+    spaced += lines[i];
+  }
+  return qp_of(spaced, n);
+}
+// Long paragraphs, cut only by soft breaks every 76 characters.
+inline std::string qp_paragraphs(size_t n) { return qp_of(accented_prose(n + n / 4), n); }
+
+// A yEnc article body: random bytes in lines of 128 characters.
+inline std::string yenc_article(size_t n) { return yenc_encoded(n); }
+
+// Rows of a MySQL dump as mysqldump writes them: quoted strings of prose with
+// an escaped quote, line break or backslash every 150 bytes or so.
+inline std::string mysql_dump(size_t n) {
+  static const char *const kEscapes[] = {"\\'", "\\n", "\\\\", "\\\"", "\\r\\n", "\\0", "\\t"};
+  const std::string prose = clean_text(n + 256);
+  std::string s = "INSERT INTO `notes` VALUES (1,'";
+  unsigned k = 0, row = 1;
+  for (size_t i = 0; s.size() < n; ++i) {
+    s += prose[i % prose.size()];
+    if (i % 151 == 150) s += kEscapes[k++ % 7];
+    if (i % 997 == 996) s += "'),(" + std::to_string(++row) + ",'";
+  }
+  s.resize(n);
+  return s;
+}
+
+// Escaped as a URL: unreserved bytes (and those in `keep`) as they are, "+"
+// for a space, %XX for the rest.
+inline std::string url_of(const std::string &text, size_t n, const char *keep = "") {
+  static const char kDigits[] = "0123456789ABCDEF";
+  std::string s;
+  for (unsigned char b : text) {
+    if (s.size() >= n) break;
+    if ((b >= 'a' && b <= 'z') || (b >= 'A' && b <= 'Z') || (b >= '0' && b <= '9') || b == '-' || b == '_' ||
+        b == '.' || b == '~' || (b != 0 && std::strchr(keep, b) != nullptr)) {
+      s += static_cast<char>(b);
+    } else if (b == ' ') {
+      s += '+';
+    } else {
+      s += '%';
+      s += kDigits[b >> 4];
+      s += kDigits[b & 15];
+    }
+  }
+  s.resize(n);
+  return s;
+}
+// Query values as a form sends them, before escaping: names, addresses,
+// searches, paths (a byte in four or so needs an escape).
+inline std::string query_values(size_t n) {
+  return repeat("name=Jos\xC3\xA9 Garc\xC3\xAD" "a&city=S\xC3\xA3o Paulo&q=caf\xC3\xA9 cr\xC3\xA8me (50%)&"
+                "path=/docs/2024/report v2.pdf&email=ana+news@example.com&",
+                n);
+}
+// The same, escaped: a URL query string as a server receives it.
+inline std::string url_query(size_t n) { return url_of(query_values(n + n), n, "=&"); }
+// Escape-dense: mostly non-ASCII text (a Greek and Cyrillic search).
+inline std::string url_dense_text(size_t n) {
+  return repeat("\xCE\xB1\xCE\xB8\xCE\xAE\xCE\xBD\xCE\xB1 \xD0\x9C\xD0\xBE\xD1\x81\xD0\xBA\xD0\xB2\xD0\xB0/"
+                "\xE2\x82\xAC?", n);
+}
+inline std::string url_dense(size_t n) { return url_of(url_dense_text(n + n), n); }
+
+// A page of HTML: markup with attributes, prose with accented letters, and
+// entities, as a browser or a CMS hands it over.
+inline std::string html_page(size_t n) {
+  return repeat(
+      "<div class=\"article\"><h2>Caf&eacute; &amp; Cr&egrave;me</h2>\n"
+      "<p>The <a href=\"/menu?id=42&amp;lang=en\">menu</a> lists a cr&egrave;me br&ucirc;l&eacute;e "
+      "for &euro;5 &mdash; &quot;the best in town&quot;, says the <em>Gazette</em>.</p>\n"
+      "<p>Open 7&nbsp;days: 8&#58;00 &ndash; 22&#x3A;00. &copy; 2024</p></div>\n",
+      n);
+}
+// Text as a user types it into a form before it is shown in a page: prose
+// with quotes, ampersands, angle brackets and accented letters.
+inline std::string html_like_text(size_t n) {
+  return repeat(
+      "Caf\xC3\xA9 & Cr\xC3\xA8me: the \"best\" in town, says the Gazette (5 \xE2\x82\xAC, open 8-22). "
+      "Use <b> for bold & <i> for italics; a < b and c > d are not tags. O'Neil wrote: \xC2\xABvery good\xC2\xBB.\n",
+      n);
+}
+
+// SQL statements of an application: quoted strings, numbers, and boolean
+// literals in conditions and assignments.
+inline std::string sql_statements(size_t n) {
+  return repeat(
+      "UPDATE users SET active = true, verified = FALSE, note = 'it is true' WHERE id = 1042;\n"
+      "SELECT id, name FROM orders WHERE paid = false AND shipped = TRUE AND region IN (3, 4) ORDER BY 2;\n"
+      "INSERT INTO log (msg, ok) VALUES ('login from 10.0.0.1', true);\n",
+      n);
+}
+
+// Accented prose in ISO 8859-1 / Windows-1252 (one byte a letter), as an old
+// file or mail in a Western code page holds it.
+inline std::string latin1_prose(size_t n) {
+  const std::string utf8 = accented_prose(n + n / 4);
+  std::string s;
+  for (size_t i = 0; i < utf8.size() && s.size() < n; ++i) {
+    const auto b = static_cast<unsigned char>(utf8[i]);
+    if (b == 0xE2 && i + 2 < utf8.size() && static_cast<unsigned char>(utf8[i + 1]) == 0x82) {
+      s += '\x80';  // the euro sign in Windows-1252
+      i += 2;
+    } else if (b >= 0xC2 && b <= 0xC3 && i + 1 < utf8.size()) {
+      s += static_cast<char>((b & 3) << 6 | (static_cast<unsigned char>(utf8[i + 1]) & 0x3F));
+      ++i;
+    } else {
+      s += static_cast<char>(b);
+    }
+  }
+  s.resize(n);
+  return s;
+}
 
 // The edit distances' inputs: n random letters and digits, or n CJK
 // ideographs from a block of as many, as UTF-16 units.

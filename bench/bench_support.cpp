@@ -1,6 +1,8 @@
 #include "bench_support.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <string>
 #include <random>
 #if defined(__GLIBC__)
 #include <malloc.h>
@@ -12,8 +14,27 @@
 
 namespace ztk_bench {
 
+namespace {
+// ZTK_BENCH_LEVEL=N (0 plain .. 4 VBMI2) runs the methods at that vector level
+// or the highest below it the CPU has, through the library built with the
+// level hook; unset, the shipping library runs at the CPU's best level.
+void start_library() {
+  static const bool once = [] {
+    const char *level = std::getenv("ZTK_BENCH_LEVEL");
+    if (level == nullptr || *level == '\0') {
+      subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH);
+    } else {
+      const int in_force = subhost::PluginLibrary::started_once(ZTK_PROBE_PLUGIN_PATH).limit_level(std::atoi(level));
+      benchmark::AddCustomContext("ztk_level", std::to_string(in_force));
+    }
+    return true;
+  }();
+  (void)once;
+}
+}  // namespace
+
 HostCaller::HostCaller() {
-  subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH);
+  start_library();
   subhost::Host::get().settings.timeServices = true;
   subhost::timing::read_nanos();
 }

@@ -18,11 +18,18 @@ struct Input {
   uint32_t encoding;
 };
 
+// An input shaped like the data the method meets in applications.
+struct Real {
+  const char *name;
+  std::function<Input(size_t)> make;
+};
+
 struct Row {
   const char *name;
   const char *method;
   std::function<Input(size_t)> text, dense;
   std::function<std::vector<Value>(HostCaller &, const Input &)> args;
+  std::vector<Real> real = {};
 };
 
 Input utf8(std::string s) { return {std::move(s), enc::kUTF8}; }
@@ -38,22 +45,29 @@ Input text_of(size_t n) { return utf8(clean_text(n)); }
 const std::vector<Row> &rows() {
   static const std::vector<Row> table = {
       {"EncodingToHTML", "EncodingToHTMLZTK", text_of, [](size_t n) { return utf8(dense_html_text(n)); },
-       with_int(0)},
+       with_int(0), {{"html_like", [](size_t n) { return utf8(html_like_text(n)); }}}},
       {"DecodingFromHTML", "DecodingFromHTMLZTK", text_of, [](size_t n) { return utf8(dense_references(n)); },
-       one},
-      {"RemoveHTMLTags", "RemoveHTMLTagsZTK", text_of, [](size_t n) { return utf8(tagged_text(n)); }, one},
+       one, {{"page", [](size_t n) { return utf8(html_page(n)); }}}},
+      {"RemoveHTMLTags", "RemoveHTMLTagsZTK", text_of, [](size_t n) { return utf8(tagged_text(n)); }, one,
+       {{"page", [](size_t n) { return utf8(html_page(n)); }}}},
       {"RemoveHTMLTagsWith", "RemoveHTMLTagsWithZTK", text_of, [](size_t n) { return utf8(tagged_text(n)); },
        [](HostCaller &h, const Input &in) {
          return std::vector<Value>{h.string(in.bytes, in.encoding), h.string(" ", enc::kUTF8)};
-       }},
+       },
+       {{"page", [](size_t n) { return utf8(html_page(n)); }}}},
       {"SQLReplaceBoolean", "SQLReplaceBooleanZTK", [](size_t n) { return utf8(sql_text(n)); },
-       [](size_t n) { return utf8(sql_dense(n)); }, one},
-      {"EncodingToISO8859", "EncodingToISO8859ZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one},
-      {"EncodingToCP1252", "EncodingToCP1252ZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one},
+       [](size_t n) { return utf8(sql_dense(n)); }, one,
+       {{"statements", [](size_t n) { return utf8(sql_statements(n)); }}}},
+      {"EncodingToISO8859", "EncodingToISO8859ZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one,
+       {{"prose", [](size_t n) { return utf8(accented_prose(n)); }}}},
+      {"EncodingToCP1252", "EncodingToCP1252ZTK", text_of, [](size_t n) { return utf8(latin_text(n)); }, one,
+       {{"prose", [](size_t n) { return utf8(accented_prose(n)); }}}},
       {"DecodingFromISO8859", "DecodingFromISO8859ZTK", [](size_t n) { return raw(clean_text(n)); },
-       [](size_t n) { return raw(random_bytes(n)); }, one},
+       [](size_t n) { return raw(random_bytes(n)); }, one,
+       {{"prose", [](size_t n) { return raw(latin1_prose(n)); }}}},
       {"DecodingFromCP1252", "DecodingFromCP1252ZTK", [](size_t n) { return raw(clean_text(n)); },
-       [](size_t n) { return raw(random_bytes(n)); }, one},
+       [](size_t n) { return raw(random_bytes(n)); }, one,
+       {{"prose", [](size_t n) { return raw(latin1_prose(n)); }}}},
       {"StrCompCharacters", "StrCompCharactersZTK", text_of, [](size_t n) { return utf8(latin_text(n)); },
        // The second text in another encoding: the mixed case converts both to UTF-8.
        [](HostCaller &h, const Input &in) {
@@ -67,10 +81,11 @@ const std::vector<Row> &rows() {
   return table;
 }
 
-void run(benchmark::State &state, const Row &row, bool dense) {
+// kind 0: text, 1: dense, 2 on: the row's real inputs.
+void run(benchmark::State &state, const Row &row, int kind) {
   const auto n = static_cast<size_t>(state.range(0));
   HostCaller host;
-  const Input input = dense ? row.dense(n) : row.text(n);
+  const Input input = kind == 0 ? row.text(n) : kind == 1 ? row.dense(n) : row.real[kind - 2].make(n);
   const std::vector<Value> args = row.args(host, input);
   for (auto _ : state) host.call(row.method, args);
   host.report(state, static_cast<int64_t>(n));
@@ -100,9 +115,10 @@ void markers(benchmark::State &state) {
 
 const int kRegistered = [] {
   for (const Row &row : rows()) {
-    for (bool dense : {false, true}) {
-      const std::string name = std::string(row.name) + (dense ? "/dense" : "/text");
-      benchmark::RegisterBenchmark(name.c_str(), [&row, dense](benchmark::State &s) { run(s, row, dense); })
+    for (int kind = 0; kind < 2 + static_cast<int>(row.real.size()); ++kind) {
+      const std::string name =
+          std::string(row.name) + "/" + (kind == 0 ? "text" : kind == 1 ? "dense" : row.real[kind - 2].name);
+      benchmark::RegisterBenchmark(name.c_str(), [&row, kind](benchmark::State &s) { run(s, row, kind); })
           ->Arg(20)
           ->Arg(1 << 10)
           ->Arg(1 << 20);

@@ -166,6 +166,26 @@ const std::vector<Dense> &dense_inputs() {
       {"RemoveHTMLTagsZTK", "tagged", [](size_t n) { return Text{tagged_text(n)}; }},
       {"RemoveHTMLTagsWithZTK", "tagged", [](size_t n) { return Text{tagged_text(n)}; }},
       {"SQLReplaceBooleanZTK", "dense literals", [](size_t n) { return Text{sql_dense(n)}; }},
+      // Shaped like the data each method meets in applications.
+      {"DecodingFromQuotedPrintableZTK", "mail", [](size_t n) { return Text{qp_mail(n), enc::kASCII}; }},
+      {"DecodingFromQuotedPrintableZTK", "paragraphs", [](size_t n) { return Text{qp_paragraphs(n), enc::kASCII}; }},
+      {"EncodingToQuotedPrintableZTK", "CR LF prose", [](size_t n) { return Text{crlf_prose(n), enc::kNone}; }},
+      {"_yDecodeStringZTK", "article", [](size_t n) { return Text{yenc_article(n), enc::kNone}; }},
+      {"DecodingFromMySQLZTK", "dump", [](size_t n) { return Text{mysql_dump(n)}; }},
+      {"EncodingToURLZTK", "query", [](size_t n) { return Text{query_values(n)}; }},
+      {"EncodingToURLZTK", "non-Latin", [](size_t n) { return Text{url_dense_text(n)}; }},
+      {"DecodingFromURLZTK", "query", [](size_t n) { return Text{url_query(n), enc::kASCII}; }},
+      {"DecodingFromURLZTK", "non-Latin", [](size_t n) { return Text{url_dense(n), enc::kASCII}; }},
+      {"EncodingToHTMLZTK", "HTML-like", [](size_t n) { return Text{html_like_text(n)}; }},
+      {"DecodingFromHTMLZTK", "page", [](size_t n) { return Text{html_page(n)}; }},
+      {"RemoveHTMLTagsZTK", "page", [](size_t n) { return Text{html_page(n)}; }},
+      {"RemoveHTMLTagsWithZTK", "page", [](size_t n) { return Text{html_page(n)}; }},
+      {"SQLReplaceBooleanZTK", "statements", [](size_t n) { return Text{sql_statements(n)}; }},
+      {"EncodingToISO8859ZTK", "prose", [](size_t n) { return Text{accented_prose(n)}; }},
+      {"EncodingToCP1252ZTK", "prose", [](size_t n) { return Text{accented_prose(n)}; }},
+      {"DecodingFromISO8859ZTK", "prose", [](size_t n) { return Text{latin1_prose(n), enc::kNone}; }},
+      {"DecodingFromCP1252ZTK", "prose", [](size_t n) { return Text{latin1_prose(n), enc::kNone}; }},
+      {"CountOccurancesZTK", "prose, \"the\"", [](size_t n) { return Text{accented_prose(n), enc::kNone}; }},
   };
   return list;
 }
