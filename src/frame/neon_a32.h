@@ -36,71 +36,43 @@ inline uint8x16_t vqtbx4q_u8(uint8x16_t d, uint8x16x4_t t, uint8x16_t idx) {
   return vqtbx2q_u8(vqtbx2q_u8(d, low, idx), high, vsubq_u8(idx, vdupq_n_u8(32)));
 }
 
-// Across-vector reductions.
-inline uint16_t vaddlvq_u8(uint8x16_t v) {
-  const uint64x2_t s = vpaddlq_u32(vpaddlq_u16(vpaddlq_u8(v)));
-  return static_cast<uint16_t>(vgetq_lane_u64(s, 0) + vgetq_lane_u64(s, 1));
-}
-inline uint8_t vaddvq_u8(uint8x16_t v) { return static_cast<uint8_t>(vaddlvq_u8(v)); }
-inline uint32_t vaddlvq_u16(uint16x8_t v) {
-  const uint64x2_t s = vpaddlq_u32(vpaddlq_u16(v));
-  return static_cast<uint32_t>(vgetq_lane_u64(s, 0) + vgetq_lane_u64(s, 1));
-}
-inline uint16_t vaddvq_u16(uint16x8_t v) { return static_cast<uint16_t>(vaddlvq_u16(v)); }
-inline uint32_t vaddvq_u32(uint32x4_t v) {
-  const uint64x2_t s = vpaddlq_u32(v);
-  return static_cast<uint32_t>(vgetq_lane_u64(s, 0) + vgetq_lane_u64(s, 1));
-}
+// Across-vector reductions. Sums widen pairwise until two 64-bit lanes are
+// left; minima and maxima fold the halves, then the pairs of one half, until
+// lane 0 holds the result.
 inline uint64_t vaddvq_u64(uint64x2_t v) { return vgetq_lane_u64(v, 0) + vgetq_lane_u64(v, 1); }
-inline uint8_t vmaxvq_u8(uint8x16_t v) {
-  uint8x8_t m = vpmax_u8(vget_low_u8(v), vget_high_u8(v));
-  m = vpmax_u8(m, m);
-  m = vpmax_u8(m, m);
-  m = vpmax_u8(m, m);
-  return vget_lane_u8(m, 0);
-}
-inline uint8_t vminvq_u8(uint8x16_t v) {
-  uint8x8_t m = vpmin_u8(vget_low_u8(v), vget_high_u8(v));
-  m = vpmin_u8(m, m);
-  m = vpmin_u8(m, m);
-  m = vpmin_u8(m, m);
-  return vget_lane_u8(m, 0);
-}
-inline int8_t vminvq_s8(int8x16_t v) {
-  int8x8_t m = vpmin_s8(vget_low_s8(v), vget_high_s8(v));
-  m = vpmin_s8(m, m);
-  m = vpmin_s8(m, m);
-  m = vpmin_s8(m, m);
-  return vget_lane_s8(m, 0);
-}
-inline int8_t vmaxvq_s8(int8x16_t v) {
-  int8x8_t m = vpmax_s8(vget_low_s8(v), vget_high_s8(v));
-  m = vpmax_s8(m, m);
-  m = vpmax_s8(m, m);
-  m = vpmax_s8(m, m);
-  return vget_lane_s8(m, 0);
-}
+inline uint32_t vaddvq_u32(uint32x4_t v) { return static_cast<uint32_t>(vaddvq_u64(vpaddlq_u32(v))); }
+inline uint32_t vaddlvq_u16(uint16x8_t v) { return static_cast<uint32_t>(vaddvq_u64(vpaddlq_u32(vpaddlq_u16(v)))); }
+inline uint16_t vaddvq_u16(uint16x8_t v) { return static_cast<uint16_t>(vaddlvq_u16(v)); }
+inline uint16_t vaddlvq_u8(uint8x16_t v) { return static_cast<uint16_t>(vaddlvq_u16(vpaddlq_u8(v))); }
+inline uint8_t vaddvq_u8(uint8x16_t v) { return static_cast<uint8_t>(vaddlvq_u8(v)); }
 inline uint8_t vaddv_u8(uint8x8_t v) {
-  const uint64x1_t s = vpaddl_u32(vpaddl_u16(vpaddl_u8(v)));
-  return static_cast<uint8_t>(vget_lane_u64(s, 0));
+  return static_cast<uint8_t>(vget_lane_u64(vpaddl_u32(vpaddl_u16(vpaddl_u8(v))), 0));
 }
-inline uint16_t vminvq_u16(uint16x8_t v) {
-  uint16x4_t m = vpmin_u16(vget_low_u16(v), vget_high_u16(v));
-  m = vpmin_u16(m, m);
-  m = vpmin_u16(m, m);
-  return vget_lane_u16(m, 0);
+
+namespace ztk::a32 {
+// `pairwise` is vpmin or vpmax of a half register of kLanes lanes.
+template <int kLanes, class Half, class Pairwise>
+inline Half fold(Half low, Half high, Pairwise pairwise) {
+  Half m = pairwise(low, high);
+  for (int lanes = kLanes; lanes > 1; lanes /= 2) m = pairwise(m, m);
+  return m;
 }
-inline uint16_t vmaxvq_u16(uint16x8_t v) {
-  uint16x4_t m = vpmax_u16(vget_low_u16(v), vget_high_u16(v));
-  m = vpmax_u16(m, m);
-  m = vpmax_u16(m, m);
-  return vget_lane_u16(m, 0);
-}
-inline uint32_t vmaxvq_u32(uint32x4_t v) {
-  uint32x2_t m = vpmax_u32(vget_low_u32(v), vget_high_u32(v));
-  m = vpmax_u32(m, m);
-  return vget_lane_u32(m, 0);
-}
+}  // namespace ztk::a32
+
+#define ZTK_A32_FOLD(name, result, vector, half, lanes, pairwise, suffix)                                  \
+  inline result name(vector v) {                                                                        \
+    return vget_lane_##suffix(ztk::a32::fold<lanes>(vget_low_##suffix(v), vget_high_##suffix(v),          \
+                                                    [](half a, half b) { return pairwise##_##suffix(a, b); }), \
+                              0);                                                                        \
+  }
+ZTK_A32_FOLD(vmaxvq_u8, uint8_t, uint8x16_t, uint8x8_t, 8, vpmax, u8)
+ZTK_A32_FOLD(vminvq_u8, uint8_t, uint8x16_t, uint8x8_t, 8, vpmin, u8)
+ZTK_A32_FOLD(vmaxvq_s8, int8_t, int8x16_t, int8x8_t, 8, vpmax, s8)
+ZTK_A32_FOLD(vminvq_s8, int8_t, int8x16_t, int8x8_t, 8, vpmin, s8)
+ZTK_A32_FOLD(vmaxvq_u16, uint16_t, uint16x8_t, uint16x4_t, 4, vpmax, u16)
+ZTK_A32_FOLD(vminvq_u16, uint16_t, uint16x8_t, uint16x4_t, 4, vpmin, u16)
+ZTK_A32_FOLD(vmaxvq_u32, uint32_t, uint32x4_t, uint32x2_t, 2, vpmax, u32)
+#undef ZTK_A32_FOLD
 
 // Whole-register permutes and pairwise adds.
 inline uint8x16_t vpaddq_u8(uint8x16_t a, uint8x16_t b) {
