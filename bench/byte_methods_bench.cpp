@@ -3,6 +3,7 @@
 // and on input dense in what the method reacts to. Every row reports the
 // plugin's own time beside the time through the host; run it with
 // --benchmark_repetitions and quote medians.
+#include <cstring>
 #include <functional>
 
 #include "bench_inputs.h"
@@ -110,6 +111,19 @@ void random_bytes_string(benchmark::State &state) {
   host.report(state, state.range(0));
 }
 
+// The machine's yardstick for the GB/s figures: one copy of n bytes between
+// two warm buffers.
+void memcpy_yardstick(benchmark::State &state) {
+  const auto n = static_cast<size_t>(state.range(0));
+  std::vector<char> from(n, 'x'), to(n, 'y');
+  for (auto _ : state) {
+    std::memcpy(to.data(), from.data(), n);
+    benchmark::DoNotOptimize(to.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(n));
+}
+
 const int kRegistered = [] {
   const char *kinds[] = {"text", "random", "dense"};
   for (const Row &row : rows()) {
@@ -123,6 +137,7 @@ const int kRegistered = [] {
     }
   }
   benchmark::RegisterBenchmark("RandomBytesString", random_bytes_string)->Arg(20)->Arg(1 << 10)->Arg(1 << 20);
+  benchmark::RegisterBenchmark("Memcpy", memcpy_yardstick)->Arg(1 << 20);
   return 0;
 }();
 

@@ -25,6 +25,19 @@ int main(int argc, char **argv) {
         {"tagged", tagged_text(n)},
         {"latin", latin_text(n)},
         {"random", random_bytes(n)},
+        // Shaped like what the methods meet in applications.
+        {"qp_mail", qp_mail(n)},
+        {"qp_paragraphs", qp_paragraphs(n)},
+        {"crlf_prose", crlf_prose(n)},
+        {"mysql_dump", mysql_dump(n)},
+        {"query_values", query_values(n)},
+        {"url_query", url_query(n)},
+        {"url_dense_text", url_dense_text(n)},
+        {"url_dense_real", url_dense(n)},
+        {"html_like", html_like_text(n)},
+        {"html_page", html_page(n)},
+        {"accented_prose", accented_prose(n)},
+        {"latin1_prose", latin1_prose(n)},
     };
     for (const auto &[name, bytes] : inputs) {
       std::ofstream(dir + "/" + name + "_" + std::to_string(n), std::ios::binary) << bytes;

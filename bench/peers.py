@@ -37,6 +37,16 @@ ROWS = [
      "$d ^ substr(str_repeat('secret key', intdiv(strlen($d), 10) + 1), 0, strlen($d))"),
     ("ConcatBinaryStrings/text", "text", "d + b'tail'", "$d . 'tail'"),
     ("IsASCIIString/text", "text", "d.isascii()", "!preg_match('/[\\x80-\\xFF]/', $d)"),
+    ("EncodingToURL/query", "query_values", "urllib.parse.quote_plus(d)", "urlencode($d)"),
+    ("EncodingToURL/nonlatin", "url_dense_text", "urllib.parse.quote_plus(d)", "urlencode($d)"),
+    ("DecodingFromURL/query", "url_query", "urllib.parse.unquote_to_bytes(d.replace(b'+', b' '))", "urldecode($d)"),
+    ("DecodingFromURL/nonlatin", "url_dense_real", "urllib.parse.unquote_to_bytes(d.replace(b'+', b' '))",
+     "urldecode($d)"),
+    ("EncodingToQuotedPrintable/crlf_prose", "crlf_prose", "binascii.b2a_qp(d)", "quoted_printable_encode($d)"),
+    ("DecodingFromQuotedPrintable/mail", "qp_mail", "binascii.a2b_qp(d)", "quoted_printable_decode($d)"),
+    ("DecodingFromQuotedPrintable/paragraphs", "qp_paragraphs", "binascii.a2b_qp(d)", "quoted_printable_decode($d)"),
+    ("DecodingFromMySQL/dump", "mysql_dump", None, "stripcslashes($d)"),
+    ("CountOccurances_the/prose", "accented_prose", "d.count(b'the')", "substr_count($d, 'the')"),
 ]
 
 # The text methods, from text_methods_bench. Python works on s, the bytes
@@ -57,6 +67,16 @@ TEXT_ROWS = [
     ("DecodingFromCP1252/text", "text", "d.decode('cp1252', 'replace')",
      "mb_convert_encoding($d, 'UTF-8', 'Windows-1252')"),
     ("DecodingFromCP1252/dense", "random", "d.decode('cp1252', 'replace')",
+     "mb_convert_encoding($d, 'UTF-8', 'Windows-1252')"),
+    ("EncodingToHTML/html_like", "html_like", "html.escape(s)", "htmlentities($d)"),
+    ("DecodingFromHTML/page", "html_page", "html.unescape(s)", "html_entity_decode($d)"),
+    ("RemoveHTMLTags/page", "html_page", "re.sub(r'<[^>]*>', '', s)", "strip_tags($d)"),
+    ("EncodingToISO8859/prose", "accented_prose", "s.encode('latin-1', 'replace')",
+     "mb_convert_encoding($d, 'ISO-8859-1', 'UTF-8')"),
+    ("EncodingToCP1252/prose", "accented_prose", "s.encode('cp1252', 'replace')",
+     "mb_convert_encoding($d, 'Windows-1252', 'UTF-8')"),
+    ("DecodingFromISO8859/prose", "latin1_prose", "d.decode('latin-1')", "mb_convert_encoding($d, 'UTF-8', 'ISO-8859-1')"),
+    ("DecodingFromCP1252/prose", "latin1_prose", "d.decode('cp1252', 'replace')",
      "mb_convert_encoding($d, 'UTF-8', 'Windows-1252')"),
 ]
 
