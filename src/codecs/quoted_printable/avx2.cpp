@@ -1,0 +1,38 @@
+#include "codecs/quoted_printable/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::qp::avx2 {
+namespace {
+
+#define ZTK_QP_TARGET ZTK_AVX2
+struct V {
+  using reg = __m256i;
+  static constexpr size_t kWidth = 32;
+  static constexpr int kLaneBits = 1;
+  ZTK_AVX2 static reg load(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+  ZTK_AVX2 static void store(uint8_t *p, reg v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
+  // "=", CR and LF.
+  ZTK_AVX2 static uint64_t decoder_special(reg v) {
+    const reg m = _mm256_or_si256(
+        _mm256_or_si256(_mm256_cmpeq_epi8(v, _mm256_set1_epi8('=')), _mm256_cmpeq_epi8(v, _mm256_set1_epi8('\r'))),
+        _mm256_cmpeq_epi8(v, _mm256_set1_epi8('\n')));
+    return static_cast<uint32_t>(_mm256_movemask_epi8(m));
+  }
+  // Every byte but space and the printable ones other than "=".
+  ZTK_AVX2 static uint64_t encoder_special(reg v) {
+    const reg d = _mm256_sub_epi8(v, _mm256_set1_epi8(' '));
+    const reg printable = _mm256_cmpeq_epi8(_mm256_min_epu8(d, _mm256_set1_epi8('~' - ' ')), d);
+    const reg literal = _mm256_andnot_si256(_mm256_cmpeq_epi8(v, _mm256_set1_epi8('=')), printable);
+    return static_cast<uint32_t>(_mm256_movemask_epi8(literal)) ^ 0xFFFFFFFFu;
+  }
+};
+#include "codecs/quoted_printable/blocks.inc"
+#undef ZTK_QP_TARGET
+
+}  // namespace
+
+const Kernels kKernels = {encode_stretch<sse2::encode_blocks>, decode<sse2::decode_blocks>};
+
+}  // namespace ztk::qp::avx2
+#endif  // ZTK_WIDE_VECTORS

@@ -1,0 +1,70 @@
+// The quoted-printable kernels of each level. A level's block loops work on
+// whole vectors, with the byte after them (or two, for the decoder's look
+// ahead) still inside the input, and return where they stopped; its table's
+// entries finish with the narrower levels and then the plain loops, so no
+// load passes the end of the input.
+#pragma once
+
+#include <array>
+#include <cstring>
+
+#include "codecs/quoted_printable.h"
+#include "frame/ascii.h"
+
+namespace ztk::qp {
+
+// Byte classes the block loops' scalar steps look up.
+enum ByteKind : uint8_t { kOther = 0, kLineEndByte = 1, kWhiteByte = 2 };
+inline constexpr std::array<uint8_t, 256> kKind = [] {
+  std::array<uint8_t, 256> k{};
+  k['\r'] = k['\n'] = kLineEndByte;
+  k[' '] = k['\t'] = kWhiteByte;
+  return k;
+}();
+inline bool is_line_end(uint8_t b) { return kKind[b] == kLineEndByte; }
+inline bool is_white(uint8_t b) { return kKind[b] == kWhiteByte; }
+// CR and LF differ in these bits only: b ^ next == kPartnerBits says next is
+// b's partner (LF after CR, CR after LF) when b is a line end.
+constexpr uint8_t kPartnerBits = '\r' ^ '\n';
+
+// "=XX" of every byte, so that an escape is one four-byte store.
+struct Escapes {
+  uint8_t bytes[256][4];
+};
+inline constexpr Escapes kEscapes = [] {
+  Escapes e{};
+  for (int b = 0; b < 256; ++b) {
+    e.bytes[b][0] = '=';
+    e.bytes[b][1] = static_cast<uint8_t>(ascii::kHexDigits[b >> 4]);
+    e.bytes[b][2] = static_cast<uint8_t>(ascii::kHexDigits[b & 15]);
+  }
+  return e;
+}();
+
+namespace plain {
+// Encodes in[i, end) as the Kernels entry does, from the state, advancing o.
+size_t encode_from(ByteView in, size_t i, size_t end, EncoderState &state, uint8_t *&o);
+// Decodes in[i, in.size), advancing o.
+void decode_from(ByteView in, size_t i, uint8_t *&o);
+extern const Kernels kKernels;
+}  // namespace plain
+
+namespace sse2 {
+size_t encode_blocks(ByteView in, size_t i, size_t end, EncoderState &state, uint8_t *&o);
+size_t decode_blocks(ByteView in, size_t i, uint8_t *&o);
+extern const Kernels kKernels;
+}  // namespace sse2
+
+namespace avx2 {
+extern const Kernels kKernels;
+}  // namespace avx2
+
+namespace avx512 {
+extern const Kernels kKernels;
+}  // namespace avx512
+
+namespace neon {
+extern const Kernels kKernels;
+}  // namespace neon
+
+}  // namespace ztk::qp
