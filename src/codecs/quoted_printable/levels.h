@@ -14,15 +14,40 @@
 namespace ztk::qp {
 
 // Byte classes the block loops' scalar steps look up.
-enum ByteKind : uint8_t { kOther = 0, kLineEndByte = 1, kWhiteByte = 2 };
+// kEscaped: what the encoder always writes as =XX; kDecoderSpecial: what the
+// decoder does not copy as it is ("=" is both).
+enum ByteKind : uint8_t { kLiteralByte = 0, kLineEndByte = 1, kWhiteByte = 2, kEscaped = 4, kDecoderSpecial = 8 };
 inline constexpr std::array<uint8_t, 256> kKind = [] {
   std::array<uint8_t, 256> k{};
-  k['\r'] = k['\n'] = kLineEndByte;
+  for (int b = 0; b < 256; ++b) {
+    if (b < ' ' || b > '~') k[b] = kEscaped;
+  }
+  k['='] = kEscaped | kDecoderSpecial;
+  k['\r'] = k['\n'] = kLineEndByte | kDecoderSpecial;
   k[' '] = k['\t'] = kWhiteByte;
   return k;
 }();
-inline bool is_line_end(uint8_t b) { return kKind[b] == kLineEndByte; }
+inline bool is_line_end(uint8_t b) { return (kKind[b] & kLineEndByte) != 0; }
 inline bool is_white(uint8_t b) { return kKind[b] == kWhiteByte; }
+inline bool is_escaped(uint8_t b) { return (kKind[b] & kEscaped) != 0; }
+inline bool is_decoder_special(uint8_t b) { return (kKind[b] & kDecoderSpecial) != 0; }
+
+// A hex digit pair's byte as the sum of two lookups: the first digit's value
+// times 16 and the second's value, where anything that is no hex digit adds
+// 0x100, so that a sum below 0x100 is a valid pair's byte.
+struct PairTables {
+  uint16_t high[256];
+  uint16_t low[256];
+};
+inline constexpr PairTables kPair = [] {
+  PairTables t{};
+  for (int b = 0; b < 256; ++b) {
+    const uint8_t v = ascii::kHexValue.value[b];
+    t.high[b] = v < ascii::kNotHex ? static_cast<uint16_t>(v << 4) : 0x100;
+    t.low[b] = v < ascii::kNotHex ? v : 0x100;
+  }
+  return t;
+}();
 // CR and LF differ in these bits only: b ^ next == kPartnerBits says next is
 // b's partner (LF after CR, CR after LF) when b is a line end.
 constexpr uint8_t kPartnerBits = '\r' ^ '\n';
