@@ -26,7 +26,9 @@ struct EncoderState {
 };
 
 // The encoder writes its output in stretches of input, each into room for
-// the most a byte can become, plus what finishing writes.
+// the most a byte can become (a soft break and an escape, or a line end with
+// the escaped white space before it and its soft break), plus what finishing
+// writes.
 constexpr size_t kStretch = 8192;
 constexpr size_t kMostPerByte = 9;
 constexpr size_t kMostAtFinish = 9;
@@ -49,6 +51,16 @@ inline const Kernels &kernels() { return kDispatch(); }
 // Encodes with the given kernels' stretches.
 void encode_with(const Kernels &k, ByteView in, int32_t lineLength, ByteSink &out);
 inline void encode(ByteView in, int32_t lineLength, ByteSink &out) { encode_with(kernels(), in, lineLength, out); }
+// Room for the encoding of n bytes of input in one stretch.
+constexpr size_t encoded_room(size_t n) { return n * kMostPerByte + kMostAtFinish; }
+// Encodes an input of at most kStretch bytes in one stretch into `out`, which
+// has encoded_room(in.size) bytes; returns the bytes written.
+inline size_t encode_short(ByteView in, int32_t lineLength, uint8_t *out) {
+  EncoderState state{lineLength};
+  size_t written;
+  kernels().encode_stretch(in, 0, in.size, state, out, written);
+  return written;
+}
 inline size_t decode(ByteView in, uint8_t *out) { return kernels().decode(in, out); }
 
 // The byte-at-a-time versions every vector level must equal.
