@@ -1,8 +1,8 @@
 // The quoted-printable kernels of each level. A level's block loops work on
 // whole vectors, with the byte after them (or two, for the decoder's look
 // ahead) still inside the input, and return where they stopped; its table's
-// entries finish with the narrower levels and then the plain loops, so no
-// load passes the end of the input.
+// entries finish with the plain loops, so no load passes the end of the
+// input.
 #pragma once
 
 #include <array>
@@ -75,8 +75,6 @@ extern const Kernels kKernels;
 }  // namespace plain
 
 namespace sse2 {
-size_t encode_blocks(ByteView in, size_t i, size_t end, EncoderState &state, uint8_t *&o);
-size_t decode_blocks(ByteView in, size_t i, uint8_t *&o);
 extern const Kernels kKernels;
 }  // namespace sse2
 

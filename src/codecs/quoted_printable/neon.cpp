@@ -26,12 +26,13 @@ struct V {
     return bits(vorrq_u8(vcgtq_u8(vsubq_u8(v, vdupq_n_u8(' ')), vdupq_n_u8('~' - ' ')), vceqq_u8(v, vdupq_n_u8('='))));
   }
 };
+using Wide = V;
 #include "codecs/quoted_printable/blocks.inc"
 #undef ZTK_QP_TARGET
 
 }  // namespace
 
-const Kernels kKernels = {encode_stretch<nullptr>, decode<nullptr>};
+const Kernels kKernels = {encode_stretch, decode};
 
 }  // namespace ztk::qp::neon
 #endif  // ZTK_NEON

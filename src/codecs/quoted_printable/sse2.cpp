@@ -3,6 +3,7 @@
 
 #if ZTK_X86
 namespace ztk::qp::sse2 {
+namespace {
 
 #define ZTK_QP_TARGET
 struct V {
@@ -25,10 +26,13 @@ struct V {
     return static_cast<uint32_t>(_mm_movemask_epi8(literal)) ^ 0xFFFFu;
   }
 };
+using Wide = V;
 #include "codecs/quoted_printable/blocks.inc"
 #undef ZTK_QP_TARGET
 
-const Kernels kKernels = {encode_stretch<nullptr>, decode<nullptr>};
+}  // namespace
+
+const Kernels kKernels = {encode_stretch, decode};
 
 }  // namespace ztk::qp::sse2
 #endif  // ZTK_X86
