@@ -50,7 +50,7 @@ struct V {
 
 }  // namespace
 
-const Kernels kKernels = {encode_stretch, decode};
+const Kernels kKernels = {encode_stretch, avx2::decode_dense};
 
 }  // namespace ztk::qp::avx512
 #endif  // ZTK_WIDE_VECTORS

@@ -79,6 +79,9 @@ extern const Kernels kKernels;
 }  // namespace sse2
 
 namespace avx2 {
+// The decoder of the 16-byte blocks with byte shuffles, which the wider
+// levels use too.
+size_t decode_dense(ByteView in, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace avx2
 
