@@ -137,8 +137,7 @@ ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
     const uint64_t escapes = bits(_mm256_and_si256(eq, _mm256_and_si256(hex1, hex2)));
     const uint64_t softBreaks = bits(_mm256_and_si256(eq, _mm256_or_si256(cr1, lf1)));
     const uint64_t pairs = bits(_mm256_and_si256(cr0, lf1)) & ~carried;  // CR LF: the LF goes with the CR
-    const uint64_t rare = (bits(eq) & ~(escapes | softBreaks)) | (bits(_mm256_and_si256(lf0, cr1)) & ~carried) |
-                          (softBreaks & 0x80000000u);
+    const uint64_t rare = (bits(eq) & ~(escapes | softBreaks)) | (bits(_mm256_and_si256(lf0, cr1)) & ~carried);
     if (rare != 0) {
       // From the first byte no token consumed: a 16-byte block, then its
       // first token and those after it by the scalar steps.
@@ -160,7 +159,10 @@ ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
     }
     // Escapes take their value, line ends LF; the lanes tokens consume go,
     // up to two past the block.
-    const uint64_t dropped = escapes << 1 | escapes << 2 | softBreaks | softBreaks << 1 | pairs << 1;
+    // A soft break in the last lane takes its line end's partner too, two
+    // past the block.
+    const uint64_t lastPartner = (softBreaks >> 31) & static_cast<uint64_t>((in[i + 32] ^ in[i + 33]) == kPartnerBits);
+    const uint64_t dropped = escapes << 1 | escapes << 2 | softBreaks | softBreaks << 1 | pairs << 1 | lastPartner << 33;
     const unsigned keep = static_cast<unsigned>(~(dropped | carried));
     const __m256i values = _mm256_or_si256(_mm256_slli_epi16(high, 4), low);
     __m256i bytes = _mm256_blendv_epi8(v0, values, eq);
@@ -171,6 +173,7 @@ ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
     i += 32;
   }
   i += (carried & 1) + (carried >> 1);
+  i = decode_blocks(in, i, o);
   plain::decode_from(in, i, o);
   return static_cast<size_t>(o - out);
 }

@@ -14,22 +14,17 @@
 namespace ztk::qp {
 
 // Byte classes the block loops' scalar steps look up.
-// kEscaped: what the encoder always writes as =XX; kDecoderSpecial: what the
-// decoder does not copy as it is ("=" is both).
-enum ByteKind : uint8_t { kLiteralByte = 0, kLineEndByte = 1, kWhiteByte = 2, kEscaped = 4, kDecoderSpecial = 8 };
+// kDecoderSpecial: what the decoder does not copy as it is.
+enum ByteKind : uint8_t { kOtherByte = 0, kLineEndByte = 1, kWhiteByte = 2, kDecoderSpecial = 4 };
 inline constexpr std::array<uint8_t, 256> kKind = [] {
   std::array<uint8_t, 256> k{};
-  for (int b = 0; b < 256; ++b) {
-    if (b < ' ' || b > '~') k[b] = kEscaped;
-  }
-  k['='] = kEscaped | kDecoderSpecial;
+  k['='] = kDecoderSpecial;
   k['\r'] = k['\n'] = kLineEndByte | kDecoderSpecial;
   k[' '] = k['\t'] = kWhiteByte;
   return k;
 }();
 inline bool is_line_end(uint8_t b) { return (kKind[b] & kLineEndByte) != 0; }
 inline bool is_white(uint8_t b) { return kKind[b] == kWhiteByte; }
-inline bool is_escaped(uint8_t b) { return (kKind[b] & kEscaped) != 0; }
 inline bool is_decoder_special(uint8_t b) { return (kKind[b] & kDecoderSpecial) != 0; }
 
 // A hex digit pair's byte as the sum of two lookups: the first digit's value
@@ -64,6 +59,28 @@ inline constexpr Escapes kEscapes = [] {
     e.bytes[b][2] = static_cast<uint8_t>(ascii::kHexDigits[b & 15]);
   }
   return e;
+}();
+
+// What the encoder writes for a byte on its own, in the first `size` of four
+// bytes: a literal (size 1) or =XX (3); size 0 for white space and line
+// ends, which have rules of their own.
+struct Codes {
+  uint8_t bytes[256][4];
+  uint8_t size[256];
+  // 1 for the bytes a run of literals copied by blocks holds (space and the
+  // printable ones other than "=").
+  uint8_t inRun[256];
+};
+inline constexpr Codes kCodes = [] {
+  Codes c{};
+  for (int b = 0; b < 256; ++b) {
+    const bool literal = b > ' ' && b <= '~' && b != '=';
+    const bool escaped = (b < ' ' || b > '~' || b == '=') && b != '\t' && b != '\r' && b != '\n';
+    for (int k = 0; k < 4; ++k) c.bytes[b][k] = literal ? (k == 0 ? static_cast<uint8_t>(b) : 0) : kEscapes.bytes[b][k];
+    c.size[b] = literal ? 1 : escaped ? 3 : 0;
+    c.inRun[b] = literal || b == ' ' ? 1 : 0;
+  }
+  return c;
 }();
 
 namespace plain {
