@@ -56,9 +56,8 @@ struct V {
 // whole, without a branch per token: each lane's escape value is computed from
 // the two bytes after it, escapes and hard line ends take their output byte
 // in place, and the lanes a token consumes are dropped by byte shuffles, eight
-// lanes at a time. Blocks with a rarer token (an "=" followed by white space or
-// by an invalid pair, LF CR, a soft break at the block's last lane) go to the
-// scalar steps.
+// lanes at a time. Blocks with a rarer token (an "=" followed by white space
+// or by an invalid pair, or LF CR) go to the scalar steps.
 
 // For each 8-bit mask of lanes kept: their indexes, in order, and how many.
 struct Compaction {

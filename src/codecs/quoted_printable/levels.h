@@ -71,7 +71,7 @@ struct Codes {
   // printable ones other than "=").
   uint8_t inRun[256];
 };
-inline constexpr Codes kCodes = [] {
+inline constexpr Codes kByteCodes = [] {
   Codes c{};
   for (int b = 0; b < 256; ++b) {
     const bool literal = b > ' ' && b <= '~' && b != '=';
