@@ -105,9 +105,18 @@ ZTK_AVX2 inline uint8_t *compact(__m128i bytes, unsigned keep, uint8_t *o) {
   return o + kCompaction.count[keepHigh];
 }
 
+// The 16-byte blocks and the plain loop, for what the 32-byte blocks leave
+// and for short inputs, which then do not set up the wide constants.
+ZTK_AVX2 size_t decode_rest(ByteView in, size_t i, uint8_t *o, uint8_t *out) {
+  i = decode_blocks(in, i, o);
+  plain::decode_from(in, i, o);
+  return static_cast<size_t>(o - out);
+}
+
 }  // namespace
 
 ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
+  if (in.size < 36) return decode_rest(in, 0, out, out);
   uint8_t *o = out;
   size_t i = 0;
   // The lanes at the block's start that the last block's tokens consumed
@@ -172,9 +181,7 @@ ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
     i += 32;
   }
   i += (carried & 1) + (carried >> 1);
-  i = decode_blocks(in, i, o);
-  plain::decode_from(in, i, o);
-  return static_cast<size_t>(o - out);
+  return decode_rest(in, i, o, out);
 }
 
 const Kernels kKernels = {encode_stretch, decode_dense};
