@@ -164,6 +164,15 @@ ZTK_CODEC_BENCH(QpEncode_text, text, {
   ztk::qp::encode(in, 72, sink);
   return static_cast<size_t>(sink.size());
 });
+// The texts users have: mail bodies and paragraphs as clients encode them,
+// and CR LF prose before it is encoded.
+ZTK_CODEC_BENCH(QpDecode_mail, qp_mail, return ztk::qp::decode(in, out));
+ZTK_CODEC_BENCH(QpDecode_paragraphs, qp_paragraphs, return ztk::qp::decode(in, out));
+ZTK_CODEC_BENCH(QpEncode_crlf_prose, crlf_prose, {
+  ztk::ByteSink sink(static_cast<int64_t>(in.size) + 1024);
+  ztk::qp::encode(in, 76, sink);
+  return static_cast<size_t>(sink.size());
+});
 // The whole rewriting into a growable buffer: blocks tested, runs copied.
 #define ZTK_SQL_BENCH(name, make)                         \
   ZTK_CODEC_BENCH(name, make, {                           \

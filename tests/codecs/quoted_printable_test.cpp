@@ -1,6 +1,9 @@
 #include "codecs/quoted_printable.h"
 
+#include <climits>
 #include <random>
+
+#include "../../bench/bench_inputs.h"
 
 #include "host_test.h"
 #include "kernel_levels.h"
@@ -114,6 +117,59 @@ namespace {
 std::string drained(ztk::ByteSink &sink) {
   return sink.size() > 0 ? std::string(sink.data(), sink.data() + sink.size()) : std::string();
 }
+
+std::string encoded_by(void (*encode)(ztk::ByteView, int32_t, ztk::ByteSink &), ztk::ByteView in, int32_t lineLength) {
+  ztk::ByteSink out(int64_t(in.size) + 1024);
+  encode(in, lineLength, out);
+  return drained(out);
+}
+
+// The room promised is the input's length, up to an unreadable page.
+std::string decoded_by(size_t (*decode)(ztk::ByteView, uint8_t *), ztk::ByteView in) {
+  GuardedBytes out(std::string(in.size, '\0'));
+  const size_t n = decode(in, out.bytes());
+  return std::string(out.bytes(), out.bytes() + n);
+}
+
+// Where two outputs part, with a little of each from there: the outputs of
+// long inputs are too long to print whole.
+std::string difference(const std::string &got, const std::string &want) {
+  size_t at = 0;
+  while (at < got.size() && at < want.size() && got[at] == want[at]) ++at;
+  return "outputs of " + std::to_string(got.size()) + " and " + std::to_string(want.size()) + " bytes part at " +
+         std::to_string(at) + ": \"" + got.substr(at, 24) + "\" instead of \"" + want.substr(at, 24) + "\"";
+}
+
+// Each level's output against the plain kernel's, which is the one-byte rules
+// with the runs copied by the byte scans, on inputs that end right before an
+// unreadable page.
+void expect_levels_equal_plain_kernel(const std::vector<std::string> &inputs, const std::vector<int32_t> &lineLengths) {
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::string &in : inputs) {
+      const GuardedBytes guarded(in);
+      for (int32_t lineLength : lineLengths) {
+        const std::string got = encoded_by(ztk::qp::encode, guarded.view(), lineLength);
+        const std::string want = encoded_by(ztk::qp::encode_reference, guarded.view(), lineLength);
+        ASSERT_TRUE(got == want) << "encoding " << in.size() << " bytes at line length " << lineLength << ": "
+                                 << difference(got, want);
+      }
+      const std::string got = decoded_by(ztk::qp::decode, guarded.view());
+      const std::string want = decoded_by(ztk::qp::decode_reference, guarded.view());
+      ASSERT_TRUE(got == want) << "decoding " << in.size() << " bytes: " << difference(got, want);
+    }
+  });
+}
+
+// `filler` up to `at`, then `tail`: puts tail's first byte at each offset
+// around the block edges of every level and a stretch's end.
+std::vector<std::string> placed_at_block_edges(const std::string &tail, char filler) {
+  std::vector<std::string> inputs;
+  for (size_t at : {0, 1, 13, 14, 15, 16, 17, 18, 29, 30, 31, 32, 33, 34, 46, 47, 48, 61, 62, 63, 64, 65, 66, 127, 128}) {
+    inputs.push_back(std::string(at, filler) + tail);
+    inputs.push_back(std::string(at, filler) + tail + std::string(40, filler));
+  }
+  return inputs;
+}
 }  // namespace
 
 TEST(QuotedPrintableKernel, EveryLevelGivesTheOneByteRules) {
@@ -154,4 +210,70 @@ TEST(QuotedPrintableKernel, EveryLevelGivesTheOneByteRules) {
         return std::string(out.bytes(), out.bytes() + n);
       },
       [](const std::string &in) { return reference::qp_decode(in); });
+}
+
+TEST(QuotedPrintableKernel, EveryLevelEqualsThePlainKernelOnMailAndProse) {
+#ifdef ZTK_EMULATED_TARGET
+  constexpr size_t kLong = 20000;
+#else
+  constexpr size_t kLong = 200000;
+#endif
+  std::vector<std::string> inputs;
+  for (auto make : {ztk_bench::qp_mail, ztk_bench::qp_paragraphs, ztk_bench::crlf_prose, ztk_bench::accented_prose}) {
+    // Every length up to a few blocks, so that each token meets the input's end.
+    for (size_t n = 0; n <= 200; ++n) inputs.push_back(make(n));
+    inputs.push_back(make(kLong));
+  }
+  // Mail bodies as the encoder's input: escapes and =20 of an earlier pass.
+  expect_levels_equal_plain_kernel(inputs, {2, 3, 4, 5, 17, 40, 72, 76, 1000, INT32_MAX});
+}
+
+TEST(QuotedPrintableKernel, EveryLevelEqualsThePlainKernelOnTheSpecialBytes) {
+#ifdef ZTK_EMULATED_TARGET
+  constexpr size_t kLongest = 100;
+#else
+  constexpr size_t kLongest = 260;
+#endif
+  std::mt19937 rng(21);
+  std::vector<std::string> inputs;
+  // Bytes every rule of both directions looks at: escape starts, hex digits
+  // of both cases, bytes that are none, white space, line ends, DEL, controls
+  // and non-ASCII.
+  for (const char *alphabet : {"=\r\n \tA9fG", "=\r\n \tab", "= \t\r\n", "ab \r\n\x7F\x01\xC3\xA9=", "x \r\n\t"}) {
+    for (size_t n = 0; n <= kLongest; ++n) inputs.push_back(random_text(rng, n, alphabet));
+  }
+  // Long runs with a special byte now and then, at every offset in a block.
+  for (int k = 0; k < 200; ++k) {
+    std::string s = random_text(rng, 1 + rng() % 400, "abcdefghij klmnop");
+    const size_t specials = rng() % 6;
+    for (size_t j = 0; j < specials; ++j) {
+      static const char *const kTokens[] = {"=", "\r", "\n", "\r\n", "\n\r", " \r\n", "\t\n", "=41", "=\r\n", "= \r\n", "\xE2\x82\xAC"};
+      s.insert(rng() % (s.size() + 1), kTokens[rng() % 11]);
+    }
+    inputs.push_back(s);
+  }
+  expect_levels_equal_plain_kernel(inputs, {2, 3, 4, 5, 6, 17, 31, 33, 72, 76, INT32_MAX});
+}
+
+TEST(QuotedPrintableKernel, TokensAtEveryBlockEdgeGiveThePlainKernelsBytes) {
+  std::vector<std::string> inputs;
+  for (const char *tail : {" \r\n", "\t\r\n", "  \n", " \r", "\r\n", "\n\r", "\r\r", "\n\n", "=", "=4", "=41", "=4G",
+                           "=\r", "=\r\n", "=\n\r", "= ", "= \r\n", "=\t x\n", "\xC3\xA9", "\t", " ", "=3D=3D"}) {
+    for (const std::string &s : placed_at_block_edges(tail, 'a')) inputs.push_back(s);
+    for (const std::string &s : placed_at_block_edges(tail, ' ')) inputs.push_back(s);
+  }
+  expect_levels_equal_plain_kernel(inputs, {2, 3, 5, 16, 17, 18, 33, 64, 66, 72});
+}
+
+TEST(QuotedPrintableKernel, EscapesAndLiteralsStraddlingTheLineLimitBreakAsThePlainKernel) {
+  std::vector<std::string> inputs;
+  // A line of k letters and then an escape, white space, a tab or a line end,
+  // for k around every line length below: the break falls before, inside or
+  // after the last block of the line.
+  for (size_t k = 0; k <= 140; ++k) {
+    for (const char *then : {"\xC3\xA9z", "=", " \r\n", " x", "\tx", "\r\n", "\x01\x02\x03\x04"}) {
+      inputs.push_back(std::string(k, 'w') + then + std::string(k % 37, 'v'));
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {2, 3, 4, 5, 6, 7, 15, 16, 17, 18, 31, 32, 33, 34, 63, 64, 65, 66, 72, 76, 100});
 }

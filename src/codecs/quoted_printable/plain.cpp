@@ -1,4 +1,6 @@
-#include "codecs/quoted_printable.h"
+// The reference every vector level must equal: a byte at a time, with the
+// runs between special bytes found and copied by the byte scans.
+#include "codecs/quoted_printable/levels.h"
 
 #include <array>
 #include <cstring>
@@ -6,7 +8,7 @@
 #include "frame/ascii.h"
 #include "text/byte_scan.h"
 
-namespace ztk::qp {
+namespace ztk::qp::plain {
 namespace {
 
 enum Class : uint8_t { kEncoded = 0, kLiteral = 1, kWhite = 2, kLineEnd = 3, kLiteralSpecial = 4 };
@@ -56,36 +58,20 @@ constexpr std::array<uint8_t, 256> kInRun = [] {
 // What the decoder does not copy as it is.
 constexpr scan::ByteSet kDecoderSpecial{{'\n', '\n'}, {'\r', '\r'}, {'=', '='}};
 
-bool is_line_end(uint8_t b) { return b == '\r' || b == '\n'; }
-
 // The other line-end byte after position i (LF after CR, CR after LF).
 bool partner_follows(ByteView in, size_t i) {
   return i + 1 < in.size && is_line_end(in[i + 1]) && in[i + 1] != in[i];
 }
 
-// What the encoder carries from one stretch of input to the next.
-struct EncoderState {
-  int32_t L;
-  int32_t col = 0;
-  uint8_t pending = 0;  // a space or tab held until what follows is known
-};
-
-// Input bytes go out in stretches, each written in place into room for the
-// most a byte can become (a soft break and an escape, or a line end with the
-// escaped white space before it and its soft break), plus what finishing
-// writes. The writer is a local object whose state stays in registers.
-constexpr size_t kStretch = 8192;
-constexpr size_t kMostPerByte = 9;
-constexpr size_t kMostAtFinish = 9;
-
+// The writer is a local object whose state stays in registers.
 class Writer {
  public:
-  Writer(const EncoderState &s, uint8_t *out) : L_(s.L), col_(s.col), pending_(s.pending), o_(out), begin_(out) {}
+  Writer(const EncoderState &s, uint8_t *out) : L_(s.lineLength), col_(s.column), pending_(s.pending), o_(out), begin_(out) {}
   Writer(const Writer &) = delete;
   Writer &operator=(const Writer &) = delete;
   // Saves the state; returns the bytes written.
   size_t done(EncoderState &s) const {
-    s.col = col_;
+    s.column = col_;
     s.pending = pending_;
     return static_cast<size_t>(o_ - begin_);
   }
@@ -108,7 +94,7 @@ class Writer {
       const size_t k = static_cast<uint64_t>(fit) < n ? static_cast<size_t>(fit) : n;
       std::memcpy(o_, p, k);
       o_ += k;
-      col_ += static_cast<int32_t>(k);
+      col_ += static_cast<int64_t>(k);
       p += k;
       n -= k;
     }
@@ -153,7 +139,7 @@ class Writer {
   }
 
   const int32_t L_;
-  int32_t col_;
+  int64_t col_;
   uint8_t pending_;
   uint8_t *o_;
   uint8_t *const begin_;
@@ -200,23 +186,16 @@ size_t encode_stretch(ByteView in, size_t i, size_t end, Writer &w) {
 
 }  // namespace
 
-void encode(ByteView in, int32_t lineLength, ByteSink &out) {
-  EncoderState state{lineLength};
-  size_t i = 0;
-  while (i < in.size && out.alive()) {
-    const size_t end = in.size - i > kStretch ? i + kStretch : in.size;
-    out.append((end - i) * kMostPerByte + kMostAtFinish, [&](uint8_t *room) {
-      Writer w(state, room);
-      i = encode_stretch(in, i, end, w);
-      if (i >= in.size) w.finish();
-      return w.done(state);
-    });
-  }
+size_t encode_from(ByteView in, size_t i, size_t end, EncoderState &state, uint8_t *&o) {
+  Writer w(state, o);
+  i = encode_stretch(in, i, end, w);
+  if (i >= in.size) w.finish();
+  o += w.done(state);
+  return i;
 }
 
-size_t decode(ByteView in, uint8_t *out) {
-  uint8_t *const begin = out;
-  size_t i = 0;
+void decode_from(ByteView in, size_t i, uint8_t *&o) {
+  uint8_t *out = o;
   // Consumes the line end at i and its partner, if any. A branch, not a
   // computed step: the next position then does not wait for the load of the
   // byte after the line end.
@@ -257,8 +236,22 @@ size_t decode(ByteView in, uint8_t *out) {
       i = stop;
     }
   }
-  return static_cast<size_t>(out - begin);
+  o = out;
 }
 
-}  // namespace ztk::qp
+const Kernels kKernels = {
+    [](ByteView in, size_t from, size_t end, EncoderState &state, uint8_t *out, size_t &written) {
+      uint8_t *o = out;
+      const size_t i = encode_from(in, from, end, state, o);
+      written = static_cast<size_t>(o - out);
+      return i;
+    },
+    [](ByteView in, uint8_t *out) {
+      uint8_t *o = out;
+      decode_from(in, 0, o);
+      return static_cast<size_t>(o - out);
+    },
+};
+
+}  // namespace ztk::qp::plain
 

@@ -1,0 +1,113 @@
+// The quoted-printable kernels of each level. A level's block loops work on
+// whole vectors, with the byte after them (or two, for the decoder's look
+// ahead) still inside the input, and return where they stopped; its table's
+// entries finish with the plain loops, so no load passes the end of the
+// input.
+#pragma once
+
+#include <array>
+#include <cstring>
+
+#include "codecs/quoted_printable.h"
+#include "frame/ascii.h"
+
+namespace ztk::qp {
+
+// Byte classes the block loops' scalar steps look up.
+// kDecoderSpecial: what the decoder does not copy as it is.
+enum ByteKind : uint8_t { kOtherByte = 0, kLineEndByte = 1, kWhiteByte = 2, kDecoderSpecial = 4 };
+inline constexpr std::array<uint8_t, 256> kKind = [] {
+  std::array<uint8_t, 256> k{};
+  k['='] = kDecoderSpecial;
+  k['\r'] = k['\n'] = kLineEndByte | kDecoderSpecial;
+  k[' '] = k['\t'] = kWhiteByte;
+  return k;
+}();
+inline bool is_line_end(uint8_t b) { return (kKind[b] & kLineEndByte) != 0; }
+inline bool is_white(uint8_t b) { return kKind[b] == kWhiteByte; }
+inline bool is_decoder_special(uint8_t b) { return (kKind[b] & kDecoderSpecial) != 0; }
+
+// A hex digit pair's byte as the sum of two lookups: the first digit's value
+// times 16 and the second's value, where anything that is no hex digit adds
+// 0x100, so that a sum below 0x100 is a valid pair's byte.
+struct PairTables {
+  uint16_t high[256];
+  uint16_t low[256];
+};
+inline constexpr PairTables kPair = [] {
+  PairTables t{};
+  for (int b = 0; b < 256; ++b) {
+    const uint8_t v = ascii::kHexValue.value[b];
+    t.high[b] = v < ascii::kNotHex ? static_cast<uint16_t>(v << 4) : 0x100;
+    t.low[b] = v < ascii::kNotHex ? v : 0x100;
+  }
+  return t;
+}();
+// CR and LF differ in these bits only: b ^ next == kPartnerBits says next is
+// b's partner (LF after CR, CR after LF) when b is a line end.
+constexpr uint8_t kPartnerBits = '\r' ^ '\n';
+
+// "=XX" of every byte, so that an escape is one four-byte store.
+struct Escapes {
+  uint8_t bytes[256][4];
+};
+inline constexpr Escapes kEscapes = [] {
+  Escapes e{};
+  for (int b = 0; b < 256; ++b) {
+    e.bytes[b][0] = '=';
+    e.bytes[b][1] = static_cast<uint8_t>(ascii::kHexDigits[b >> 4]);
+    e.bytes[b][2] = static_cast<uint8_t>(ascii::kHexDigits[b & 15]);
+  }
+  return e;
+}();
+
+// What the encoder writes for a byte on its own, in the first `size` of four
+// bytes: a literal (size 1) or =XX (3); size 0 for white space and line
+// ends, which have rules of their own.
+struct Codes {
+  uint8_t bytes[256][4];
+  uint8_t size[256];
+  // 1 for the bytes a run of literals copied by blocks holds (space and the
+  // printable ones other than "=").
+  uint8_t inRun[256];
+};
+inline constexpr Codes kByteCodes = [] {
+  Codes c{};
+  for (int b = 0; b < 256; ++b) {
+    const bool literal = b > ' ' && b <= '~' && b != '=';
+    const bool escaped = (b < ' ' || b > '~' || b == '=') && b != '\t' && b != '\r' && b != '\n';
+    for (int k = 0; k < 4; ++k) c.bytes[b][k] = literal ? (k == 0 ? static_cast<uint8_t>(b) : 0) : kEscapes.bytes[b][k];
+    c.size[b] = literal ? 1 : escaped ? 3 : 0;
+    c.inRun[b] = literal || b == ' ' ? 1 : 0;
+  }
+  return c;
+}();
+
+namespace plain {
+// Encodes in[i, end) as the Kernels entry does, from the state, advancing o.
+size_t encode_from(ByteView in, size_t i, size_t end, EncoderState &state, uint8_t *&o);
+// Decodes in[i, in.size), advancing o.
+void decode_from(ByteView in, size_t i, uint8_t *&o);
+extern const Kernels kKernels;
+}  // namespace plain
+
+namespace sse2 {
+extern const Kernels kKernels;
+}  // namespace sse2
+
+namespace avx2 {
+// The decoder of the 16-byte blocks with byte shuffles, which the wider
+// levels use too.
+size_t decode_dense(ByteView in, uint8_t *out);
+extern const Kernels kKernels;
+}  // namespace avx2
+
+namespace avx512 {
+extern const Kernels kKernels;
+}  // namespace avx512
+
+namespace neon {
+extern const Kernels kKernels;
+}  // namespace neon
+
+}  // namespace ztk::qp

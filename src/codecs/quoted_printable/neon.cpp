@@ -1,0 +1,38 @@
+#include "codecs/quoted_printable/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_NEON
+namespace ztk::qp::neon {
+namespace {
+
+#define ZTK_QP_TARGET
+struct V {
+  using reg = uint8x16_t;
+  static constexpr size_t kWidth = 16;
+  // NEON has no byte mask move: narrowing each 16-bit pair by 4 bits gives
+  // four bits per lane, of which the top one is kept.
+  static constexpr int kLaneBits = 4;
+  static reg load(const uint8_t *p) { return vld1q_u8(p); }
+  static void store(uint8_t *p, reg v) { vst1q_u8(p, v); }
+  static uint64_t bits(reg m) {
+    return vget_lane_u64(vreinterpret_u64_u8(vshrn_n_u16(vreinterpretq_u16_u8(m), 4)), 0) & 0x8888888888888888ULL;
+  }
+  // "=", CR and LF.
+  static uint64_t decoder_special(reg v) {
+    return bits(vorrq_u8(vorrq_u8(vceqq_u8(v, vdupq_n_u8('=')), vceqq_u8(v, vdupq_n_u8('\r'))), vceqq_u8(v, vdupq_n_u8('\n'))));
+  }
+  // Every byte but space and the printable ones other than "=".
+  static uint64_t encoder_special(reg v) {
+    return bits(vorrq_u8(vcgtq_u8(vsubq_u8(v, vdupq_n_u8(' ')), vdupq_n_u8('~' - ' ')), vceqq_u8(v, vdupq_n_u8('='))));
+  }
+};
+using Wide = V;
+#include "codecs/quoted_printable/blocks.inc"
+#undef ZTK_QP_TARGET
+
+}  // namespace
+
+const Kernels kKernels = {encode_stretch, decode};
+
+}  // namespace ztk::qp::neon
+#endif  // ZTK_NEON

@@ -1,0 +1,38 @@
+#include "codecs/quoted_printable/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_X86
+namespace ztk::qp::sse2 {
+namespace {
+
+#define ZTK_QP_TARGET
+struct V {
+  using reg = __m128i;
+  static constexpr size_t kWidth = 16;
+  static constexpr int kLaneBits = 1;
+  static reg load(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
+  static void store(uint8_t *p, reg v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
+  // "=", CR and LF.
+  static uint64_t decoder_special(reg v) {
+    const reg m = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), _mm_cmpeq_epi8(v, _mm_set1_epi8('\r'))),
+                               _mm_cmpeq_epi8(v, _mm_set1_epi8('\n')));
+    return static_cast<uint32_t>(_mm_movemask_epi8(m));
+  }
+  // Every byte but space and the printable ones other than "=".
+  static uint64_t encoder_special(reg v) {
+    const reg d = _mm_sub_epi8(v, _mm_set1_epi8(' '));
+    const reg printable = _mm_cmpeq_epi8(_mm_min_epu8(d, _mm_set1_epi8('~' - ' ')), d);
+    const reg literal = _mm_andnot_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), printable);
+    return static_cast<uint32_t>(_mm_movemask_epi8(literal)) ^ 0xFFFFu;
+  }
+};
+using Wide = V;
+#include "codecs/quoted_printable/blocks.inc"
+#undef ZTK_QP_TARGET
+
+}  // namespace
+
+const Kernels kKernels = {encode_stretch, decode};
+
+}  // namespace ztk::qp::sse2
+#endif  // ZTK_X86
