@@ -3,6 +3,7 @@
 #include "host_test.h"
 #include "kernel_levels.h"
 #include "reference_codecs.h"
+#include "../../bench/bench_inputs.h"
 
 using namespace ztk_test;
 
@@ -101,6 +102,34 @@ TEST(YencKernel, EveryLevelGivesTheOneByteRules) {
   std::mt19937 rng(9);
   expect_equal_at_every_level(
       token_inputs(rng, {"=", "=J", "=M", "\r\n", "=="}, kLongest),
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        const size_t n = ztk::yenc::decode(in, out.bytes());
+        return std::string(out.view().data, out.view().data + n);
+      },
+      [](const std::string &in) { return reference::ydecode(in); });
+}
+
+// Articles of 128-character lines and escape-dense bytes at every level
+// against the one-byte rule: many blocks of every width, escapes at every
+// place of a block (a final one, one before CR LF, "==" pairs), each input
+// ending right before an unreadable page.
+TEST(YencKernel, EveryLevelGivesTheOneByteRulesOnArticlesAndDenseEscapes) {
+  std::mt19937 rng(23);
+  std::vector<std::string> inputs;
+  const std::string article = ztk_bench::yenc_article(70000);
+  for (size_t n : {size_t{1}, size_t{130}, size_t{4099}, article.size()}) inputs.push_back(article.substr(0, n));
+  for (size_t n = 100; n <= 200; ++n) inputs.push_back(article.substr(0, n));
+  inputs.push_back(ztk_bench::yenc_all_escaped(5000));
+  for (size_t n : {31, 32, 33, 63, 64, 65, 127, 128, 129, 1000, 5000}) {
+    inputs.push_back(random_text(rng, n, "===\r\n@JM"));
+    inputs.push_back(random_text(rng, n, "=abcdefghijklmnopqrstuvwxyz0123456789"));
+    std::string s = random_text(rng, n, "abcdefgh");
+    s.back() = '=';  // a final escape after whole blocks
+    inputs.push_back(s);
+  }
+  expect_equal_at_every_level(
+      inputs,
       [](ztk::ByteView in) {
         GuardedBytes out(std::string(in.size, '\0'));
         const size_t n = ztk::yenc::decode(in, out.bytes());

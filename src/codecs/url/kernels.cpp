@@ -3,8 +3,12 @@
 
 namespace ztk::url {
 
-constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, &plain::kKernels, &plain::kKernels, &plain::kKernels,
-                                            ZTK_ON_WIDE(&vbmi2::kKernels, &plain::kKernels)};
+// The 16-byte level; the wider ones fall back to it where the target has
+// none. NEON has no table of its own yet: ARM takes the plain one.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &plain::kKernels, &plain::kKernels);
+constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase),
+                                            ZTK_ON_WIDE(&vbmi2::kKernels, kBase)};
 
 size_t encode_reference(ByteView in, int64_t options, char *out) { return plain::kKernels.encode(in, options, out); }
 size_t decode_reference(ByteView in, int64_t options, uint8_t *out) { return plain::decode(in, options, out); }

@@ -80,8 +80,8 @@ size_t encode(ByteView in, int64_t options, char *out) {
 
 }  // namespace
 
-// The decoder's runs go to the byte scans, which take their own widest level.
-const Kernels kKernels = {encode, plain::decode};
+// Decoding gains nothing from byte packing over the AVX-512 level's loop.
+const Kernels kKernels = {encode, avx512::decode};
 
 }  // namespace ztk::url::vbmi2
 #endif  // ZTK_WIDE_VECTORS

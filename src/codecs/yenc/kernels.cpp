@@ -1,0 +1,15 @@
+#include "codecs/yenc/levels.h"
+#include "frame/dispatch.h"
+
+namespace ztk::yenc {
+
+// The 16-byte level; the wider ones fall back to it where the target has
+// none. NEON has no table of its own yet: ARM takes the byte scans' one.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &scans::kKernels, &scans::kKernels);
+constexpr simd::Dispatch<Kernels> kDispatch{&scans::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase),
+                                            ZTK_ON_WIDE(&scans::kKernels, kBase)};
+
+size_t decode_reference(ByteView in, uint8_t *out) { return static_cast<size_t>(decode_from(in, 0, out) - out); }
+
+}  // namespace ztk::yenc

@@ -1,0 +1,44 @@
+// The yEnc kernels of each level. A level's block loop works on whole
+// vectors from where it is told to start and returns where it stopped; its
+// table's entry finishes with the narrower level and then the one-byte loop,
+// so no load passes the end of the input.
+#pragma once
+
+#include "codecs/yenc.h"
+
+namespace ztk::yenc {
+
+// The one-byte loop from in[i]; returns the output's new end.
+inline uint8_t *decode_from(ByteView in, size_t i, uint8_t *o) {
+  for (; i < in.size; ++i) {
+    uint8_t c = in[i];
+    if (c == kEscape) {
+      if (++i == in.size) break;  // a final escape stands for nothing
+      c = static_cast<uint8_t>(in[i] - kEscapeOffset);
+    }
+    *o++ = static_cast<uint8_t>(c - kOffset);
+  }
+  return o;
+}
+
+// The plain level and the VBMI2 one hand the input to the byte scans'
+// unescaping, which packs a block's kept bytes in one instruction there.
+namespace scans {
+extern const Kernels kKernels;
+}  // namespace scans
+
+namespace sse2 {
+// Works while a whole block remains; `o` moves past what it writes.
+size_t decode_blocks(ByteView in, size_t i, uint8_t *&o);
+extern const Kernels kKernels;
+}  // namespace sse2
+
+namespace avx2 {
+extern const Kernels kKernels;
+}  // namespace avx2
+
+namespace avx512 {
+extern const Kernels kKernels;
+}  // namespace avx512
+
+}  // namespace ztk::yenc
