@@ -116,13 +116,9 @@ extern const Kernels kKernels;
 }  // namespace sse2
 
 namespace avx2 {
-extern const Kernels kKernels;
-}  // namespace avx2
-
-namespace avx512 {
 size_t decode(ByteView in, int64_t options, uint8_t *out);
 extern const Kernels kKernels;
-}  // namespace avx512
+}  // namespace avx2
 
 namespace vbmi2 {
 extern const Kernels kKernels;

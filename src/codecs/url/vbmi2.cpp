@@ -80,8 +80,8 @@ size_t encode(ByteView in, int64_t options, char *out) {
 
 }  // namespace
 
-// Decoding gains nothing from byte packing over the AVX-512 level's loop.
-const Kernels kKernels = {encode, avx512::decode};
+// Decoding packs its blocks as the AVX2 level does.
+const Kernels kKernels = {encode, avx2::decode};
 
 }  // namespace ztk::url::vbmi2
 #endif  // ZTK_WIDE_VECTORS

@@ -24,9 +24,79 @@ struct V {
 #include "codecs/yenc/blocks.inc"
 #undef ZTK_YENC_TARGET
 
+// Where each kept byte of 8 comes from, by the key of the bytes kept, and
+// how many there are.
+struct Pack {
+  alignas(8) uint8_t index[256][8];
+  uint8_t count[256];
+};
+constexpr Pack kPack = [] {
+  Pack p{};
+  for (int key = 0; key < 256; ++key) {
+    int n = 0;
+    for (int j = 0; j < 8; ++j) {
+      if (key >> j & 1) p.index[key][n++] = static_cast<uint8_t>(j);
+    }
+    p.count[key] = static_cast<uint8_t>(n);
+  }
+  return p;
+}();
+
+// Stores the bytes of x in the bits of `keep` one after another; returns the
+// output's new end. Two 8-byte stores: up to 8 bytes past the kept ones are
+// written.
+ZTK_AVX2 inline uint8_t *pack16(__m128i x, uint32_t keep, uint8_t *o) {
+  const unsigned k0 = keep & 255, k1 = keep >> 8 & 255;
+  const __m128i index = _mm_unpacklo_epi64(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(kPack.index[k0])),
+                                           _mm_loadl_epi64(reinterpret_cast<const __m128i *>(kPack.index[k1])));
+  const __m128i r = _mm_shuffle_epi8(x, _mm_add_epi8(index, _mm_set_epi64x(0x0808080808080808, 0)));
+  _mm_storel_epi64(reinterpret_cast<__m128i *>(o), r);
+  o += kPack.count[k0];
+  _mm_storeh_pd(reinterpret_cast<double *>(o), _mm_castsi128_pd(r));
+  return o + kPack.count[k1];
+}
+
+// 32 bytes at a time with no branch on where the escapes are: every byte is
+// decoded, the bytes after escapes get the escape's offset too (the escape
+// lanes moved up by one), and the escapes are packed away. A block with an
+// escape in its last lane (its byte is in the next block) or right after
+// another escape goes the one-escape way. The output never runs ahead of the
+// input, so the packing's stores stay within the room the input's size gives.
+ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
+  const __m256i escape = V::set1(kEscape), offset = V::set1(static_cast<uint8_t>(-kOffset));
+  const __m256i more = V::set1(static_cast<uint8_t>(-kEscapeOffset));
+  uint8_t *o = out;
+  while (in.size - i >= 32) {
+    const __m256i v = V::load(in.data + i);
+    const __m256i e = _mm256_cmpeq_epi8(v, escape);
+    const uint32_t m = static_cast<uint32_t>(_mm256_movemask_epi8(e));
+    if ((m & (m << 1)) != 0 || m >> 31 != 0) {
+      V::store(o, _mm256_add_epi8(v, offset));
+      const size_t at = static_cast<size_t>(__builtin_ctz(m));
+      i += at;
+      o += at;
+      if (i + 1 == in.size) {  // a final escape stands for nothing
+        i = in.size;
+        break;
+      }
+      *o++ = static_cast<uint8_t>(in[i + 1] - (kEscapeOffset + kOffset));
+      i += 2;
+      continue;
+    }
+    const __m256i after = _mm256_alignr_epi8(e, _mm256_permute2x128_si256(e, e, 0x08), 15);
+    const __m256i t = _mm256_add_epi8(_mm256_add_epi8(v, offset), _mm256_and_si256(after, more));
+    o = pack16(_mm256_castsi256_si128(t), ~m & 0xFFFF, o);
+    o = pack16(_mm256_extracti128_si256(t, 1), ~m >> 16, o);
+    i += 32;
+  }
+  out = o;
+  return i;
+}
+
 ZTK_AVX2 size_t decode(ByteView in, uint8_t *out) {
   uint8_t *o = out;
-  size_t i = decode_blocks(in, 0, o);
+  size_t i = decode_packed(in, 0, o);
+  i = decode_blocks(in, i, o);
   if (in.size - i >= 16) i = sse2::decode_blocks(in, i, o);
   return static_cast<size_t>(decode_from(in, i, o) - out);
 }

@@ -37,8 +37,4 @@ namespace avx2 {
 extern const Kernels kKernels;
 }  // namespace avx2
 
-namespace avx512 {
-extern const Kernels kKernels;
-}  // namespace avx512
-
 }  // namespace ztk::yenc
