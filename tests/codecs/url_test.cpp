@@ -223,6 +223,13 @@ TEST(UrlKernel, EveryLevelGivesTheOneByteRulesOnQueriesAndDenseEscapes) {
     encodedInputs.push_back(query.substr(0, n));
     encodedInputs.push_back(denseQuery.substr(0, n));
   }
+  // Long stretches with nothing to decode, then escapes: loops that store
+  // such stretches whole must notice the next escape at any place of a block.
+  std::string stretches = random_text(rng, 20000, "abcdefghijklmnopqrstuvwxyz");
+  for (size_t at = 0; at + 3 < stretches.size(); at += 257 + rng() % 700) {
+    stretches.replace(at, 3, rng() % 2 ? "%4a" : "+b+");
+  }
+  encodedInputs.push_back(stretches);
   for (size_t n = 60; n <= 140; ++n) {
     plainInputs.push_back(values.substr(0, n));
     encodedInputs.push_back(query.substr(0, n));

@@ -121,6 +121,11 @@ TEST(YencKernel, EveryLevelGivesTheOneByteRulesOnArticlesAndDenseEscapes) {
   for (size_t n : {size_t{1}, size_t{130}, size_t{4099}, article.size()}) inputs.push_back(article.substr(0, n));
   for (size_t n = 100; n <= 200; ++n) inputs.push_back(article.substr(0, n));
   inputs.push_back(ztk_bench::yenc_all_escaped(5000));
+  // Long stretches with no escape, then escapes: loops that store such
+  // stretches whole must notice the next escape at any place of a block.
+  std::string stretches = random_text(rng, 20000, "abcdefghijklmnopqrstuvwxyz");
+  for (size_t at = 0; at + 1 < stretches.size(); at += 257 + rng() % 700) stretches.replace(at, 2, "=J");
+  inputs.push_back(stretches);
   for (size_t n : {31, 32, 33, 63, 64, 65, 127, 128, 129, 1000, 5000}) {
     inputs.push_back(random_text(rng, n, "===\r\n@JM"));
     inputs.push_back(random_text(rng, n, "=abcdefghijklmnopqrstuvwxyz0123456789"));
