@@ -61,36 +61,40 @@ ZTK_AVX2 inline uint8_t *pack16(__m128i x, uint32_t keep, uint8_t *o) {
 // many come in a row too seldom for the test to cost mispredictions.
 constexpr unsigned kCleanRun = 8;
 
-// 32 bytes at a time with no branch on where the escapes are: every byte is
+// 64 bytes at a time with no branch on where the escapes are: every byte is
 // decoded, the bytes after escapes get the escape's offset too (the escape
-// lanes moved up by one), and the escapes are packed away. A block with an
-// escape in its last lane (its byte is in the next block) or right after
-// another escape goes the one-escape way. The output never runs ahead of the
-// input, so the packing's stores stay within the room the input's size gives.
+// lanes moved up by one, across the two halves), and the escapes are packed
+// away. A block with an escape in its last lane (its byte is in the next
+// block) or right after another escape goes the one-escape way. The output
+// never runs ahead of the input, so the packing's stores stay within the
+// room the input's size gives.
 ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
   const __m256i escape = V::set1(kEscape), offset = V::set1(static_cast<uint8_t>(-kOffset));
   const __m256i more = V::set1(static_cast<uint8_t>(-kEscapeOffset));
   uint8_t *o = out;
   unsigned clean = 0;  // blocks in a row with no escape
-  while (in.size - i >= 32) {
-    const __m256i v = V::load(in.data + i);
-    const __m256i e = _mm256_cmpeq_epi8(v, escape);
-    const uint32_t m = static_cast<uint32_t>(_mm256_movemask_epi8(e));
+  while (in.size - i >= 64) {
+    const __m256i v0 = V::load(in.data + i), v1 = V::load(in.data + i + 32);
+    const __m256i e0 = _mm256_cmpeq_epi8(v0, escape), e1 = _mm256_cmpeq_epi8(v1, escape);
+    const uint64_t m = static_cast<uint32_t>(_mm256_movemask_epi8(e0)) |
+                       uint64_t{static_cast<uint32_t>(_mm256_movemask_epi8(e1))} << 32;
     if (clean >= kCleanRun) {
       // Long stretches with no escape (text, not an article) are stored as
       // they are until the next escape.
       if (m == 0) {
-        V::store(o, _mm256_add_epi8(v, offset));
-        i += 32;
-        o += 32;
+        V::store(o, _mm256_add_epi8(v0, offset));
+        V::store(o + 32, _mm256_add_epi8(v1, offset));
+        i += 64;
+        o += 64;
         continue;
       }
       clean = 0;
     }
-    if ((m & (m << 1)) != 0 || m >> 31 != 0) {
+    if (((m & (m << 1)) | (m >> 63)) != 0) {
       clean = 0;
-      V::store(o, _mm256_add_epi8(v, offset));
-      const size_t at = static_cast<size_t>(__builtin_ctz(m));
+      V::store(o, _mm256_add_epi8(v0, offset));
+      V::store(o + 32, _mm256_add_epi8(v1, offset));
+      const size_t at = static_cast<size_t>(__builtin_ctzll(m));
       i += at;
       o += at;
       if (i + 1 == in.size) {  // a final escape stands for nothing
@@ -101,11 +105,18 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
       i += 2;
       continue;
     }
-    const __m256i after = _mm256_alignr_epi8(e, _mm256_permute2x128_si256(e, e, 0x08), 15);
-    const __m256i t = _mm256_add_epi8(_mm256_add_epi8(v, offset), _mm256_and_si256(after, more));
-    o = pack16(_mm256_castsi256_si128(t), ~m & 0xFFFF, o);
-    o = pack16(_mm256_extracti128_si256(t, 1), ~m >> 16, o);
-    i += 32;
+    // Each lane's neighbour below: the 16 bytes below a lane are the other
+    // lane of its block or the upper lane of the block before.
+    const __m256i after0 = _mm256_alignr_epi8(e0, _mm256_permute2x128_si256(e0, e0, 0x08), 15);
+    const __m256i after1 = _mm256_alignr_epi8(e1, _mm256_permute2x128_si256(e1, e0, 0x03), 15);
+    const __m256i t0 = _mm256_add_epi8(_mm256_add_epi8(v0, offset), _mm256_and_si256(after0, more));
+    const __m256i t1 = _mm256_add_epi8(_mm256_add_epi8(v1, offset), _mm256_and_si256(after1, more));
+    const uint64_t keep = ~m;
+    o = pack16(_mm256_castsi256_si128(t0), keep & 0xFFFF, o);
+    o = pack16(_mm256_extracti128_si256(t0, 1), keep >> 16 & 0xFFFF, o);
+    o = pack16(_mm256_castsi256_si128(t1), keep >> 32 & 0xFFFF, o);
+    o = pack16(_mm256_extracti128_si256(t1, 1), keep >> 48 & 0xFFFF, o);
+    i += 64;
     clean = m == 0 ? clean + 1 : 0;
   }
   out = o;
