@@ -8,6 +8,7 @@ namespace {
 #define ZTK_MYSQL_TARGET ZTK_AVX512
 struct V {
   using reg = __m512i;
+  static constexpr int kLaneBits = 1;
   static constexpr size_t kWidth = 64;
   ZTK_AVX512 static reg set1(uint8_t b) { return _mm512_set1_epi8(static_cast<char>(b)); }
   ZTK_AVX512 static reg load(const uint8_t *p) { return _mm512_loadu_si512(p); }

@@ -4,8 +4,8 @@
 namespace ztk::mysql {
 
 // The 16-byte level; the wider ones fall back to it where the target has
-// none. NEON has no table of its own yet: ARM takes the plain one.
-constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &plain::kKernels, &plain::kKernels);
+// none.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
 constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase)};

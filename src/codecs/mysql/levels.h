@@ -75,4 +75,8 @@ namespace avx512 {
 extern const Kernels kKernels;
 }  // namespace avx512
 
+namespace neon {
+extern const Kernels kKernels;
+}  // namespace neon
+
 }  // namespace ztk::mysql

@@ -7,6 +7,7 @@ namespace ztk::mysql::sse2 {
 #define ZTK_MYSQL_TARGET
 struct V {
   using reg = __m128i;
+  static constexpr int kLaneBits = 1;
   static constexpr size_t kWidth = 16;
   static reg set1(uint8_t b) { return _mm_set1_epi8(static_cast<char>(b)); }
   static reg load(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }

@@ -124,4 +124,8 @@ namespace vbmi2 {
 extern const Kernels kKernels;
 }  // namespace vbmi2
 
+namespace neon {
+extern const Kernels kKernels;
+}  // namespace neon
+
 }  // namespace ztk::url

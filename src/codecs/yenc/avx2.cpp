@@ -8,6 +8,7 @@ namespace {
 #define ZTK_YENC_TARGET ZTK_AVX2
 struct V {
   using reg = __m256i;
+  static constexpr int kLaneBits = 1;
   static constexpr size_t kWidth = 32;
   ZTK_AVX2 static reg set1(uint8_t b) { return _mm256_set1_epi8(static_cast<char>(b)); }
   ZTK_AVX2 static reg load(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }

@@ -37,4 +37,8 @@ namespace avx2 {
 extern const Kernels kKernels;
 }  // namespace avx2
 
+namespace neon {
+extern const Kernels kKernels;
+}  // namespace neon
+
 }  // namespace ztk::yenc
