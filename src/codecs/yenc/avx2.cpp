@@ -59,14 +59,16 @@ ZTK_AVX2 inline uint8_t *pack16(__m128i x, uint32_t keep, uint8_t *o) {
 
 // After this many blocks in a row with no escape, blocks are tested for one
 // before they are packed: in an article (an escape in 64 bytes or so) that
-// many come in a row too seldom for the test to cost mispredictions.
-constexpr unsigned kCleanRun = 8;
+// many come in a row too seldom for the test to cost mispredictions. Each
+// block with one escape then takes kLoneEscapeCost from the count, each
+// block with none adds one (up to kCleanCap): random bytes (an escape in 256)
+// stay in that mode, an article leaves it after a few blocks.
+constexpr unsigned kCleanRun = 8, kCleanCap = 64, kLoneEscapeCost = 2;
 
 // 64 bytes at a time with no branch on where the escapes are: every byte is
 // decoded, the bytes after escapes get the escape's offset too (the escape
 // lanes moved up by one, across the two halves), and the escapes are packed
-// away. A block with an escape in its last lane (its byte is in the next
-// block) or right after another escape goes the one-escape way. The output
+// away. The output
 // never runs ahead of the input, so the packing's stores stay within the
 // room the input's size gives.
 ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
@@ -79,20 +81,31 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
     const __m256i e0 = _mm256_cmpeq_epi8(v0, escape), e1 = _mm256_cmpeq_epi8(v1, escape);
     const uint64_t m = static_cast<uint32_t>(_mm256_movemask_epi8(e0)) |
                        uint64_t{static_cast<uint32_t>(_mm256_movemask_epi8(e1))} << 32;
+    // An escape in the last lane (its byte is in the next block) or right
+    // after another escape: the block goes the one-escape way.
+    bool step = ((m & (m << 1)) | (m >> 63)) != 0;
     if (clean >= kCleanRun) {
-      // Long stretches with no escape (text, not an article) are stored as
-      // they are until the next escape.
+      // Long stretches with no escape (text, random bytes, not an article)
+      // are stored as they are, and a lone escape in them is undone by a few
+      // scalar instructions, until escapes come too often.
       if (m == 0) {
         V::store(o, _mm256_add_epi8(v0, offset));
         V::store(o + 32, _mm256_add_epi8(v1, offset));
         i += 64;
         o += 64;
+        clean += clean < kCleanCap;
         continue;
       }
-      clean = 0;
+      if ((m & (m - 1)) == 0) {
+        clean -= kLoneEscapeCost;
+        step = true;
+      } else {
+        clean = 0;
+      }
+    } else {
+      clean = (clean + 1) & (0u - static_cast<unsigned>(m == 0));  // no branch: articles mix the two
     }
-    if (((m & (m << 1)) | (m >> 63)) != 0) {
-      clean = 0;
+    if (step) {
       V::store(o, _mm256_add_epi8(v0, offset));
       V::store(o + 32, _mm256_add_epi8(v1, offset));
       const size_t at = static_cast<size_t>(__builtin_ctzll(m));
@@ -118,7 +131,6 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
     o = pack16(_mm256_castsi256_si128(t1), keep >> 32 & 0xFFFF, o);
     o = pack16(_mm256_extracti128_si256(t1, 1), keep >> 48 & 0xFFFF, o);
     i += 64;
-    clean = m == 0 ? clean + 1 : 0;
   }
   out = o;
   return i;

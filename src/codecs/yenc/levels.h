@@ -21,24 +21,20 @@ inline uint8_t *decode_from(ByteView in, size_t i, uint8_t *o) {
   return o;
 }
 
-// The plain level and the VBMI2 one hand the input to the byte scans'
-// unescaping, which packs a block's kept bytes in one instruction there.
+// The plain, 16-byte and VBMI2 levels hand the input to the byte scans'
+// unescaping, which packs a block's kept bytes in one instruction at VBMI2.
 namespace scans {
 extern const Kernels kKernels;
 }  // namespace scans
 
+// The 16-byte block loop finishes the AVX2 level's input.
 namespace sse2 {
 // Works while a whole block remains; `o` moves past what it writes.
 size_t decode_blocks(ByteView in, size_t i, uint8_t *&o);
-extern const Kernels kKernels;
 }  // namespace sse2
 
 namespace avx2 {
 extern const Kernels kKernels;
 }  // namespace avx2
-
-namespace neon {
-extern const Kernels kKernels;
-}  // namespace neon
 
 }  // namespace ztk::yenc

@@ -21,15 +21,5 @@ struct V {
 #include "codecs/yenc/blocks.inc"
 #undef ZTK_YENC_TARGET
 
-namespace {
-size_t decode(ByteView in, uint8_t *out) {
-  uint8_t *o = out;
-  const size_t i = decode_blocks(in, 0, o);
-  return static_cast<size_t>(decode_from(in, i, o) - out);
-}
-}  // namespace
-
-const Kernels kKernels = {decode};
-
 }  // namespace ztk::yenc::sse2
 #endif  // ZTK_X86
