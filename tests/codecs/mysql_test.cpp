@@ -76,3 +76,24 @@ TEST(MySQLKernel, EveryLevelGivesTheOneByteRulesOnDumpsAndDenseEscapes) {
       },
       [](const std::string &in) { return reference::mysql_unescape(in); });
 }
+
+// One escape (or a lone backslash, or a final one) at every place of the
+// first blocks of clean text: each level finds it wherever its blocks fall.
+TEST(MySQLKernel, EveryLevelFindsAnEscapeAtEveryPlaceOfABlock) {
+  std::vector<std::string> inputs;
+  for (const char *token : {"\\n", "\\q", "\\\\\\t"}) {
+    for (size_t at = 0; at < 140; ++at) {
+      std::string s(150, 'k');
+      s.replace(at, std::strlen(token), token);
+      inputs.push_back(s);
+      inputs.push_back(s.substr(0, at + 1));  // the backslash last
+    }
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        return std::string(out.bytes(), out.bytes() + ztk::mysql::unescape(in, out.bytes()));
+      },
+      [](const std::string &in) { return reference::mysql_unescape(in); });
+}

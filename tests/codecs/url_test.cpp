@@ -264,3 +264,44 @@ TEST(UrlKernel, EveryLevelGivesTheOneByteRulesOnQueriesAndDenseEscapes) {
         [&](const std::string &in) { return reference::url_decode(in, options); });
   }
 }
+
+// A token at every place of the first blocks, after long clean stretches
+// too: escapes whose digits cross into the next block, overlapping and cut
+// escapes for the decoder; a byte to escape in clean text, and a kept byte
+// in text that is all escapes, for the encoder.
+TEST(UrlKernel, EveryLevelTakesATokenAtEveryPlaceOfABlock) {
+  std::vector<std::string> encoded, plainText;
+  for (size_t lead : {size_t{0}, size_t{600}}) {
+    for (size_t at = 0; at < 140; ++at) {
+      for (const char *token : {"%4a", "+", "%%41", "%4+"}) {
+        std::string s(lead + 150, 'k');
+        s.replace(lead + at, std::strlen(token), token);
+        encoded.push_back(s);
+        encoded.push_back(s.substr(0, lead + at + 2));  // cut after the token's first two bytes
+      }
+      std::string clean(lead + 150, 'k'), dense(lead + 150, '\xE9');
+      clean[lead + at] = ' ';
+      dense[lead + at] = 'k';
+      plainText.push_back(clean);
+      plainText.push_back(dense);
+    }
+  }
+  for (int64_t options = 0; options < 4; ++options) {
+    SCOPED_TRACE(options);
+    expect_equal_at_every_level(
+        encoded,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(in.size, '\0'));
+          return std::string(out.bytes(), out.bytes() + ztk::url::decode(in, options, out.bytes()));
+        },
+        [&](const std::string &in) { return reference::url_decode(in, options); });
+    expect_equal_at_every_level(
+        plainText,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
+          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
+          return std::string(out.bytes(), out.bytes() + n);
+        },
+        [&](const std::string &in) { return reference::url_encode(in, options); });
+  }
+}

@@ -142,3 +142,27 @@ TEST(YencKernel, EveryLevelGivesTheOneByteRulesOnArticlesAndDenseEscapes) {
       },
       [](const std::string &in) { return reference::ydecode(in); });
 }
+
+// An escape at every place of the first blocks, after long clean stretches
+// too: the packing levels move the escape's offset across lanes and halves,
+// and one in a block's last lane takes its byte from the next block.
+TEST(YencKernel, EveryLevelTakesAnEscapeAtEveryPlaceOfABlock) {
+  std::vector<std::string> inputs;
+  for (size_t lead : {size_t{0}, size_t{600}}) {
+    for (const char *token : {"=J", "==", "=\r\n"}) {
+      for (size_t at = 0; at < 140; ++at) {
+        std::string s(lead + 150, 'k');
+        s.replace(lead + at, std::strlen(token), token);
+        inputs.push_back(s);
+        inputs.push_back(s.substr(0, lead + at + 1));  // a final escape
+      }
+    }
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        return std::string(out.bytes(), out.bytes() + ztk::yenc::decode(in, out.bytes()));
+      },
+      [](const std::string &in) { return reference::ydecode(in); });
+}
