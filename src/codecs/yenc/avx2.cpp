@@ -57,25 +57,23 @@ ZTK_AVX2 inline uint8_t *pack16(__m128i x, uint32_t keep, uint8_t *o) {
   return o + kPack.count[k1];
 }
 
-// After this many blocks in a row with no escape, blocks are tested for one
-// before they are packed: in an article (an escape in 64 bytes or so) that
-// many come in a row too seldom for the test to cost mispredictions. Each
-// block with one escape then takes kLoneEscapeCost from the count, each
-// block with none adds one (up to kCleanCap): random bytes (an escape in 256)
-// stay in that mode, an article leaves it after a few blocks.
-constexpr unsigned kCleanRun = 8, kCleanCap = 64, kLoneEscapeCost = 2;
+// A count of blocks with no escape, less kEscapeCost for each block with
+// escapes (up to kCleanCap, down to 0): from kCleanRun on, blocks are tested
+// for an escape before they are packed. In an article (an escape in 64 bytes
+// or so) the count stays low, and the test would cost mispredictions; text
+// and random bytes (an escape in 256) keep it high.
+constexpr unsigned kCleanRun = 8, kCleanCap = 64, kEscapeCost = 2;
 
 // 64 bytes at a time with no branch on where the escapes are: every byte is
 // decoded, the bytes after escapes get the escape's offset too (the escape
 // lanes moved up by one, across the two halves), and the escapes are packed
-// away. The output
-// never runs ahead of the input, so the packing's stores stay within the
-// room the input's size gives.
+// away. The output never runs ahead of the input, so the packing's stores
+// stay within the room the input's size gives.
 ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
   const __m256i escape = V::set1(kEscape), offset = V::set1(static_cast<uint8_t>(-kOffset));
   const __m256i more = V::set1(static_cast<uint8_t>(-kEscapeOffset));
   uint8_t *o = out;
-  unsigned clean = 0;  // blocks in a row with no escape
+  unsigned clean = 0;
   while (in.size - i >= 64) {
     const __m256i v0 = V::load(in.data + i), v1 = V::load(in.data + i + 32);
     const __m256i e0 = _mm256_cmpeq_epi8(v0, escape), e1 = _mm256_cmpeq_epi8(v1, escape);
@@ -87,7 +85,7 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
     if (clean >= kCleanRun) {
       // Long stretches with no escape (text, random bytes, not an article)
       // are stored as they are, and a lone escape in them is undone by a few
-      // scalar instructions, until escapes come too often.
+      // scalar instructions.
       if (m == 0) {
         V::store(o, _mm256_add_epi8(v0, offset));
         V::store(o + 32, _mm256_add_epi8(v1, offset));
@@ -96,15 +94,11 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
         clean += clean < kCleanCap;
         continue;
       }
-      if ((m & (m - 1)) == 0) {
-        clean -= kLoneEscapeCost;
-        step = true;
-      } else {
-        clean = 0;
-      }
-    } else {
-      clean = (clean + 1) & (0u - static_cast<unsigned>(m == 0));  // no branch: articles mix the two
+      step |= (m & (m - 1)) == 0;
     }
+    // No branch: an article mixes both kinds of block.
+    const unsigned less = clean >= kEscapeCost ? clean - kEscapeCost : 0;
+    clean = m == 0 ? clean + 1 : less;
     if (step) {
       V::store(o, _mm256_add_epi8(v0, offset));
       V::store(o + 32, _mm256_add_epi8(v1, offset));
