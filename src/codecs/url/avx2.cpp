@@ -110,6 +110,8 @@ ZTK_AVX2 size_t encode_spread(ByteView in, size_t i, int mode, char *&out) {
 
 ZTK_AVX2 size_t encode(ByteView in, int64_t options, char *out) {
   const int mode = static_cast<int>(options & 3);
+  // Short texts: setting up the blocks would cost more than they save.
+  if (in.size < kShortText) return plain::encode_from(in, mode, 0, out);
   char *o = out;
   size_t i = encode_spread(in, 0, mode, o);
   if (in.size - i > 32) i = encode_blocks(in, i, mode, o);

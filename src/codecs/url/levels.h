@@ -80,6 +80,10 @@ inline constexpr std::array<uint8_t, 256> kHexLow = [] {
   return t;
 }();
 
+// Below this many bytes the encoders go straight to the plain loop: at 20
+// bytes the vector set-up cost more than it saved.
+inline constexpr size_t kShortText = 64;
+
 // The one-byte decoding loop from in[i]; returns the output's new end. A
 // cut-short escape reads its missing digits as 0.
 inline uint8_t *decode_from(ByteView in, size_t i, bool plusIsSpace, uint8_t *o) {

@@ -34,6 +34,8 @@ namespace {
 
 size_t encode(ByteView in, int64_t options, char *out) {
   const int mode = static_cast<int>(options & 3);
+  // Short texts: setting up the blocks would cost more than they save.
+  if (in.size < kShortText) return plain::encode_from(in, mode, 0, out);
   char *o = out;
   const size_t i = encode_blocks(in, 0, mode, o);
   return static_cast<size_t>(o - out) + plain::encode_from(in, mode, i, o);

@@ -14,7 +14,7 @@ namespace ztk::yenc {
 constexpr const Kernels *kBase = &scans::kKernels;
 constexpr simd::Dispatch<Kernels> kDispatch{&scans::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx2::kKernels, kBase),
-                                            ZTK_ON_WIDE(&scans::kKernels, kBase)};
+                                            ZTK_ON_WIDE(&avx2::kVbmi2Kernels, kBase)};
 
 size_t decode_reference(ByteView in, uint8_t *out) { return static_cast<size_t>(decode_from(in, 0, out) - out); }
 

@@ -8,6 +8,9 @@
 
 namespace ztk::yenc {
 
+// Below this many bytes the VBMI2 level takes the AVX2 table.
+inline constexpr size_t kShortText = 256;
+
 // The one-byte loop from in[i]; returns the output's new end.
 inline uint8_t *decode_from(ByteView in, size_t i, uint8_t *o) {
   for (; i < in.size; ++i) {
@@ -35,6 +38,8 @@ size_t decode_blocks(ByteView in, size_t i, uint8_t *&o);
 
 namespace avx2 {
 extern const Kernels kKernels;
+// The byte scans' packing, but the AVX2 loops for short texts.
+extern const Kernels kVbmi2Kernels;
 }  // namespace avx2
 
 }  // namespace ztk::yenc
