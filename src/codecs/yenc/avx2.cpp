@@ -53,7 +53,7 @@ ZTK_AVX2 inline uint8_t *pack16(__m128i x, uint32_t keep, uint8_t *o) {
   const __m128i r = _mm_shuffle_epi8(x, _mm_add_epi8(index, _mm_set_epi64x(0x0808080808080808, 0)));
   _mm_storel_epi64(reinterpret_cast<__m128i *>(o), r);
   o += kPack.count[k0];
-  _mm_storeh_pd(reinterpret_cast<double *>(o), _mm_castsi128_pd(r));
+  _mm_storel_epi64(reinterpret_cast<__m128i *>(o), _mm_unpackhi_epi64(r, r));
   return o + kPack.count[k1];
 }
 
