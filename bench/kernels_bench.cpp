@@ -101,7 +101,7 @@ void codec_at_level(benchmark::State &state, Make make, Codec codec) {
 
 std::string text(size_t n) { return clean_text(n); }
 std::string random_any(size_t n) { return random_bytes(n); }
-std::string url_dense(size_t n) { return repeat("%41+", n); }
+std::string url_percent_plus(size_t n) { return repeat("%41+", n); }
 std::string qp_dense(size_t n) { return repeat("=41=\r\n", n); }
 std::string mysql_dense(size_t n) { return repeat("\\n\\'", n); }
 // Latin text as the n bytes of its UTF-16 units (what the code-page encoders read).
@@ -156,7 +156,11 @@ const ztk::hexdump::Layout kDumpLayout{2, 16, {}, {kNewline, 1}, {kSpace, 1}, {}
 ZTK_CODEC_BENCH(UrlEncode_text, text, return ztk::url::encode(in, 1, reinterpret_cast<char *>(out)));
 ZTK_CODEC_BENCH(UrlEncode_random, random_any, return ztk::url::encode(in, 1, reinterpret_cast<char *>(out)));
 ZTK_CODEC_BENCH(UrlDecode_text, text, return ztk::url::decode(in, 1, out));
-ZTK_CODEC_BENCH(UrlDecode_dense, url_dense, return ztk::url::decode(in, 1, out));
+ZTK_CODEC_BENCH(UrlDecode_dense, url_percent_plus, return ztk::url::decode(in, 1, out));
+ZTK_CODEC_BENCH(UrlEncode_query, query_values, return ztk::url::encode(in, 1, reinterpret_cast<char *>(out)));
+ZTK_CODEC_BENCH(UrlEncode_nonlatin, url_dense_text, return ztk::url::encode(in, 1, reinterpret_cast<char *>(out)));
+ZTK_CODEC_BENCH(UrlDecode_query, url_query, return ztk::url::decode(in, 1, out));
+ZTK_CODEC_BENCH(UrlDecode_nonlatin, ztk_bench::url_dense, return ztk::url::decode(in, 1, out));
 ZTK_CODEC_BENCH(QpDecode_text, text, return ztk::qp::decode(in, out));
 ZTK_CODEC_BENCH(QpDecode_dense, qp_dense, return ztk::qp::decode(in, out));
 ZTK_CODEC_BENCH(QpEncode_text, text, {
@@ -198,6 +202,7 @@ ZTK_CODEC_BENCH(CP1252Encode_euro, latin_utf16,
                                              {reinterpret_cast<const uint16_t *>(in.data), in.size / 2}, out));
 ZTK_CODEC_BENCH(MySQLUnescape_text, text, return ztk::mysql::unescape(in, out));
 ZTK_CODEC_BENCH(MySQLUnescape_dense, mysql_dense, return ztk::mysql::unescape(in, out));
+ZTK_CODEC_BENCH(MySQLUnescape_dump, mysql_dump, return ztk::mysql::unescape(in, out));
 ZTK_CODEC_BENCH(yDecode_typical, yenc_encoded, return ztk::yenc::decode(in, out));
 ZTK_CODEC_BENCH(yDecode_random, random_any, return ztk::yenc::decode(in, out));
 ZTK_CODEC_BENCH(CountByte_text, text, return ztk::scan::count(in, 'e'));

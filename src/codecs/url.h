@@ -5,8 +5,7 @@
 // options' two low bits. The decoder decodes %XX with lenient digits (a
 // non-hex digit counts as 0, a cut-short escape reads missing digits as 0)
 // and, with option bit 0, turns "+" into a space. Both run at the active
-// level (frame/dispatch.h); url/ holds one source per level. The decoder has
-// no level of its own: its runs are copied by the byte scans.
+// level (frame/dispatch.h); url/ holds one source per level.
 #pragma once
 
 #include <cstdint>

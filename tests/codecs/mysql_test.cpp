@@ -2,6 +2,7 @@
 #include "codecs/mysql.h"
 #include "kernel_levels.h"
 #include "reference_codecs.h"
+#include "../../bench/bench_inputs.h"
 
 using namespace ztk_test;
 
@@ -46,6 +47,53 @@ TEST(MySQLKernel, EveryLevelGivesTheOneByteRules) {
         GuardedBytes out(std::string(in.size, '\0'));
         const size_t n = ztk::mysql::unescape(in, out.bytes());
         return std::string(out.view().data, out.view().data + n);
+      },
+      [](const std::string &in) { return reference::mysql_unescape(in); });
+}
+
+// Dump rows and backslash-dense bytes at every level against the one-byte
+// rule: long enough for many blocks of every width, cut at every length
+// around the block edges, each ending right before an unreadable page.
+TEST(MySQLKernel, EveryLevelGivesTheOneByteRulesOnDumpsAndDenseEscapes) {
+  std::mt19937 rng(17);
+  std::vector<std::string> inputs;
+  const std::string dump = ztk_bench::mysql_dump(70000);
+  for (size_t n : {size_t{1}, size_t{150}, size_t{4099}, dump.size()}) inputs.push_back(dump.substr(0, n));
+  for (size_t n = 120; n <= 200; ++n) inputs.push_back(dump.substr(0, n));  // escapes at every block place
+  for (size_t n : {31, 32, 33, 63, 64, 65, 127, 128, 129, 1000, 5000}) {
+    inputs.push_back(random_text(rng, n, "\\\\\\0nqZ'"));
+    inputs.push_back(random_text(rng, n, "\\abcdefghijklmnopqrstuvwxyz"));
+    std::string s = random_text(rng, n, "abcdefgh");
+    s.back() = '\\';  // a final lone backslash after whole blocks
+    inputs.push_back(s);
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        const size_t n = ztk::mysql::unescape(in, out.bytes());
+        return std::string(out.view().data, out.view().data + n);
+      },
+      [](const std::string &in) { return reference::mysql_unescape(in); });
+}
+
+// One escape (or a lone backslash, or a final one) at every place of the
+// first blocks of clean text: each level finds it wherever its blocks fall.
+TEST(MySQLKernel, EveryLevelFindsAnEscapeAtEveryPlaceOfABlock) {
+  std::vector<std::string> inputs;
+  for (const char *token : {"\\n", "\\q", "\\\\\\t"}) {
+    for (size_t at = 0; at < 140; ++at) {
+      std::string s(150, 'k');
+      s.replace(at, std::strlen(token), token);
+      inputs.push_back(s);
+      inputs.push_back(s.substr(0, at + 1));  // the backslash last
+    }
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        return std::string(out.bytes(), out.bytes() + ztk::mysql::unescape(in, out.bytes()));
       },
       [](const std::string &in) { return reference::mysql_unescape(in); });
 }

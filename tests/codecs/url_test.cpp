@@ -5,6 +5,7 @@
 #include "host_test.h"
 #include "kernel_levels.h"
 #include "reference_codecs.h"
+#include "../../bench/bench_inputs.h"
 
 using namespace ztk_test;
 
@@ -203,5 +204,104 @@ TEST(UrlKernel, EveryLevelEqualsThePlainKernelsOnLongInputs) {
           out.resize(ztk::url::decode_reference(view(in), options, reinterpret_cast<uint8_t *>(out.data())));
           return out;
         });
+  }
+}
+
+// Query strings, escape-dense non-Latin text and bytes drawn from the
+// escapes at every level against the one-byte rules, in every mode: many
+// blocks of every width, cut at every length around the block edges, each
+// input (and the encoder's exact output room) ending right before an
+// unreadable page.
+TEST(UrlKernel, EveryLevelGivesTheOneByteRulesOnQueriesAndDenseEscapes) {
+  std::mt19937 rng(31);
+  std::vector<std::string> plainInputs, encodedInputs;
+  const std::string values = ztk_bench::query_values(20000), dense = ztk_bench::url_dense_text(20000);
+  const std::string query = ztk_bench::url_query(20000), denseQuery = ztk_bench::url_dense(20000);
+  for (size_t n : {size_t{1}, size_t{100}, size_t{4099}, size_t{20000}}) {
+    plainInputs.push_back(values.substr(0, n));
+    plainInputs.push_back(dense.substr(0, n));
+    encodedInputs.push_back(query.substr(0, n));
+    encodedInputs.push_back(denseQuery.substr(0, n));
+  }
+  // Long stretches with nothing to decode, then escapes: loops that store
+  // such stretches whole must notice the next escape at any place of a block.
+  std::string stretches = random_text(rng, 20000, "abcdefghijklmnopqrstuvwxyz");
+  for (size_t at = 0; at + 3 < stretches.size(); at += 257 + rng() % 700) {
+    stretches.replace(at, 3, rng() % 2 ? "%4a" : "+b+");
+  }
+  encodedInputs.push_back(stretches);
+  for (size_t n = 60; n <= 140; ++n) {
+    plainInputs.push_back(values.substr(0, n));
+    encodedInputs.push_back(query.substr(0, n));
+    encodedInputs.push_back(denseQuery.substr(0, n));
+  }
+  for (size_t n : {31, 32, 33, 63, 64, 65, 127, 128, 129, 1000, 5000}) {
+    plainInputs.push_back(random_text(rng, n, " +%!*-._@~/az09\xE9\x80"));
+    plainInputs.push_back(random_text(rng, n));
+    encodedInputs.push_back(random_text(rng, n, "%%%++4aF0g "));
+    encodedInputs.push_back(random_text(rng, n, "%+abcdefghijklmnopqrstuvwxyz"));
+    std::string s = random_text(rng, n, "abcdefgh");
+    s[n - 2] = '%';  // an escape cut short after whole blocks
+    encodedInputs.push_back(s);
+  }
+  for (int64_t options = 0; options < 4; ++options) {
+    SCOPED_TRACE(options);
+    expect_equal_at_every_level(
+        plainInputs,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
+          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
+          return std::string(out.view().data, out.view().data + n);
+        },
+        [&](const std::string &in) { return reference::url_encode(in, options); });
+    expect_equal_at_every_level(
+        encodedInputs,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(in.size, '\0'));
+          const size_t n = ztk::url::decode(in, options, out.bytes());
+          return std::string(out.view().data, out.view().data + n);
+        },
+        [&](const std::string &in) { return reference::url_decode(in, options); });
+  }
+}
+
+// A token at every place of the first blocks, after long clean stretches
+// too: escapes whose digits cross into the next block, overlapping and cut
+// escapes for the decoder; a byte to escape in clean text, and a kept byte
+// in text that is all escapes, for the encoder.
+TEST(UrlKernel, EveryLevelTakesATokenAtEveryPlaceOfABlock) {
+  std::vector<std::string> encoded, plainText;
+  for (size_t lead : {size_t{0}, size_t{600}}) {
+    for (size_t at = 0; at < 140; ++at) {
+      for (const char *token : {"%4a", "+", "%%41", "%4+"}) {
+        std::string s(lead + 150, 'k');
+        s.replace(lead + at, std::strlen(token), token);
+        encoded.push_back(s);
+        encoded.push_back(s.substr(0, lead + at + 2));  // cut after the token's first two bytes
+      }
+      std::string clean(lead + 150, 'k'), dense(lead + 150, '\xE9');
+      clean[lead + at] = ' ';
+      dense[lead + at] = 'k';
+      plainText.push_back(clean);
+      plainText.push_back(dense);
+    }
+  }
+  for (int64_t options = 0; options < 4; ++options) {
+    SCOPED_TRACE(options);
+    expect_equal_at_every_level(
+        encoded,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(in.size, '\0'));
+          return std::string(out.bytes(), out.bytes() + ztk::url::decode(in, options, out.bytes()));
+        },
+        [&](const std::string &in) { return reference::url_decode(in, options); });
+    expect_equal_at_every_level(
+        plainText,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
+          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
+          return std::string(out.bytes(), out.bytes() + n);
+        },
+        [&](const std::string &in) { return reference::url_encode(in, options); });
   }
 }

@@ -3,6 +3,7 @@
 #include "host_test.h"
 #include "kernel_levels.h"
 #include "reference_codecs.h"
+#include "../../bench/bench_inputs.h"
 
 using namespace ztk_test;
 
@@ -105,6 +106,63 @@ TEST(YencKernel, EveryLevelGivesTheOneByteRules) {
         GuardedBytes out(std::string(in.size, '\0'));
         const size_t n = ztk::yenc::decode(in, out.bytes());
         return std::string(out.view().data, out.view().data + n);
+      },
+      [](const std::string &in) { return reference::ydecode(in); });
+}
+
+// Articles of 128-character lines and escape-dense bytes at every level
+// against the one-byte rule: many blocks of every width, escapes at every
+// place of a block (a final one, one before CR LF, "==" pairs), each input
+// ending right before an unreadable page.
+TEST(YencKernel, EveryLevelGivesTheOneByteRulesOnArticlesAndDenseEscapes) {
+  std::mt19937 rng(23);
+  std::vector<std::string> inputs;
+  const std::string article = ztk_bench::yenc_article(70000);
+  for (size_t n : {size_t{1}, size_t{130}, size_t{4099}, article.size()}) inputs.push_back(article.substr(0, n));
+  for (size_t n = 100; n <= 200; ++n) inputs.push_back(article.substr(0, n));
+  inputs.push_back(ztk_bench::yenc_all_escaped(5000));
+  // Long stretches with no escape, then escapes: loops that store such
+  // stretches whole must notice the next escape at any place of a block.
+  std::string stretches = random_text(rng, 20000, "abcdefghijklmnopqrstuvwxyz");
+  for (size_t at = 0; at + 1 < stretches.size(); at += 257 + rng() % 700) stretches.replace(at, 2, "=J");
+  inputs.push_back(stretches);
+  for (size_t n : {31, 32, 33, 63, 64, 65, 127, 128, 129, 1000, 5000}) {
+    inputs.push_back(random_text(rng, n, "===\r\n@JM"));
+    inputs.push_back(random_text(rng, n, "=abcdefghijklmnopqrstuvwxyz0123456789"));
+    std::string s = random_text(rng, n, "abcdefgh");
+    s.back() = '=';  // a final escape after whole blocks
+    inputs.push_back(s);
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        const size_t n = ztk::yenc::decode(in, out.bytes());
+        return std::string(out.view().data, out.view().data + n);
+      },
+      [](const std::string &in) { return reference::ydecode(in); });
+}
+
+// An escape at every place of the first blocks, after long clean stretches
+// too: the packing levels move the escape's offset across lanes and halves,
+// and one in a block's last lane takes its byte from the next block.
+TEST(YencKernel, EveryLevelTakesAnEscapeAtEveryPlaceOfABlock) {
+  std::vector<std::string> inputs;
+  for (size_t lead : {size_t{0}, size_t{600}}) {
+    for (const char *token : {"=J", "==", "=\r\n"}) {
+      for (size_t at = 0; at < 140; ++at) {
+        std::string s(lead + 150, 'k');
+        s.replace(lead + at, std::strlen(token), token);
+        inputs.push_back(s);
+        inputs.push_back(s.substr(0, lead + at + 1));  // a final escape
+      }
+    }
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        return std::string(out.bytes(), out.bytes() + ztk::yenc::decode(in, out.bytes()));
       },
       [](const std::string &in) { return reference::ydecode(in); });
 }

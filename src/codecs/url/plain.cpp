@@ -8,45 +8,8 @@
 namespace ztk::url::plain {
 namespace {
 
-// Bytes 0x00-0x7F that stand for themselves: digits, letters and ! * - . _ @.
-constexpr std::array<bool, 128> kKept = [] {
-  std::array<bool, 128> kept{};
-  for (int b = '0'; b <= '9'; ++b) kept[b] = true;
-  for (int b = 'A'; b <= 'Z'; ++b) kept[b] = true;
-  for (int b = 'a'; b <= 'z'; ++b) kept[b] = true;
-  for (char c : std::string_view("!*-._@")) kept[static_cast<uint8_t>(c)] = true;
-  return kept;
-}();
-
 constexpr scan::ByteSet kPercent{{'%', '%'}};
 constexpr scan::ByteSet kPercentOrPlus{{'%', '%'}, {'+', '+'}};
-
-// What a byte becomes under one of the space and plus choices, in the first
-// `size` of four bytes, so that every byte is one table load and one store.
-struct Code {
-  char bytes[4];
-  uint8_t size;
-  uint8_t run;  // 1: the byte stands for itself and so does not end a run
-};
-using CodeTable = std::array<Code, 256>;
-
-constexpr CodeTable make_codes(bool spaceAsPlus, bool plusEscaped) {
-  CodeTable codes{};
-  for (int b = 0; b < 256; ++b) {
-    Code &c = codes[b];
-    if ((b == ' ' && spaceAsPlus) || (b == '+' && !plusEscaped)) {
-      c = {{'+', 0, 0, 0}, 1, b == '+'};
-    } else if (b < 0x80 && kKept[b]) {
-      c = {{static_cast<char>(b), 0, 0, 0}, 1, 1};
-    } else {
-      c = {{'%', ascii::kHexDigits[b >> 4], ascii::kHexDigits[b & 15], 0}, 3, 0};
-    }
-  }
-  return codes;
-}
-// Indexed by options & 3, as run_stops() is.
-constexpr CodeTable kCodes[4] = {make_codes(false, false), make_codes(true, true), make_codes(false, true),
-                                 make_codes(false, false)};
 
 // After this many bytes in a row that stand for themselves, the rest of the
 // run is likely long: it is copied in blocks from there.

@@ -80,8 +80,8 @@ size_t encode(ByteView in, int64_t options, char *out) {
 
 }  // namespace
 
-// The decoder's runs go to the byte scans, which take their own widest level.
-const Kernels kKernels = {encode, plain::decode};
+// Decoding packs its blocks as the AVX2 level does.
+const Kernels kKernels = {encode, avx2::decode};
 
 }  // namespace ztk::url::vbmi2
 #endif  // ZTK_WIDE_VECTORS
