@@ -1,0 +1,77 @@
+#include "codecs/html/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::html::avx2 {
+namespace {
+
+// One bit per unit of a and b (16 units each): the units whose lanes are all ones.
+ZTK_AVX2 inline uint32_t bits_of(__m256i a, __m256i b) {
+  // Packing works within 128-bit lanes: put the quarters back in order.
+  return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xD8)));
+}
+
+ZTK_AVX2 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
+  DecodeWalk w(in, out, outEnd);
+  const __m256i amp = _mm256_set1_epi16('&');
+  size_t i = 0;
+  for (; i + 32 <= in.size; i += 32) {
+    const auto *p = reinterpret_cast<const __m256i *>(in.data + i);
+    const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
+    const uint32_t amps = bits_of(_mm256_cmpeq_epi16(a, amp), _mm256_cmpeq_epi16(b, amp));
+    if (amps == 0 && w.start == i) {
+      auto *o = reinterpret_cast<__m256i *>(w.out);
+      _mm256_storeu_si256(o, a);
+      _mm256_storeu_si256(o + 1, b);
+      w.clean(i);
+      continue;
+    }
+    w.step(amps, i, 32);
+  }
+  return plain::decode_from(w, i);
+}
+
+template <bool kKeepASCII>
+ZTK_AVX2 inline __m256i plain_units(__m256i v) {
+  const __m256i ascii = _mm256_cmpeq_epi16(_mm256_and_si256(v, _mm256_set1_epi16(static_cast<int16_t>(0xFF80))),
+                                           _mm256_setzero_si256());
+  if (kKeepASCII) return ascii;
+  const __m256i markup = _mm256_or_si256(
+      _mm256_or_si256(_mm256_cmpeq_epi16(v, _mm256_set1_epi16('"')), _mm256_cmpeq_epi16(v, _mm256_set1_epi16('&'))),
+      _mm256_or_si256(
+          _mm256_or_si256(_mm256_cmpeq_epi16(v, _mm256_set1_epi16('\'')), _mm256_cmpeq_epi16(v, _mm256_set1_epi16('<'))),
+          _mm256_cmpeq_epi16(v, _mm256_set1_epi16('>'))));
+  return _mm256_andnot_si256(markup, ascii);
+}
+
+template <bool kKeepASCII>
+ZTK_AVX2 size_t encode(U16View in, size_t from, uint8_t *out) {
+  EncodeWalk w(in.data, out);
+  alignas(32) uint8_t bytes[64] = {};
+  size_t i = from;
+  for (; i + 32 <= in.size; i += 32) {
+    const auto *p = reinterpret_cast<const __m256i *>(in.data + i);
+    const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
+    const uint32_t kept = bits_of(plain_units<kKeepASCII>(a), plain_units<kKeepASCII>(b));
+    const __m256i narrow = _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
+    if (kept == ~uint32_t{0}) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(w.out), narrow);
+      w.out += 32;
+      continue;
+    }
+    _mm256_store_si256(reinterpret_cast<__m256i *>(bytes), narrow);
+    w.step(~kept, bytes, i, 32);
+  }
+  return plain::encode_from(w, in, i, kKeepASCII);
+}
+
+ZTK_AVX2 size_t encode_any(U16View units, size_t from, bool keepASCII, uint8_t *out) {
+  return keepASCII ? encode<true>(units, from, out) : encode<false>(units, from, out);
+}
+
+}  // namespace
+
+const Kernels kKernels = {decode, encode_any};
+
+}  // namespace ztk::html::avx2
+#endif  // ZTK_WIDE_VECTORS
