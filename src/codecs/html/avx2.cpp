@@ -31,17 +31,21 @@ ZTK_AVX2 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   return plain::decode_from(w, i);
 }
 
-template <bool kKeepASCII>
-ZTK_AVX2 inline __m256i plain_units(__m256i v) {
+// Lanes of all ones for the units from 0x80 up.
+ZTK_AVX2 inline __m256i high_units(__m256i v) {
   const __m256i ascii = _mm256_cmpeq_epi16(_mm256_and_si256(v, _mm256_set1_epi16(static_cast<int16_t>(0xFF80))),
                                            _mm256_setzero_si256());
-  if (kKeepASCII) return ascii;
-  const __m256i markup = _mm256_or_si256(
-      _mm256_or_si256(_mm256_cmpeq_epi16(v, _mm256_set1_epi16('"')), _mm256_cmpeq_epi16(v, _mm256_set1_epi16('&'))),
-      _mm256_or_si256(
-          _mm256_or_si256(_mm256_cmpeq_epi16(v, _mm256_set1_epi16('\'')), _mm256_cmpeq_epi16(v, _mm256_set1_epi16('<'))),
-          _mm256_cmpeq_epi16(v, _mm256_set1_epi16('>'))));
-  return _mm256_andnot_si256(markup, ascii);
+  return _mm256_cmpeq_epi16(ascii, _mm256_setzero_si256());
+}
+
+// Bytes of all ones for the five markup characters among 32 narrowed units
+// (a unit from 0x80 up is marked anyway, whatever its byte became).
+ZTK_AVX2 inline __m256i markup_bytes(__m256i b) {
+  const __m256i quoteOrAmp = _mm256_or_si256(_mm256_cmpeq_epi8(b, _mm256_set1_epi8('"')),
+                                             _mm256_cmpeq_epi8(b, _mm256_set1_epi8('&')));
+  const __m256i aposOrLess = _mm256_or_si256(_mm256_cmpeq_epi8(b, _mm256_set1_epi8('\'')),
+                                             _mm256_cmpeq_epi8(b, _mm256_set1_epi8('<')));
+  return _mm256_or_si256(_mm256_or_si256(quoteOrAmp, aposOrLess), _mm256_cmpeq_epi8(b, _mm256_set1_epi8('>')));
 }
 
 template <bool kKeepASCII>
@@ -52,15 +56,18 @@ ZTK_AVX2 size_t encode(U16View in, size_t from, uint8_t *out) {
   for (; i + 32 <= in.size; i += 32) {
     const auto *p = reinterpret_cast<const __m256i *>(in.data + i);
     const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
-    const uint32_t kept = bits_of(plain_units<kKeepASCII>(a), plain_units<kKeepASCII>(b));
+    // Packing works within 128-bit lanes: put the quarters back in order.
     const __m256i narrow = _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
-    if (kept == ~uint32_t{0}) {
+    __m256i special = _mm256_permute4x64_epi64(_mm256_packs_epi16(high_units(a), high_units(b)), 0xD8);
+    if (!kKeepASCII) special = _mm256_or_si256(special, markup_bytes(narrow));
+    const auto marked = static_cast<uint32_t>(_mm256_movemask_epi8(special));
+    if (marked == 0) {
       _mm256_storeu_si256(reinterpret_cast<__m256i *>(w.out), narrow);
       w.out += 32;
       continue;
     }
     _mm256_store_si256(reinterpret_cast<__m256i *>(bytes), narrow);
-    w.step(~kept, bytes, i, 32);
+    w.step(marked, bytes, i, 32);
   }
   return plain::encode_from(w, in, i, kKeepASCII);
 }

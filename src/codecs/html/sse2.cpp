@@ -34,17 +34,19 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   return plain::decode_from(w, i);
 }
 
-// Lanes of all ones for the units written as they are.
-template <bool kKeepASCII>
-inline __m128i plain_units(__m128i v) {
+// Lanes of all ones for the units from 0x80 up.
+inline __m128i high_units(__m128i v) {
   const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(static_cast<int16_t>(0xFF80))),
                                         _mm_setzero_si128());
-  if (kKeepASCII) return ascii;
-  const __m128i markup = _mm_or_si128(
-      _mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16('"')), _mm_cmpeq_epi16(v, _mm_set1_epi16('&'))),
-      _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, _mm_set1_epi16('\'')), _mm_cmpeq_epi16(v, _mm_set1_epi16('<'))),
-                   _mm_cmpeq_epi16(v, _mm_set1_epi16('>'))));
-  return _mm_andnot_si128(markup, ascii);
+  return _mm_cmpeq_epi16(ascii, _mm_setzero_si128());
+}
+
+// Bytes of all ones for the five markup characters among 16 narrowed units
+// (a unit from 0x80 up is marked anyway, whatever its byte became).
+inline __m128i markup_bytes(__m128i b) {
+  return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('"')), _mm_cmpeq_epi8(b, _mm_set1_epi8('&'))),
+                      _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('\'')), _mm_cmpeq_epi8(b, _mm_set1_epi8('<'))),
+                                   _mm_cmpeq_epi8(b, _mm_set1_epi8('>'))));
 }
 
 template <bool kKeepASCII>
@@ -56,10 +58,16 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
-    const uint32_t kept = bits_of(plain_units<kKeepASCII>(a), plain_units<kKeepASCII>(b)) |
-                          bits_of(plain_units<kKeepASCII>(c), plain_units<kKeepASCII>(d)) << 16;
     const __m128i low = _mm_packus_epi16(a, b), high = _mm_packus_epi16(c, d);
-    if (kept == ~uint32_t{0}) {
+    __m128i specialLow = _mm_packs_epi16(high_units(a), high_units(b));
+    __m128i specialHigh = _mm_packs_epi16(high_units(c), high_units(d));
+    if (!kKeepASCII) {
+      specialLow = _mm_or_si128(specialLow, markup_bytes(low));
+      specialHigh = _mm_or_si128(specialHigh, markup_bytes(high));
+    }
+    const uint32_t special = static_cast<uint32_t>(_mm_movemask_epi8(specialLow)) |
+                             static_cast<uint32_t>(_mm_movemask_epi8(specialHigh)) << 16;
+    if (special == 0) {
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out), low);
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out + 16), high);
       w.out += 32;
@@ -67,7 +75,7 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     }
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes), low);
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes + 16), high);
-    w.step(~kept, bytes, i, 32);
+    w.step(special, bytes, i, 32);
   }
   return plain::encode_from(w, in, i, kKeepASCII);
 }

@@ -94,8 +94,8 @@ struct DecodeWalk {
   size_t n;
   uint16_t *out;
   uint16_t *outStart;
-  ptrdiff_t inFar;   // the last unit 32 units can be read from
-  ptrdiff_t outFar;  // the last output unit 32 units can be stored at
+  uintptr_t inFar;   // the last address 32 units can be read from (0: none)
+  uintptr_t outFar;  // the last address 32 units can be stored at (0: none)
   size_t start = 0;  // the first unit not yet written
 
   DecodeWalk(U16View units, uint16_t *o, uint16_t *outEnd)
@@ -103,14 +103,14 @@ struct DecodeWalk {
         n(units.size),
         out(o),
         outStart(o),
-        inFar(static_cast<ptrdiff_t>(units.size) - 32),
-        outFar((outEnd - o) - 32) {}
+        inFar(units.size >= 32 ? reinterpret_cast<uintptr_t>(units.data + units.size - 32) : 0),
+        outFar(outEnd - o >= 32 ? reinterpret_cast<uintptr_t>(outEnd - 32) : 0) {}
 
   // Copies u[a, b).
   void text(size_t a, size_t b) {
     const uint16_t *p = u + a;
     size_t k = b - a;
-    if (k <= 32 && static_cast<ptrdiff_t>(a) <= inFar && out - outStart <= outFar) {
+    if (k <= 32 && reinterpret_cast<uintptr_t>(p) <= inFar && reinterpret_cast<uintptr_t>(out) <= outFar) {
       std::memcpy(out, p, 16);
       if (k > 8) {
         std::memcpy(out + 8, p + 8, 16);
@@ -215,10 +215,11 @@ struct DecodeWalk {
   // Takes the "&"s of the block of `width` <= 32 units at `base` (bit j for
   // u[base + j]) and writes the block's text up to its end, so that a block
   // that follows with none is stored whole.
-  __attribute__((always_inline)) void step(uint32_t amps, size_t base, size_t width) {
-    if (start > base) amps = start - base >= 32 ? 0 : amps & (~uint32_t{0} << (start - base));
+  __attribute__((always_inline)) void step(uint64_t amps, size_t base, size_t width) {
+    // A reference runs at most nine units past its "&": shifts stay below 64.
+    if (start > base) amps &= ~uint64_t{0} << (start - base);
     while (amps != 0) {
-      const size_t at = base + static_cast<size_t>(__builtin_ctz(amps));
+      const size_t at = base + static_cast<size_t>(__builtin_ctzll(amps));
       amps &= amps - 1;
       int32_t value;
       size_t end;
@@ -226,7 +227,7 @@ struct DecodeWalk {
       text(start, at);
       put(value);
       start = end;
-      amps = end - base >= 32 ? 0 : amps & (~uint32_t{0} << (end - base));
+      amps &= ~uint64_t{0} << (end - base);
     }
     if (start < base + width) {
       text(start, base + width);
