@@ -29,7 +29,11 @@ inline Filler filler_of(ByteView replacement) {
   Filler f;
   f.unit = replacement.size;
   if (f.unit == 0) return f;
-  for (f.span = 0; f.span + f.unit <= 64; f.span += f.unit) std::memcpy(f.pattern + f.span, replacement.data, f.unit);
+  f.span = 64 - 64 % f.unit;
+  std::memcpy(f.pattern, replacement.data, f.unit);
+  for (size_t have = f.unit; have < f.span; have *= 2) {
+    std::memcpy(f.pattern + have, f.pattern, have < f.span - have ? have : f.span - have);
+  }
   return f;
 }
 
