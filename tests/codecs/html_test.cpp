@@ -428,7 +428,8 @@ std::vector<std::u16string> block_texts() {
                                    u"&#-1;", u"&eacute;", u"&l\u0000;", u"&\u0100t;", u"&lt\u00E9;", u"<",
                                    u">",     u"\"",       u"'",         u"\u00E9",   u"\u20AC",  u"\U0001F600",
                                    u"&#;",   u"&x;",      u"\uFEFF",    u"&#66000;", u"&#xFFFF;", u"&thetasym;",
-                                   u"&#6&lt;", u"&#x4&amp;", u"&#12&#3;"};  // a reference holding the next "&"
+                                   u"&#6&lt;", u"&#x4&amp;", u"&#12&#3;",  // a reference holding the next "&"
+                                   std::u16string(u"\u007F\u0080\u00FF\u7FFF\u8000\u0000", 6)};  // saturation edges
   for (size_t n = 161; n <= 420; n += 3) {
     std::u16string s;
     while (s.size() < n) {

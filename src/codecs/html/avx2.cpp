@@ -31,13 +31,6 @@ ZTK_AVX2 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   return plain::decode_from(w, i);
 }
 
-// Lanes of all ones for the units from 0x80 up.
-ZTK_AVX2 inline __m256i high_units(__m256i v) {
-  const __m256i ascii = _mm256_cmpeq_epi16(_mm256_and_si256(v, _mm256_set1_epi16(static_cast<int16_t>(0xFF80))),
-                                           _mm256_setzero_si256());
-  return _mm256_cmpeq_epi16(ascii, _mm256_setzero_si256());
-}
-
 // Bytes of all ones for the five markup characters among 32 narrowed units
 // (a unit from 0x80 up is marked anyway, whatever its byte became).
 ZTK_AVX2 inline __m256i markup_bytes(__m256i b) {
@@ -58,9 +51,12 @@ ZTK_AVX2 size_t encode(U16View in, size_t from, uint8_t *out) {
     const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
     // Packing works within 128-bit lanes: put the quarters back in order.
     const __m256i narrow = _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
-    __m256i special = _mm256_permute4x64_epi64(_mm256_packs_epi16(high_units(a), high_units(b)), 0xD8);
-    if (!kKeepASCII) special = _mm256_or_si256(special, markup_bytes(narrow));
-    const auto marked = static_cast<uint32_t>(_mm256_movemask_epi8(special));
+    // A unit below 0x80 is the same byte under both saturations; any other
+    // becomes 0x7F or 0x80 under the signed one and 0xFF, 0x00 or itself
+    // under the unsigned one.
+    __m256i kept = _mm256_cmpeq_epi8(_mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xD8), narrow);
+    if (!kKeepASCII) kept = _mm256_andnot_si256(markup_bytes(narrow), kept);
+    const auto marked = ~static_cast<uint32_t>(_mm256_movemask_epi8(kept));
     if (marked == 0) {
       _mm256_storeu_si256(reinterpret_cast<__m256i *>(w.out), narrow);
       w.out += 32;

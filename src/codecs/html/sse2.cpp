@@ -34,13 +34,6 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   return plain::decode_from(w, i);
 }
 
-// Lanes of all ones for the units from 0x80 up.
-inline __m128i high_units(__m128i v) {
-  const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(static_cast<int16_t>(0xFF80))),
-                                        _mm_setzero_si128());
-  return _mm_cmpeq_epi16(ascii, _mm_setzero_si128());
-}
-
 // Bytes of all ones for the five markup characters among 16 narrowed units
 // (a unit from 0x80 up is marked anyway, whatever its byte became).
 inline __m128i markup_bytes(__m128i b) {
@@ -59,14 +52,17 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
     const __m128i low = _mm_packus_epi16(a, b), high = _mm_packus_epi16(c, d);
-    __m128i specialLow = _mm_packs_epi16(high_units(a), high_units(b));
-    __m128i specialHigh = _mm_packs_epi16(high_units(c), high_units(d));
+    // A unit below 0x80 is the same byte under both saturations; any other
+    // becomes 0x7F or 0x80 under the signed one and 0xFF, 0x00 or itself
+    // under the unsigned one.
+    __m128i plainLow = _mm_cmpeq_epi8(_mm_packs_epi16(a, b), low);
+    __m128i plainHigh = _mm_cmpeq_epi8(_mm_packs_epi16(c, d), high);
     if (!kKeepASCII) {
-      specialLow = _mm_or_si128(specialLow, markup_bytes(low));
-      specialHigh = _mm_or_si128(specialHigh, markup_bytes(high));
+      plainLow = _mm_andnot_si128(markup_bytes(low), plainLow);
+      plainHigh = _mm_andnot_si128(markup_bytes(high), plainHigh);
     }
-    const uint32_t special = static_cast<uint32_t>(_mm_movemask_epi8(specialLow)) |
-                             static_cast<uint32_t>(_mm_movemask_epi8(specialHigh)) << 16;
+    const uint32_t special = ~(static_cast<uint32_t>(_mm_movemask_epi8(plainLow)) |
+                               static_cast<uint32_t>(_mm_movemask_epi8(plainHigh)) << 16);
     if (special == 0) {
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out), low);
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out + 16), high);
