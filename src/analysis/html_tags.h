@@ -1,43 +1,117 @@
 // HTML tag removal: everything from "<" to its matching ">" goes, brackets
 // included; brackets nest. With a replacement, each removed byte inside a tag
 // is replaced by it. A ">" with no tag open is ordinary text.
+//
+// The brackets are found a block at a time at the active vector level
+// (html_tags/ holds one source per level), and the runs between them are
+// moved in blocks.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
-#include "text/byte_scan.h"
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
+#include "text/byte_scan.h"
+#include "text/string_handles.h"
 
 namespace ztk::tags {
 
-// Appends the text of `in` without its tags to `out` (an AsciiStringHandle
-// or anything with its take_bytes): text as one-byte appends, and per byte
-// inside a tag one append of the replacement. Runs up to the next bracket
-// are found a block at a time.
+// What is written for each byte inside a tag: the replacement repeated to
+// fill `span` bytes (a multiple of its length, at most 64), with 16 bytes
+// readable beyond; `unit` is its length, 0 for none.
+struct Filler {
+  uint8_t pattern[80] = {};
+  size_t unit = 0, span = 0;
+};
+// The filler of a replacement of at most 64 bytes.
+inline Filler filler_of(ByteView replacement) {
+  Filler f;
+  f.unit = replacement.size;
+  if (f.unit == 0) return f;
+  f.span = 64 - 64 % f.unit;
+  std::memcpy(f.pattern, replacement.data, f.unit);
+  for (size_t have = f.unit; have < f.span; have *= 2) {
+    std::memcpy(f.pattern + have, f.pattern, have < f.span - have ? have : f.span - have);
+  }
+  return f;
+}
+
+struct Kernels {
+  // Writes the text of in[from, in.size) without its tags to `out`, and the
+  // filler for every byte inside a tag; `depth` is the tag depth before and
+  // after. Returns the bytes written (at most (in.size - from) times the
+  // larger of 1 and the filler's unit). Whole 16-byte stores may go past
+  // what is written, never past `outEnd`, and no load passes in.size.
+  size_t (*strip)(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd);
+};
+
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
+
+// The one-byte-at-a-time version every level must equal: the whole of `in`
+// from depth 0, into room for in.size times max(1, replacement.size) bytes.
+size_t strip_reference(ByteView in, ByteView replacement, uint8_t *out);
+
+// Appends the text of `in` without its tags to `out`: text as one-byte
+// appends, and per byte inside a tag one append of the replacement.
+// The bytes in[from, in.size) at tag depth `depth`, which it updates; false
+// when the buffer died.
 template <class Out>
-void remove_tags(ByteView in, ByteView replacement, Out &out) {
+bool remove_tags_by_runs(ByteView in, size_t from, ByteView replacement, int64_t &depth, Out &out) {
   static constexpr scan::ByteSet kOpen{{'<', '<'}};
   static constexpr scan::ByteSet kBrackets{{'<', '<'}, {'>', '>'}};
-  int64_t depth = 0;
-  size_t i = 0;
+  size_t i = from;
   while (i < in.size) {
     const size_t end = scan::find(in, i, depth == 0 ? kOpen : kBrackets);
     if (end > i && (depth == 0 || !replacement.empty())) {
       const auto run = static_cast<int64_t>(end - i);
       if (depth == 0) {
         uint8_t *o = out.take_bytes(run);
-        if (o == nullptr) return;
+        if (o == nullptr) return false;
         std::memcpy(o, in.data + i, end - i);
       } else {
         uint8_t *o = out.take_bytes(run, static_cast<int64_t>(replacement.size));
-        if (o == nullptr) return;
+        if (o == nullptr) return false;
         for (int64_t k = 0; k < run; ++k, o += replacement.size) std::memcpy(o, replacement.data, replacement.size);
       }
     }
-    if (end == in.size) return;
+    if (end == in.size) return true;
     depth += in[end] == '<' ? 1 : -1;  // a ">" is only looked for inside a tag
     i = end + 1;
+  }
+  return true;
+}
+
+// Appends the text of `in` without its tags to `out`: text as one-byte
+// appends, and per byte inside a tag one append of the replacement. Where the
+// buffer's rule has room for what a stretch of input can write, no append in
+// it can grow the buffer: the kernel writes the stretch in place and `used`
+// moves once. Where it has not, a short stretch goes run by run and grows it.
+inline void remove_tags(ByteView in, ByteView replacement, AsciiStringHandle &out) {
+  int64_t depth = 0;
+  if (replacement.size > 64) {
+    remove_tags_by_runs(in, 0, replacement, depth, out);
+    return;
+  }
+  const Filler filler = filler_of(replacement);
+  const int64_t per = replacement.size > 1 ? static_cast<int64_t>(replacement.size) : 1;
+  constexpr size_t kShortest = 64;  // below this, a stretch goes run by run
+  for (size_t i = 0; i < in.size;) {
+    if (!out.alive()) return;
+    const int64_t room = (out.limit - out.used - 4) / per;
+    const size_t left = in.size - i;
+    if (room >= static_cast<int64_t>(left) || room >= static_cast<int64_t>(kShortest)) {
+      const size_t end = room >= static_cast<int64_t>(left) ? in.size : i + static_cast<size_t>(room);
+      uint8_t *block = reinterpret_cast<uint8_t *>(*out.handle);
+      uint8_t *blockEnd = block + out.capacity + (out.slack ? growth::kSlack : 0);
+      out.used += static_cast<int32_t>(kernels().strip({in.data, end}, i, filler, depth, block + out.used, blockEnd));
+      i = end;
+    } else {
+      const size_t end = left > kShortest ? i + kShortest : in.size;
+      if (!remove_tags_by_runs({in.data, end}, i, replacement, depth, out)) return;
+      i = end;
+    }
   }
 }
 

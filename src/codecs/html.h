@@ -1,19 +1,20 @@
 // HTML entity codec: text to pure-ASCII HTML with entity references, entity
 // references back to text, and a test for text that can go into HTML as it is.
 //
-// Both directions treat one UTF-16 code unit at a time and pass the runs
-// between the units they treat in blocks. The decoder knows the
+// Both directions treat one UTF-16 code unit at a time. The decoder knows the
 // names of the table (case-sensitive, at most six characters), decimal
 // references and lower-case "x" hexadecimal references of up to four digits.
-// Anything it does not decode is copied, starting with its "&". The kernels
-// (html/kernels.cpp) take units or bytes and append to growable buffers; they
-// reach the vector levels only through the unit and byte scans.
+// Anything it does not decode is copied, starting with its "&". Both run at
+// the active vector level (html/ holds one source per level): blocks of
+// units are marked and stored whole, and only the units that matter are
+// treated one at a time, inside the block loop.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 #include "frame/byte_view.h"
+#include "frame/dispatch.h"
 
 // The growable buffers the kernels append to (text/string_handles.h).
 struct AsciiStringHandle;
@@ -36,12 +37,31 @@ const EscapeCode *find_code(uint16_t unit);
 // The record named by the k units at `name`, or null.
 const EscapeCode *find_name(const uint16_t *name, size_t k);
 
+struct Kernels {
+  // Writes `units` with their references decoded to `out`, which has room
+  // for units.size units; whole 16-byte stores may go past what is written,
+  // never past `outEnd`. Returns the units written.
+  size_t (*decode)(U16View units, uint16_t *out, uint16_t *outEnd);
+  // Writes the references of units[from, units.size) to `out`, which has
+  // room for 10 bytes a unit and 48 more. Returns the bytes written.
+  size_t (*encode)(U16View units, size_t from, bool keepASCII, uint8_t *out);
+};
+
+// The family's tables per level (defined beside them) and those of the
+// active level.
+extern const simd::Dispatch<Kernels> kDispatch;
+inline const Kernels &kernels() { return kDispatch(); }
+
 // Appends the references of `units` (a leading byte-order mark skipped) to
 // `out`: every unit from 0x80 up, and the five markup characters unless
 // `keepASCII`; runs of other units as their bytes.
 void encode(U16View units, bool keepASCII, AsciiStringHandle &out);
 // Appends `units` to `out` with their references decoded, in one pass.
 void decode(U16View units, UnicodeStringHandle &out);
+
+// The one-append-at-a-time versions every level must equal.
+void encode_by_units(U16View units, bool keepASCII, AsciiStringHandle &out);
+void decode_by_units(U16View units, UnicodeStringHandle &out);
 
 // True when every byte can stand in HTML unchanged: no NUL, nothing from 0x80
 // up, none of " & ' < >.

@@ -1,8 +1,12 @@
 #include "analysis/html_tags.h"
 
+#include <algorithm>
+#include <cstring>
 #include <random>
 #include <string>
+#include <vector>
 
+#include "../../bench/bench_inputs.h"
 #include "host_test.h"
 #include "kernel_levels.h"
 #include "text/string_handles.h"
@@ -78,5 +82,106 @@ TEST(TagRemovalKernel, EqualsTheOneByteRulesAtEveryLevel) {
           }
           return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit);
         });
+  }
+}
+
+namespace {
+
+// The pages, forms and tagged prose the benchmarks use, cut at lengths that
+// end on and around block edges, and random runs of brackets and text.
+std::vector<std::string> tag_inputs() {
+  std::mt19937 rng(7);
+  std::vector<std::string> inputs = token_inputs(rng, {"<", ">", "<b>", "</p>", "<<", ">>", "<a href=\"x\">"}, 200);
+  for (size_t n : {63, 64, 65, 127, 1000, 4099}) {
+    for (const std::string &s : {ztk_bench::html_page(n), ztk_bench::html_like_text(n), ztk_bench::tagged_text(n)}) {
+      inputs.push_back(s);
+      inputs.push_back(s.substr(1));
+    }
+  }
+  inputs.push_back(std::string(300, '<') + "x" + std::string(299, '>') + "tail");
+  inputs.push_back("<" + std::string(500, 'x'));
+  return inputs;
+}
+
+}  // namespace
+
+// The kernel writes into exactly the room it is given: the byte after it
+// must stay as it was, whatever the level's whole stores do. The input goes
+// in two calls, cut at a place of its own, the depth carried between them.
+TEST(TagRemovalKernel, StripEqualsTheReferenceAtEveryLevel) {
+  const std::vector<std::string> inputs = tag_inputs();
+  for (const std::string &replacement : {std::string(), std::string(" "), std::string("ab"), std::string(23, '*'),
+                                         std::string(64, '+')}) {
+    SCOPED_TRACE(replacement);
+    const ztk::ByteView r{reinterpret_cast<const uint8_t *>(replacement.data()), replacement.size()};
+    const ztk::tags::Filler filler = ztk::tags::filler_of(r);
+    const size_t per = std::max<size_t>(1, replacement.size());
+    expect_equal_at_every_level(
+        inputs,
+        [&](ztk::ByteView in) {
+          std::string out(in.size * per + 1, '#');
+          auto *o = reinterpret_cast<uint8_t *>(&out[0]);
+          uint8_t *const end = o + in.size * per;
+          const size_t cut = in.size * 7 / 13;
+          int64_t depth = 0;
+          size_t n = ztk::tags::kernels().strip({in.data, cut}, 0, filler, depth, o, end);
+          n += ztk::tags::kernels().strip(in, cut, filler, depth, o + n, end);
+          EXPECT_EQ(out[in.size * per], '#') << "a store past the room";
+          out.resize(n);
+          return out;
+        },
+        [&](const std::string &s) {
+          std::string out(s.size() * per, '\0');
+          const ztk::ByteView in{reinterpret_cast<const uint8_t *>(s.data()), s.size()};
+          out.resize(ztk::tags::strip_reference(in, r, reinterpret_cast<uint8_t *>(&out[0])));
+          return out;
+        });
+  }
+}
+
+// Through the buffer as the handler sizes it: the same bytes and the same
+// rule's size as one append at a time.
+TEST(TagRemovalKernel, InPlaceWritingCountsAsTheAppends) {
+  const std::vector<std::string> inputs = tag_inputs();
+  for (const std::string &replacement : {std::string(), std::string(" "), std::string("[x]"), std::string(65, '-')}) {
+    const ztk::ByteView r{reinterpret_cast<const uint8_t *>(replacement.data()), replacement.size()};
+    expect_equal_at_every_level(
+        inputs,
+        [&](ztk::ByteView in) {
+          AsciiStringHandle out(int64_t(in.size) + 10);
+          ztk::tags::remove_tags(in, r, out);
+          return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit);
+        },
+        [&](const std::string &s) {
+          AsciiStringHandle out(int64_t(s.size()) + 10);
+          int64_t depth = 0;
+          for (char c : s) {
+            if (c == '<') {
+              ++depth;
+            } else if (c == '>' && depth > 0) {
+              --depth;
+            } else if (depth == 0) {
+              AddBinary(out, &c, 1);
+            } else if (!replacement.empty()) {
+              AddBinary(out, replacement.data(), static_cast<int>(replacement.size()));
+            }
+          }
+          return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit);
+        });
+  }
+}
+
+TEST_P(RemoveHTMLTagsZTK, PagesComeOutAsOneByteAtATime) {
+  for (const std::string &page : {ztk_bench::html_page(70000), ztk_bench::tagged_text(3001)}) {
+    const ztk::ByteView in{reinterpret_cast<const uint8_t *>(page.data()), page.size()};
+    std::string plain(page.size(), '\0'), filled(3 * page.size(), '\0');
+    plain.resize(ztk::tags::strip_reference(in, {}, reinterpret_cast<uint8_t *>(&plain[0])));
+    EXPECT_EQ(call("RemoveHTMLTagsZTK", {S(page)}).bytes, plain);
+    for (const char *replacement : {" ", "[x]"}) {
+      const ztk::ByteView r{reinterpret_cast<const uint8_t *>(replacement), std::strlen(replacement)};
+      filled.resize(ztk::tags::strip_reference(in, r, reinterpret_cast<uint8_t *>(&filled[0])));
+      EXPECT_EQ(call("RemoveHTMLTagsWithZTK", {S(page), S(replacement)}).bytes, filled);
+      filled.resize(3 * page.size());
+    }
   }
 }

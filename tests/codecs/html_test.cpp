@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "../../bench/bench_inputs.h"
 #include "host_test.h"
 #include "kernel_levels.h"
 #include "text/string_handles.h"
@@ -385,5 +386,153 @@ TEST(HtmlEntityTable, NamesAreFoundExactlyAsByASearchOfTheTable) {
     }
     if (name.size() > 6) linear = nullptr;  // longer names are never read
     ASSERT_EQ(ztk::html::find_name(reinterpret_cast<const uint16_t *>(name.data()), name.size()), linear);
+  }
+}
+
+namespace {
+
+// The units of well-formed UTF-8.
+std::u16string units_of(const std::string &utf8) {
+  std::u16string u;
+  for (size_t i = 0; i < utf8.size();) {
+    const auto b = static_cast<uint8_t>(utf8[i]);
+    const size_t k = b < 0x80 ? 1 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : 4;
+    uint32_t cp = k == 1 ? b : b & (0x7F >> k);
+    for (size_t j = 1; j < k; ++j) cp = cp << 6 | (static_cast<uint8_t>(utf8[i + j]) & 0x3F);
+    if (cp >= 0x10000) {
+      u += static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+      u += static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
+    } else {
+      u += static_cast<char16_t>(cp);
+    }
+    i += k;
+  }
+  return u;
+}
+
+// The pages, forms and mixed texts the benchmarks use, cut at lengths around
+// the 32-unit blocks, and long random runs of the units both directions
+// treat, names with units no name holds among them.
+std::vector<std::u16string> block_texts() {
+  std::vector<std::u16string> texts;
+  for (size_t n : {31, 32, 33, 95, 1000, 4099}) {
+    for (const std::string &s : {ztk_bench::html_page(n), ztk_bench::html_like_text(n), ztk_bench::mixed_text(n),
+                                 ztk_bench::dense_references(n), ztk_bench::dense_html_text(n)}) {
+      const std::u16string u = units_of(s.substr(0, s.size() - (s.size() > 3 ? 3 : 0)) + "abc");
+      texts.push_back(u);
+      texts.push_back(u.substr(1));
+    }
+  }
+  std::mt19937 rng(9);
+  const std::u16string tokens[] = {u"&",     u";",        u"&lt;",      u"&amp",     u"&#x20AC;", u"&#233;",
+                                   u"&#-1;", u"&eacute;", u"&l\u0000;", u"&\u0100t;", u"&lt\u00E9;", u"<",
+                                   u">",     u"\"",       u"'",         u"\u00E9",   u"\u20AC",  u"\U0001F600",
+                                   u"&#;",   u"&x;",      u"\uFEFF",    u"&#66000;", u"&#xFFFF;", u"&thetasym;",
+                                   u"&#6&lt;", u"&#x4&amp;", u"&#12&#3;",  // a reference holding the next "&"
+                                   std::u16string(u"\u007F\u0080\u00FF\u7FFF\u8000\u0000", 6)};  // saturation edges
+  for (size_t n = 161; n <= 420; n += 3) {
+    std::u16string s;
+    while (s.size() < n) {
+      if (rng() % 2 == 0) {
+        s += tokens[rng() % (sizeof tokens / sizeof tokens[0])];
+      } else {
+        s.append(1 + rng() % 40, static_cast<char16_t>('a' + rng() % 26));
+      }
+    }
+    s.resize(n);
+    texts.push_back(s);
+  }
+  return texts;
+}
+
+}  // namespace
+
+// Whole blocks, references that straddle them and the units after the last
+// one, at every level, against the codec of one unit at a time: the same
+// bytes and the same rule's size.
+TEST(HtmlCodecKernels, RealisticTextsEqualTheOneUnitAtATimeCodecAtEveryLevel) {
+  const auto texts = block_texts();
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::u16string &text : texts) {
+      const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
+      const ztk::U16View units{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)),
+                               text.size()};
+      for (bool keep : {false, true}) {
+        AsciiStringHandle fast(2 * int64_t(units.size) + 4096), slow(2 * int64_t(units.size) + 4096);
+        ztk::html::encode(units, keep, fast);
+        encode_one_at_a_time(units, keep, slow);
+        ASSERT_EQ(contents(fast, 1), contents(slow, 1)) << text.size();
+        ASSERT_EQ(fast.limit, slow.limit);
+      }
+      UnicodeStringHandle fast(2 * int64_t(units.size) + 4096), slow(2 * int64_t(units.size) + 4096);
+      ztk::html::decode(units, fast);
+      decode_one_at_a_time(units, slow);
+      ASSERT_EQ(contents(fast, 2), contents(slow, 2)) << text.size();
+      ASSERT_EQ(fast.limit, slow.limit);
+    }
+  });
+}
+
+// A text that grows eightfold fills the first block: stretches written in
+// place and stretches appended one at a time take turns, and the rule must
+// end where one append at a time ends. A decoder's buffer without room goes
+// one unit at a time.
+TEST(HtmlCodecKernels, BuffersGrowAsWithOneAppendAtATime) {
+  std::u16string text;
+  for (int k = 0; k < 3000; ++k) text += (k % 5 == 0) ? u"ab<c" : u"\u00E9\u03B5\u0100";
+  const ztk::U16View units{reinterpret_cast<const uint16_t *>(text.data()), text.size()};
+  for_each_level([&](ztk::cpu::Level) {
+    for (int64_t start : {int64_t{16}, int64_t{5000}, 2 * int64_t(units.size) + 4096}) {
+      AsciiStringHandle fast(start), slow(start);
+      ztk::html::encode(units, false, fast);
+      encode_one_at_a_time(units, false, slow);
+      ASSERT_EQ(contents(fast, 1), contents(slow, 1)) << start;
+      ASSERT_EQ(fast.limit, slow.limit) << start;
+    }
+    const std::u16string refs = units_of(ztk_bench::html_page(5000));
+    const ztk::U16View r{reinterpret_cast<const uint16_t *>(refs.data()), refs.size()};
+    UnicodeStringHandle fast(16), slow(16);
+    ztk::html::decode(r, fast);
+    decode_one_at_a_time(r, slow);
+    ASSERT_EQ(contents(fast, 2), contents(slow, 2));
+    ASSERT_EQ(fast.limit, slow.limit);
+  });
+}
+
+// The kernels keep to the room they are given: the decoder to the input's
+// length, the encoder to ten bytes a unit and 48 more.
+TEST(HtmlCodecKernels, KernelsStoreOnlyIntoTheirRoom) {
+  const auto texts = block_texts();
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::u16string &text : texts) {
+      const ztk::U16View units{reinterpret_cast<const uint16_t *>(text.data()), text.size()};
+      std::vector<uint16_t> decoded(text.size() + 1, 0xBEEF);
+      const size_t n = ztk::html::kernels().decode(units, decoded.data(), decoded.data() + text.size());
+      ASSERT_LE(n, text.size());
+      ASSERT_EQ(decoded[text.size()], 0xBEEF);
+      std::vector<uint8_t> encoded(10 * text.size() + 49, 0xEE);
+      const size_t m = ztk::html::kernels().encode(units, 0, false, encoded.data());
+      ASSERT_LE(m, 10 * text.size());
+      ASSERT_EQ(encoded[10 * text.size() + 48], 0xEE);
+    }
+  });
+}
+
+TEST_P(DecodingFromHTMLZTK, PagesDecodeAsOneUnitAtATime) {
+  const std::string page = ztk_bench::html_page(70001);
+  const std::u16string units = units_of(page);
+  UnicodeStringHandle slow(2 * int64_t(units.size()) + 4096);
+  decode_one_at_a_time({reinterpret_cast<const uint16_t *>(units.data()), units.size()}, slow);
+  const std::u16string expected(reinterpret_cast<const char16_t *>(*slow.handle), size_t(slow.used));
+  EXPECT_EQ(call("DecodingFromHTMLZTK", {S(page)}).bytes, utf8_of(expected));
+}
+
+TEST_P(EncodingToHTMLZTK, FormsEncodeAsOneUnitAtATime) {
+  const std::string form = ztk_bench::html_like_text(70001);
+  const std::u16string units = units_of(form);
+  for (bool keep : {false, true}) {
+    AsciiStringHandle slow(2 * int64_t(units.size()) + 4096);
+    encode_one_at_a_time({reinterpret_cast<const uint16_t *>(units.data()), units.size()}, keep, slow);
+    EXPECT_EQ(call("EncodingToHTMLZTK", {S(form), I(keep ? 1 : 0)}).bytes, contents(slow, 1));
   }
 }

@@ -1,10 +1,13 @@
-// The HTML entity codec's tables and kernels: UTF-16 units or bytes in,
-// growable buffers out; codecs/html.cpp holds the handlers.
+// The HTML entity codec's tables, its dispatch and its unit-at-a-time
+// versions: UTF-16 units or bytes in, growable buffers out; codecs/html.cpp
+// holds the handlers.
 #include "codecs/html.h"
 
 #include <algorithm>
 #include <cstring>
 
+#include "codecs/html/levels.h"
+#include "frame/dispatch.h"
 #include "text/byte_scan.h"
 #include "text/string_handles.h"
 #include "text/unit_scan.h"
@@ -120,59 +123,34 @@ constexpr size_t name_length(const char *name) {
   return n;
 }
 
-// Every named code is below this; a direct index from code to row (0: none,
-// else the row + 1) replaces a search of the table per unit.
-constexpr uint32_t kCodeSpan = 9831;
-struct CodeIndex {
-  uint8_t row[kCodeSpan] = {};
-};
 constexpr CodeIndex make_code_index() {
-  CodeIndex index;
+  CodeIndex index{};
   for (int r = 0; r < kEntityCount; ++r) index.row[escapecodes[r].code] = static_cast<uint8_t>(r + 1);
   return index;
 }
-constexpr CodeIndex kCodeIndex = make_code_index();
 static_assert(kEntityCount < 255, "rows are numbered in a byte");
 
-// Names of up to six characters (longer ones can never be matched) packed one
-// character a byte, found by open addressing in 512 slots.
-constexpr size_t kMaxName = 6;
-constexpr uint64_t pack(const char *name, size_t k) {
-  uint64_t key = 0;
-  for (size_t j = 0; j < k; ++j) key |= uint64_t{static_cast<uint8_t>(name[j])} << (8 * j);
-  return key;
-}
-constexpr size_t slot_of(uint64_t key) { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 55); }
-struct NameIndex {
-  uint64_t key[512] = {};
-  int16_t row[512] = {};
-};
 constexpr NameIndex make_name_index() {
-  NameIndex index;
+  NameIndex index{};
   for (auto &r : index.row) r = -1;
   for (int r = 0; r < kEntityCount; ++r) {
     const size_t k = name_length(escapecodes[r].name);
     if (k > kMaxName) continue;
-    const uint64_t key = pack(escapecodes[r].name, k);
-    size_t slot = slot_of(key);
+    uint16_t units[kMaxName] = {};
+    for (size_t j = 0; j < k; ++j) units[j] = static_cast<uint8_t>(escapecodes[r].name[j]);
+    const uint64_t lo = name_lo(units, k), hi = name_hi(units, k);
+    size_t slot = slot_of(lo, hi);
     while (index.row[slot] >= 0) slot = (slot + 1) % 512;
-    index.key[slot] = key;
+    index.lo[slot] = lo;
+    index.hi[slot] = hi;
     index.row[slot] = static_cast<int16_t>(r);
+    index.code[slot] = static_cast<uint16_t>(escapecodes[r].code);
   }
   return index;
 }
-constexpr NameIndex kNameIndex = make_name_index();
 
-// Each row's reference as written ("&", name, ";"), padded to 16 bytes, and
-// its name's length.
-struct Reference {
-  char text[16];
-  uint8_t nameLength;
-};
-constexpr auto make_references() {
-  struct {
-    Reference row[kEntityCount];
-  } all{};
+constexpr References make_references() {
+  References all{};
   for (int r = 0; r < kEntityCount; ++r) {
     const size_t n = name_length(escapecodes[r].name);
     Reference &ref = all.row[r];
@@ -183,7 +161,15 @@ constexpr auto make_references() {
   }
   return all;
 }
-constexpr auto kReferences = make_references();
+
+}  // namespace
+
+constexpr CodeIndex kCodeIndex = make_code_index();
+constexpr NameIndex kNameIndex = make_name_index();
+constexpr References kReferences = make_references();
+constexpr Reference kApostrophe = {"&#39;", 3};
+
+namespace {
 
 // Writes a reference whose text (with "&" and ";") is `text`, counted as one
 // append of its name's length. `text` holds 16 readable bytes, and the
@@ -199,8 +185,7 @@ inline void add_reference(AsciiStringHandle &out, const char *text, size_t n) {
 }
 
 inline void add_unit_reference(AsciiStringHandle &out, uint16_t c) {
-  static constexpr char kApostrophe[16] = "&#39;";  // the apos row is for decoding only
-  if (c == '\'') return add_reference(out, kApostrophe, 3);
+  if (c == '\'') return add_reference(out, kApostrophe.text, kApostrophe.nameLength);
   if (c < kCodeSpan && kCodeIndex.row[c] != 0) {
     const Reference &r = kReferences.row[kCodeIndex.row[c] - 1];
     return add_reference(out, r.text, r.nameLength);
@@ -232,18 +217,14 @@ const EscapeCode *find_code(uint16_t unit) {
 
 const EscapeCode *find_name(const uint16_t *name, size_t k) {
   if (k == 0 || k > kMaxName) return nullptr;
-  uint64_t key = 0;
-  for (size_t j = 0; j < k; ++j) {
-    if (name[j] == 0 || name[j] > 0x7F) return nullptr;  // no name holds such a unit
-    key |= uint64_t{name[j]} << (8 * j);
-  }
-  for (size_t slot = slot_of(key); kNameIndex.row[slot] >= 0; slot = (slot + 1) % 512) {
-    if (kNameIndex.key[slot] == key) return &escapecodes[kNameIndex.row[slot]];
-  }
-  return nullptr;
+  const int slot = slot_of_name(name_lo(name, k), name_hi(name, k));
+  return slot < 0 ? nullptr : &escapecodes[kNameIndex.row[slot]];
 }
 
-void encode(U16View units, bool keepASCII, AsciiStringHandle &out) {
+namespace {
+
+// Appends the references of units[i, units.size) one append at a time.
+void encode_from(U16View units, size_t i, bool keepASCII, AsciiStringHandle &out) {
   // A unit is written as a reference from 0x80 up, and for the five markup
   // characters unless they are kept; runs of other units are narrowed in one go.
   static constexpr units::UnitSet kMarkup(0xFF80, {'"', '&', '\'', '<', '>'});
@@ -260,7 +241,6 @@ void encode(U16View units, bool keepASCII, AsciiStringHandle &out) {
   const units::UnitSet &stop = keepASCII ? kHigh : kMarkup;
   const bool *markup = (keepASCII ? kNone : kMarkupTable).special;
   const auto special = [markup](uint16_t c) { return c >= 0x80 || markup[c]; };
-  size_t i = (units[0] == 0xFEFF || units[0] == 0xFFFE) ? 1 : 0;
   while (i < units.size && out.alive()) {
     const size_t end = clean_run(units, i, special, stop);
     if (end > i) {
@@ -278,7 +258,13 @@ void encode(U16View units, bool keepASCII, AsciiStringHandle &out) {
   }
 }
 
-void decode(U16View units, UnicodeStringHandle &out) {
+}  // namespace
+
+void encode_by_units(U16View units, bool keepASCII, AsciiStringHandle &out) {
+  encode_from(units, (units[0] == 0xFEFF || units[0] == 0xFFFE) ? 1 : 0, keepASCII, out);
+}
+
+void decode_by_units(U16View units, UnicodeStringHandle &out) {
   static constexpr units::UnitSet kReferenceStart(0, {kAmpersand});
   const uint16_t *u = units.data;
   const size_t n = units.size;
@@ -309,6 +295,50 @@ void decode(U16View units, UnicodeStringHandle &out) {
     }
   }
 }
+
+void encode(U16View units, bool keepASCII, AsciiStringHandle &out) {
+  // Where the buffer's rule has room for the longest reference per unit and
+  // the whole stores past it, no append of a stretch can grow the buffer:
+  // the kernel writes it in place and `used` moves once. Where it has not, a
+  // short stretch goes one append at a time and grows it.
+  constexpr int64_t kLongest = 10;  // "&thetasym;"
+  constexpr int64_t kPast = 48;
+  constexpr size_t kShortest = 64;
+  size_t i = (units[0] == 0xFEFF || units[0] == 0xFFFE) ? 1 : 0;
+  while (i < units.size && out.alive()) {
+    const int64_t room = (out.limit - out.used - 4 - kPast) / kLongest;
+    const size_t left = units.size - i;
+    if (room >= static_cast<int64_t>(left) || room >= static_cast<int64_t>(kShortest)) {
+      const size_t end = room >= static_cast<int64_t>(left) ? units.size : i + static_cast<size_t>(room);
+      uint8_t *block = reinterpret_cast<uint8_t *>(*out.handle);
+      out.used += static_cast<int32_t>(kernels().encode({units.data, end}, i, keepASCII, block + out.used));
+      i = end;
+    } else {
+      const size_t end = left > kShortest ? i + kShortest : units.size;
+      encode_from({units.data, end}, i, keepASCII, out);
+      i = end;
+    }
+  }
+}
+
+void decode(U16View units, UnicodeStringHandle &out) {
+  // Decoding never lengthens the text: where the rule has room for one unit
+  // per input unit, no append can grow the buffer.
+  if (out.alive() && 2 * (int64_t{out.used} + static_cast<int64_t>(units.size) - 1) + 10 <= out.limit) {
+    auto *block = static_cast<uint16_t *>(static_cast<void *>(*out.handle));
+    uint16_t *end = block + (out.capacity + (out.slack ? growth::kSlack : 0)) / 2;
+    out.used += static_cast<int32_t>(kernels().decode(units, block + out.used, end));
+    return;
+  }
+  decode_by_units(units, out);
+}
+
+// The 16-byte level; the wider ones fall back to it where the target has
+// none. No NEON source yet: ARM takes the plain walks.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &plain::kKernels, &plain::kKernels);
+constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase),
+                                            ZTK_ON_WIDE(&avx512::kKernels, kBase)};
 
 bool is_html_ready(ByteView bytes) {
   // Zero, the five markup characters and every byte of a multi-byte character.

@@ -1,0 +1,38 @@
+#include "analysis/html_tags/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::tags::avx512 {
+namespace {
+
+// The last block is read through a mask: no byte past the end is touched.
+ZTK_AVX512 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
+                        uint8_t *outEnd) {
+  Walk w(in, from, filler, depth, out, outEnd);
+  const __m512i lt = _mm512_set1_epi8('<'), gt = _mm512_set1_epi8('>');
+  size_t i = from;
+  for (; i + 64 <= in.size; i += 64) {
+    const __m512i v = _mm512_loadu_si512(in.data + i);
+    const uint64_t open = _mm512_cmpeq_epi8_mask(v, lt);
+    if (w.depth == 0 && open == 0) {
+      _mm512_storeu_si512(w.out, v);
+      w.clean(i, 64);
+      continue;
+    }
+    w.step(open, _mm512_cmpeq_epi8_mask(v, gt), i, 64);
+  }
+  if (i < in.size) {
+    const size_t left = in.size - i;
+    const __mmask64 live = (__mmask64{1} << left) - 1;
+    const __m512i v = _mm512_maskz_loadu_epi8(live, in.data + i);
+    w.step(_mm512_mask_cmpeq_epi8_mask(live, v, lt), _mm512_mask_cmpeq_epi8_mask(live, v, gt), i, left);
+  }
+  return w.finish(depth);
+}
+
+}  // namespace
+
+const Kernels kKernels = {strip};
+
+}  // namespace ztk::tags::avx512
+#endif  // ZTK_WIDE_VECTORS

@@ -1,0 +1,52 @@
+#include "analysis/html_tags/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_X86
+namespace ztk::tags::sse2 {
+namespace {
+
+inline uint64_t bits_of(__m128i v, __m128i b) {
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, b)));
+}
+
+size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  Walk w(in, from, filler, depth, out, outEnd);
+  const __m128i lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>');
+  size_t i = from;
+  for (; i + 64 <= in.size; i += 64) {
+    const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
+    const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
+    const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
+    const __m128i la = _mm_cmpeq_epi8(a, lt), lb = _mm_cmpeq_epi8(b, lt);
+    const __m128i lc = _mm_cmpeq_epi8(c, lt), ld = _mm_cmpeq_epi8(d, lt);
+    const bool anyOpen = _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(la, lb), _mm_or_si128(lc, ld))) != 0;
+    if (w.depth == 0 && !anyOpen) {
+      auto *o = reinterpret_cast<__m128i *>(w.out);
+      _mm_storeu_si128(o, a);
+      _mm_storeu_si128(o + 1, b);
+      _mm_storeu_si128(o + 2, c);
+      _mm_storeu_si128(o + 3, d);
+      w.clean(i, 64);
+      continue;
+    }
+    const uint64_t open = anyOpen ? static_cast<uint32_t>(_mm_movemask_epi8(la)) |
+                                        uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(lb))} << 16 |
+                                        uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(lc))} << 32 |
+                                        uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(ld))} << 48
+                                  : 0;
+    const uint64_t close = bits_of(a, gt) | bits_of(b, gt) << 16 | bits_of(c, gt) << 32 | bits_of(d, gt) << 48;
+    w.step(open, close, i, 64);
+  }
+  for (; i + 16 <= in.size; i += 16) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + i));
+    w.step(bits_of(a, lt), bits_of(a, gt), i, 16);
+  }
+  return plain::finish_from(w, i, depth);
+}
+
+}  // namespace
+
+const Kernels kKernels = {strip};
+
+}  // namespace ztk::tags::sse2
+#endif  // ZTK_X86

@@ -1,0 +1,154 @@
+// One pass of the tag remover over bitmasks of the brackets, block after
+// block, whatever found them. Text runs are copied when they end, in 16-byte
+// moves; runs inside a tag are filled the same way when there is a filler.
+// Only the brackets cost a few instructions each.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "analysis/html_tags.h"
+#include "frame/byte_view.h"
+
+namespace ztk::tags {
+
+struct Walk {
+  const uint8_t *in;
+  size_t size;
+  uint8_t *out;          // where the next byte goes
+  uint8_t *outStart;
+  uint8_t *outEnd;       // whole 16-byte stores may reach up to here
+  const Filler *filler;
+  ptrdiff_t inFar;       // the last offset 64 bytes can be read from
+  ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
+  size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
+  int64_t depth;
+
+  Walk(ByteView bytes, size_t from, const Filler &f, int64_t d, uint8_t *o, uint8_t *end)
+      : in(bytes.data),
+        size(bytes.size),
+        out(o),
+        outStart(o),
+        outEnd(end),
+        filler(&f),
+        inFar(static_cast<ptrdiff_t>(bytes.size) - 64),
+        outFar((end - o) - 64),
+        start(from),
+        depth(d) {}
+
+  // Copies in[a, b) to the output. Runs end at the latest with their block,
+  // so most are at most 64 bytes long: those move in four 16-byte steps
+  // without a loop where both sides have room for them.
+  void text(size_t a, size_t b) {
+    const uint8_t *p = in + a;
+    size_t n = b - a;
+    if (n <= 64 && static_cast<ptrdiff_t>(a) <= inFar && out - outStart <= outFar) {
+      std::memcpy(out, p, 16);
+      if (n > 16) {
+        std::memcpy(out + 16, p + 16, 16);
+        std::memcpy(out + 32, p + 32, 16);
+        std::memcpy(out + 48, p + 48, 16);
+      }
+      out += n;
+      return;
+    }
+    for (; n >= 16; n -= 16, p += 16, out += 16) std::memcpy(out, p, 16);
+    if (n == 0) return;
+    if (static_cast<size_t>(in + size - p) >= 16 && static_cast<size_t>(outEnd - out) >= 16) {
+      std::memcpy(out, p, 16);
+    } else {
+      std::memcpy(out, p, n);
+    }
+    out += n;
+  }
+
+  // Writes the filler for k bytes, its pattern a span at a time.
+  void fill(size_t k) {
+    for (size_t total = k * filler->unit; total > 0;) {
+      size_t n = total < filler->span ? total : filler->span;
+      total -= n;
+      const uint8_t *p = filler->pattern;
+      for (; n >= 16; n -= 16, p += 16, out += 16) std::memcpy(out, p, 16);
+      if (n == 0) continue;
+      if (static_cast<size_t>(outEnd - out) >= 16) {
+        std::memcpy(out, p, 16);  // the pattern has 16 readable bytes past its span
+      } else {
+        std::memcpy(out, p, n);
+      }
+      out += n;
+    }
+  }
+
+  // Takes the brackets of the block of up to 64 bytes at `base`: bit k of
+  // `open` and `close` for in[base + k].
+  // Writes a block of `width` bytes at `base` with no "<" at depth 0 (the
+  // level has stored them): what is left of the run before it is copied.
+  void clean(size_t base, size_t width) {
+    start = base + width;
+    out += width;
+  }
+
+  // Takes the brackets of the block of `width` <= 64 bytes at `base`: bit k
+  // of `open` and `close` for in[base + k]. A text run is copied up to the
+  // block's end, so that a block that follows with no "<" is stored whole.
+  __attribute__((always_inline)) void step(uint64_t open, uint64_t close, size_t base, size_t width) {
+    brackets(open, close, base);
+    if (depth == 0) {
+      text(start, base + width);
+      start = base + width;
+    }
+  }
+
+  __attribute__((always_inline)) void brackets(uint64_t open, uint64_t close, size_t base) {
+    for (;;) {
+      if (depth == 0) {
+        if (open == 0) return;  // a ">" outside a tag is text
+        const uint64_t bit = open & (0 - open);
+        const size_t at = base + static_cast<size_t>(__builtin_ctzll(open));
+        text(start, at);
+        const uint64_t above = ~(bit * 2 - 1);
+        open &= above;
+        close &= above;
+        // Most tags close in their block with no "<" inside: taken whole.
+        const uint64_t end = close & (0 - close);
+        if (end != 0 && (open & (end - 1)) == 0) {
+          const size_t last = base + static_cast<size_t>(__builtin_ctzll(close));
+          if (filler->unit != 0) fill(last - at - 1);
+          start = last + 1;
+          const uint64_t after = ~(end * 2 - 1);
+          open &= after;
+          close &= after;
+          continue;
+        }
+        depth = 1;
+        start = at + 1;
+      } else {
+        const uint64_t both = open | close;
+        if (both == 0) return;
+        const uint64_t bit = both & (0 - both);
+        const size_t at = base + static_cast<size_t>(__builtin_ctzll(both));
+        if (filler->unit != 0) fill(at - start);
+        start = at + 1;
+        depth += (open & bit) != 0 ? 1 : -1;
+        const uint64_t above = ~(bit * 2 - 1);
+        open &= above;
+        close &= above;
+      }
+    }
+  }
+
+  // Ends the last run with the input (a later call goes on from there);
+  // returns the bytes written and hands back the depth.
+  size_t finish(int64_t &depthAfter) {
+    if (depth == 0) {
+      text(start, size);
+    } else if (filler->unit != 0) {
+      fill(size - start);
+    }
+    depthAfter = depth;
+    return static_cast<size_t>(out - outStart);
+  }
+};
+
+}  // namespace ztk::tags

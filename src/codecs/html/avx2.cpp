@@ -1,0 +1,80 @@
+#include "codecs/html/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::html::avx2 {
+namespace {
+
+// One bit per unit of a and b (16 units each): the units whose lanes are all ones.
+ZTK_AVX2 inline uint32_t bits_of(__m256i a, __m256i b) {
+  // Packing works within 128-bit lanes: put the quarters back in order.
+  return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xD8)));
+}
+
+ZTK_AVX2 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
+  DecodeWalk w(in, out, outEnd);
+  const __m256i amp = _mm256_set1_epi16('&');
+  size_t i = 0;
+  for (; i + 32 <= in.size; i += 32) {
+    const auto *p = reinterpret_cast<const __m256i *>(in.data + i);
+    const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
+    const uint32_t amps = bits_of(_mm256_cmpeq_epi16(a, amp), _mm256_cmpeq_epi16(b, amp));
+    if (amps == 0 && w.start == i) {
+      auto *o = reinterpret_cast<__m256i *>(w.out);
+      _mm256_storeu_si256(o, a);
+      _mm256_storeu_si256(o + 1, b);
+      w.clean(i);
+      continue;
+    }
+    w.step(amps, i, 32);
+  }
+  return plain::decode_from(w, i);
+}
+
+// Bytes of all ones for the five markup characters among 32 narrowed units
+// (a unit from 0x80 up is marked anyway, whatever its byte became).
+ZTK_AVX2 inline __m256i markup_bytes(__m256i b) {
+  const __m256i quoteOrAmp = _mm256_or_si256(_mm256_cmpeq_epi8(b, _mm256_set1_epi8('"')),
+                                             _mm256_cmpeq_epi8(b, _mm256_set1_epi8('&')));
+  const __m256i aposOrLess = _mm256_or_si256(_mm256_cmpeq_epi8(b, _mm256_set1_epi8('\'')),
+                                             _mm256_cmpeq_epi8(b, _mm256_set1_epi8('<')));
+  return _mm256_or_si256(_mm256_or_si256(quoteOrAmp, aposOrLess), _mm256_cmpeq_epi8(b, _mm256_set1_epi8('>')));
+}
+
+template <bool kKeepASCII>
+ZTK_AVX2 size_t encode(U16View in, size_t from, uint8_t *out) {
+  EncodeWalk w(in.data, out);
+  alignas(32) uint8_t bytes[64] = {};
+  size_t i = from;
+  for (; i + 32 <= in.size; i += 32) {
+    const auto *p = reinterpret_cast<const __m256i *>(in.data + i);
+    const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
+    // Packing works within 128-bit lanes: put the quarters back in order.
+    const __m256i narrow = _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
+    // A unit below 0x80 is the same byte under both saturations; any other
+    // becomes 0x7F or 0x80 under the signed one and 0xFF, 0x00 or itself
+    // under the unsigned one.
+    __m256i kept = _mm256_cmpeq_epi8(_mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xD8), narrow);
+    if (!kKeepASCII) kept = _mm256_andnot_si256(markup_bytes(narrow), kept);
+    const auto marked = ~static_cast<uint32_t>(_mm256_movemask_epi8(kept));
+    if (marked == 0) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(w.out), narrow);
+      w.out += 32;
+      continue;
+    }
+    _mm256_store_si256(reinterpret_cast<__m256i *>(bytes), narrow);
+    w.step(marked, bytes, i, 32);
+  }
+  return plain::encode_from(w, in, i, kKeepASCII);
+}
+
+ZTK_AVX2 size_t encode_any(U16View units, size_t from, bool keepASCII, uint8_t *out) {
+  return keepASCII ? encode<true>(units, from, out) : encode<false>(units, from, out);
+}
+
+}  // namespace
+
+const Kernels kKernels = {decode, encode_any};
+
+}  // namespace ztk::html::avx2
+#endif  // ZTK_WIDE_VECTORS

@@ -1,0 +1,77 @@
+#include "codecs/html/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_WIDE_VECTORS
+namespace ztk::html::avx512 {
+namespace {
+
+// The units after the last whole block are read through a mask: no unit
+// past the end is touched.
+ZTK_AVX512 inline __mmask32 live_units(size_t left) {
+  return left >= 32 ? ~__mmask32{0} : (__mmask32{1} << left) - 1;
+}
+
+ZTK_AVX512 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
+  DecodeWalk w(in, out, outEnd);
+  const __m512i amp = _mm512_set1_epi16('&');
+  size_t i = 0;
+  for (; i + 32 <= in.size; i += 32) {
+    const __m512i v = _mm512_loadu_si512(in.data + i);
+    const uint32_t amps = _mm512_cmpeq_epi16_mask(v, amp);
+    if (amps == 0 && w.start == i) {
+      _mm512_storeu_si512(w.out, v);
+      w.clean(i);
+      continue;
+    }
+    w.step(amps, i, 32);
+  }
+  if (i < in.size) {
+    const __mmask32 live = live_units(in.size - i);
+    const __m512i v = _mm512_maskz_loadu_epi16(live, in.data + i);
+    w.step(_mm512_mask_cmpeq_epi16_mask(live, v, amp), i, in.size - i);
+  }
+  return w.finish();
+}
+
+template <bool kKeepASCII>
+ZTK_AVX512 inline uint32_t kept_units(__m512i v) {
+  const __mmask32 ascii = _mm512_cmplt_epu16_mask(v, _mm512_set1_epi16(0x80));
+  if (kKeepASCII) return ascii;
+  const __mmask32 markup = _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('"')) |
+                           _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('&')) |
+                           _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('\'')) |
+                           _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('<')) |
+                           _mm512_cmpeq_epi16_mask(v, _mm512_set1_epi16('>'));
+  return ascii & ~markup;
+}
+
+template <bool kKeepASCII>
+ZTK_AVX512 size_t encode(U16View in, size_t from, uint8_t *out) {
+  EncodeWalk w(in.data, out);
+  alignas(32) uint8_t bytes[64] = {};
+  for (size_t i = from; i < in.size; i += 32) {
+    const size_t width = in.size - i < 32 ? in.size - i : 32;
+    const __m512i v = _mm512_maskz_loadu_epi16(live_units(width), in.data + i);
+    const uint32_t kept = kept_units<kKeepASCII>(v);  // units past the end are zeros: kept
+    const __m256i narrow = _mm512_maskz_cvtepi16_epi8(~__mmask32{0}, v);  // gcc 12: the unmasked form reads an undefined register
+    if (kept == ~uint32_t{0} && width == 32) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(w.out), narrow);
+      w.out += 32;
+      continue;
+    }
+    _mm256_store_si256(reinterpret_cast<__m256i *>(bytes), narrow);
+    w.step(~kept, bytes, i, width);
+  }
+  return w.written();
+}
+
+ZTK_AVX512 size_t encode_any(U16View units, size_t from, bool keepASCII, uint8_t *out) {
+  return keepASCII ? encode<true>(units, from, out) : encode<false>(units, from, out);
+}
+
+}  // namespace
+
+const Kernels kKernels = {decode, encode_any};
+
+}  // namespace ztk::html::avx512
+#endif  // ZTK_WIDE_VECTORS

@@ -1,0 +1,53 @@
+// The HTML codec's kernels of each level. Every level walks the same state
+// (walk.h) through masks of its blocks of 32 units and finishes the units
+// after its last whole block with the plain loops, or reads them through a
+// mask, so no load passes the end of the input.
+#pragma once
+
+#include "codecs/html.h"
+#include "codecs/html/walk.h"
+
+namespace ztk::html {
+
+namespace plain {
+// Unit c is written as a reference.
+inline bool special(uint16_t c, bool keepASCII) {
+  return c >= 0x80 || (!keepASCII && (c == '"' || c == '&' || c == '\'' || c == '<' || c == '>'));
+}
+// Decodes from unit i on, 32 units a block, and ends the walk.
+inline size_t decode_from(DecodeWalk &w, size_t i) {
+  for (; i < w.n; i += 32) {
+    const size_t width = w.n - i < 32 ? w.n - i : 32;
+    uint32_t amps = 0;
+    for (size_t j = 0; j < width; ++j) amps |= uint32_t{w.u[i + j] == '&'} << j;
+    w.step(amps, i, width);
+  }
+  return w.finish();
+}
+// Encodes units[i, units.size) a unit at a time; returns the bytes written.
+inline size_t encode_from(EncodeWalk &w, U16View units, size_t i, bool keepASCII) {
+  for (; i < units.size; ++i) {
+    if (special(units[i], keepASCII)) {
+      w.reference(units[i]);
+    } else {
+      *w.out++ = static_cast<uint8_t>(units[i]);
+    }
+  }
+  return w.written();
+}
+extern const Kernels kKernels;
+}  // namespace plain
+
+namespace sse2 {
+extern const Kernels kKernels;
+}  // namespace sse2
+
+namespace avx2 {
+extern const Kernels kKernels;
+}  // namespace avx2
+
+namespace avx512 {
+extern const Kernels kKernels;
+}  // namespace avx512
+
+}  // namespace ztk::html

@@ -1,0 +1,301 @@
+// The HTML codec's passes over UTF-16 units, block after block, whatever
+// found the units that matter in them: the levels hand over a bitmask per
+// block of 32 units ("&" for the decoder; the units written as references
+// for the encoder) and store the blocks that hold none whole. Each marked
+// unit costs a few scalar instructions: plain runs between them move in
+// 16-byte steps, references are read and written through tables.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "codecs/html.h"
+#include "frame/byte_view.h"
+
+namespace ztk::html {
+
+// Names of up to six characters (longer ones can never be matched) as they
+// stand in UTF-16: the first four units in one word, the other two in a
+// second with the name's length in its top 16 bits, found by open
+// addressing in 512 slots. A unit no name holds can never compare equal.
+struct NameIndex {
+  uint64_t lo[512];
+  uint64_t hi[512];
+  int16_t row[512];  // -1: an empty slot
+  uint16_t code[512];
+};
+constexpr size_t kMaxName = 6;
+constexpr size_t slot_of(uint64_t lo, uint64_t hi) {
+  return static_cast<size_t>(((lo + hi * 31) * 0x9E3779B97F4A7C15ull) >> 55);
+}
+// The words of the name of k units at `name` (k from 1 to 6).
+constexpr uint64_t name_lo(const uint16_t *name, size_t k) {
+  uint64_t lo = 0;
+  for (size_t j = 0; j < k && j < 4; ++j) lo |= uint64_t{name[j]} << (16 * j);
+  return lo;
+}
+constexpr uint64_t name_hi(const uint16_t *name, size_t k) {
+  uint64_t hi = uint64_t{k} << 48;
+  for (size_t j = 4; j < k; ++j) hi |= uint64_t{name[j]} << (16 * (j - 4));
+  return hi;
+}
+
+// Every named code is below this; a direct index from code to row (0: none,
+// else the row + 1).
+constexpr uint32_t kCodeSpan = 9831;
+struct CodeIndex {
+  uint8_t row[kCodeSpan];
+};
+
+// Each row's reference as written ("&", name, ";"), padded to 16 bytes, and
+// its name's length.
+struct Reference {
+  char text[16];
+  uint8_t nameLength;
+};
+
+extern const NameIndex kNameIndex;
+extern const CodeIndex kCodeIndex;
+struct References {
+  Reference row[kEntityCount];
+};
+extern const References kReferences;
+extern const Reference kApostrophe;  // "&#39;": the apos row is for decoding only
+
+// The slot of the name whose words are lo and hi, or -1.
+inline int slot_of_name(uint64_t lo, uint64_t hi) {
+  for (size_t slot = slot_of(lo, hi); kNameIndex.row[slot] >= 0; slot = (slot + 1) % 512) {
+    if (kNameIndex.lo[slot] == lo && kNameIndex.hi[slot] == hi) return static_cast<int>(slot);
+  }
+  return -1;
+}
+
+// Keeps the first k units of the words of a name.
+struct NameMasks {
+  uint64_t lo[8], hi[8];
+};
+constexpr NameMasks kNameMasks = {
+    {0, 0xFFFF, 0xFFFFFFFF, 0xFFFFFFFFFFFF, ~uint64_t{0}, ~uint64_t{0}, ~uint64_t{0}, ~uint64_t{0}},
+    {0, 0, 0, 0, 0, 0xFFFF, 0xFFFFFFFF, 0xFFFFFFFFFFFF},
+};
+
+namespace swar {
+constexpr uint64_t kLanes = 0x0001000100010001ull;
+// Bit 15 of each 16-bit lane of x that is zero.
+inline uint64_t zero_lanes(uint64_t x) {
+  constexpr uint64_t kLow15 = 0x7FFF * kLanes;
+  return ~(((x & kLow15) + kLow15) | x | kLow15);
+}
+}  // namespace swar
+
+struct DecodeWalk {
+  const uint16_t *u;
+  size_t n;
+  uint16_t *out;
+  uint16_t *outStart;
+  uintptr_t inFar;   // the last address 32 units can be read from (0: none)
+  uintptr_t outFar;  // the last address 32 units can be stored at (0: none)
+  size_t start = 0;  // the first unit not yet written
+
+  DecodeWalk(U16View units, uint16_t *o, uint16_t *outEnd)
+      : u(units.data),
+        n(units.size),
+        out(o),
+        outStart(o),
+        inFar(units.size >= 32 ? reinterpret_cast<uintptr_t>(units.data + units.size - 32) : 0),
+        outFar(outEnd - o >= 32 ? reinterpret_cast<uintptr_t>(outEnd - 32) : 0) {}
+
+  // Copies u[a, b).
+  void text(size_t a, size_t b) {
+    const uint16_t *p = u + a;
+    size_t k = b - a;
+    if (k <= 32 && reinterpret_cast<uintptr_t>(p) <= inFar && reinterpret_cast<uintptr_t>(out) <= outFar) {
+      std::memcpy(out, p, 16);
+      if (k > 8) {
+        std::memcpy(out + 8, p + 8, 16);
+        std::memcpy(out + 16, p + 16, 16);
+        std::memcpy(out + 24, p + 24, 16);
+      }
+      out += k;
+      return;
+    }
+    std::memcpy(out, p, k * 2);
+    out += k;
+  }
+
+  void put(int32_t value) {
+    if (value <= 0xFFFF) {
+      *out++ = static_cast<uint16_t>(value);
+    } else {
+      const int32_t v = value - 0x10000;
+      *out++ = static_cast<uint16_t>(0xD800 + (v >> 10));
+      *out++ = static_cast<uint16_t>(0xDC00 + (v & 0x3FF));
+    }
+  }
+
+  static bool is_decimal(uint16_t c) { return c >= '0' && c <= '9'; }
+  static bool is_hex(uint16_t c) { return is_decimal(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
+
+  // The value of the numeric reference "&#" at `at`, or 0 or less when it is none.
+  __attribute__((noinline)) int32_t numeric(size_t at) const {
+    int32_t value = 0;
+    bool minus = false;
+    size_t p = at + 2;
+    if (p < n && u[p] == 'x') {
+      for (size_t end = p + 5 < n ? p + 5 : n, q = p + 1; q < end && (u[q] == '-' || is_hex(u[q])); ++q) {
+        if (u[q] == '-') {
+          minus = true;
+        } else {
+          value = value * 16 + (is_decimal(u[q]) ? u[q] - '0' : (u[q] | 0x20) - 'a' + 10);
+        }
+      }
+    } else {
+      for (; p < n && (u[p] == '-' || is_decimal(u[p])); ++p) {
+        if (u[p] == '-') {
+          minus = true;
+        } else if (value <= 0x10FFFF) {  // more digits than a reference can hold change nothing
+          value = value * 10 + (u[p] - '0');
+        }
+      }
+    }
+    if (minus) value = -value;
+    return value > 0x10FFFF ? 0 : value;
+  }
+
+  // Reads the reference whose "&" is at `at`: its value and the unit after
+  // it, or false when the "&" is a character of its own.
+  __attribute__((always_inline)) bool reference(size_t at, int32_t &value, size_t &end) const {
+    size_t k;
+    if (at + 9 <= n) {
+      // The eight units after the "&" in two words: the ";" within seven.
+      uint64_t lo, hi;
+      std::memcpy(&lo, u + at + 1, 8);
+      std::memcpy(&hi, u + at + 5, 8);
+      const uint64_t semiLo = swar::zero_lanes(lo ^ (';' * swar::kLanes));
+      const uint64_t semiHi = swar::zero_lanes(hi ^ (';' * swar::kLanes)) & 0x0000800080008000ull;
+      if (semiLo != 0) {
+        k = static_cast<size_t>(__builtin_ctzll(semiLo)) / 16;
+      } else if (semiHi != 0) {
+        k = 4 + static_cast<size_t>(__builtin_ctzll(semiHi)) / 16;
+      } else {
+        return false;
+      }
+      if (k == 0) return false;
+      if ((lo & 0xFFFF) != '#') {
+        const int slot = slot_of_name(lo & kNameMasks.lo[k], (hi & kNameMasks.hi[k]) | uint64_t{k} << 48);
+        value = slot < 0 ? 0 : kNameIndex.code[slot];
+        end = at + k + 2;
+        return slot >= 0;
+      }
+    } else {
+      // Near the end: the name may run to the end of the text.
+      bool bounded = false;
+      k = 0;
+      for (size_t j = 1; j <= 7; ++j) {
+        if (at + j == n || u[at + j] == ';') {
+          k = j - 1;
+          bounded = true;
+          break;
+        }
+      }
+      if (!bounded || k == 0) return false;
+      if (const EscapeCode *e = find_name(u + at + 1, k)) {
+        value = static_cast<int32_t>(e->code);
+        end = at + k + 2 < n ? at + k + 2 : n;
+        return true;
+      }
+      if (u[at + 1] != '#') return false;
+    }
+    value = numeric(at);
+    end = at + k + 2 < n ? at + k + 2 : n;
+    return value > 0;
+  }
+
+  // Takes the "&"s of the block of `width` <= 32 units at `base` (bit j for
+  // u[base + j]) and writes the block's text up to its end, so that a block
+  // that follows with none is stored whole.
+  __attribute__((always_inline)) void step(uint64_t amps, size_t base, size_t width) {
+    // A reference runs at most nine units past its "&": shifts stay below 64.
+    if (start > base) amps &= ~uint64_t{0} << (start - base);
+    while (amps != 0) {
+      const size_t at = base + static_cast<size_t>(__builtin_ctzll(amps));
+      amps &= amps - 1;
+      int32_t value;
+      size_t end;
+      if (!reference(at, value, end)) continue;  // the "&" stays in the run
+      text(start, at);
+      put(value);
+      start = end;
+      amps &= ~uint64_t{0} << (end - base);
+    }
+    if (start < base + width) {
+      text(start, base + width);
+      start = base + width;
+    }
+  }
+
+  // A block of 32 units with no "&" that the level has stored.
+  void clean(size_t base) {
+    start = base + 32;
+    out += 32;
+  }
+
+  size_t finish() {
+    if (start < n) text(start, n);
+    return static_cast<size_t>(out - outStart);
+  }
+};
+
+struct EncodeWalk {
+  const uint16_t *u;
+  uint8_t *out;
+  uint8_t *outStart;
+
+  EncodeWalk(const uint16_t *units, uint8_t *o) : u(units), out(o), outStart(o) {}
+
+  // Writes the reference of unit c; 16 bytes may be stored.
+  void reference(uint16_t c) {
+    const Reference *r = nullptr;
+    if (c == '\'') {
+      r = &kApostrophe;
+    } else if (c < kCodeSpan && kCodeIndex.row[c] != 0) {
+      r = &kReferences.row[kCodeIndex.row[c] - 1];
+    } else {
+      char number[16] = {'&', '#'};
+      const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
+      for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) {
+        number[d] = static_cast<char>('0' + c % 10);
+      }
+      number[digits + 2] = ';';
+      std::memcpy(out, number, 16);
+      out += digits + 3;
+      return;
+    }
+    std::memcpy(out, r->text, 16);
+    out += r->nameLength + 2;
+  }
+
+  // Takes a block of `width` <= 32 units at `base` whose low bytes are at
+  // `bytes` (48 readable), `special` marking the units written as references.
+  // Up to 32 bytes may be stored past what is written.
+  __attribute__((always_inline)) void step(uint32_t special, const uint8_t *bytes, size_t base, size_t width) {
+    size_t from = 0;
+    while (special != 0) {
+      const size_t at = static_cast<size_t>(__builtin_ctz(special));
+      special &= special - 1;
+      std::memcpy(out, bytes + from, 16);
+      if (at - from > 16) std::memcpy(out + 16, bytes + from + 16, 16);
+      out += at - from;
+      reference(u[base + at]);
+      from = at + 1;
+    }
+    std::memcpy(out, bytes + from, 16);
+    if (width - from > 16) std::memcpy(out + 16, bytes + from + 16, 16);
+    out += width - from;
+  }
+
+  size_t written() const { return static_cast<size_t>(out - outStart); }
+};
+
+}  // namespace ztk::html
