@@ -17,6 +17,7 @@ void *PEImage::symbol(const char *) const { return nullptr; }
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cfenv>
 #include <cstdarg>
 #include <cstdio>
