@@ -179,7 +179,11 @@ extern "C" int ztk_win_stdio_common_vsprintf(uint64_t options, char *buffer, siz
   const ArgumentList list{slots, nullptr, nullptr, 0, 0};
   va_list args;
   std::memcpy(static_cast<void *>(&args), &list, sizeof list);
-  const int n = std::vsnprintf(buffer, size, linux_format(format).c_str(), args);
+  const std::string own = linux_format(format);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the plugin's format, rewritten
+  const int n = std::vsnprintf(buffer, size, own.c_str(), args);
+#pragma GCC diagnostic pop
   if ((options & 2) == 0 && n >= 0 && static_cast<size_t>(n) >= size) return -1;
   return n;
 }
