@@ -16,22 +16,26 @@
 #include <cstdint>
 #include <string>
 
+#include "loaded_image.h"
+
 namespace subhost {
 
-class MachOImage {
+class MachOImage : public LoadedImage {
  public:
   // Whether the file starts like a Mach-O file or a universal one.
   static bool is_macho(const std::string &path);
   // Loads the slice of the running architecture; throws std::runtime_error
   // saying what is wrong.
   explicit MachOImage(const std::string &path);
-  ~MachOImage();
+  ~MachOImage() override;
   MachOImage(const MachOImage &) = delete;
   MachOImage &operator=(const MachOImage &) = delete;
 
   // The address of an exported symbol (its C name, without the leading
   // underscore Mach-O adds), or null.
-  void *symbol(const char *name) const;
+  void *symbol(const char *name) const override;
+  // Apple's convention lets a callee rely on its caller widening booleans.
+  bool booleans_widened() const override { return true; }
 
  private:
   uint8_t *base_ = nullptr;  // where the image's address 0 lies

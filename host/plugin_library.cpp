@@ -14,6 +14,7 @@
 
 #include "invoke.h"
 #include "macho_image.h"
+#include "pe_image.h"
 #include "subhost.h"
 
 namespace subhost {
@@ -53,16 +54,21 @@ PluginLibrary::PluginLibrary(const std::string &path) {
     throw std::runtime_error("cannot copy plugin " + path + ": " + error.message());
   }
   copy_ = copy.string();
-  if (MachOImage::is_macho(copy_)) {
+  if (MachOImage::is_macho(copy_) || PEImage::is_pe(copy_)) {
     try {
-      macho_ = std::make_unique<MachOImage>(copy_);
-      pass_booleans_widened(true);
+      if (MachOImage::is_macho(copy_)) {
+        image_ = std::make_unique<MachOImage>(copy_);
+      } else {
+        image_ = std::make_unique<PEImage>(copy_);
+      }
     } catch (const std::exception &e) {
       fs::remove(copy_, error);
       throw std::runtime_error("cannot load plugin " + path + ": " + e.what());
     }
+    pass_booleans_widened(image_->booleans_widened());
     return;
   }
+  pass_booleans_widened(false);
   handle_ = open_library(copy_);
   if (handle_ == nullptr) {
     const std::string why = last_error();
@@ -72,6 +78,7 @@ PluginLibrary::PluginLibrary(const std::string &path) {
 }
 
 PluginLibrary::~PluginLibrary() {
+  image_.reset();
   if (handle_ != nullptr) close_library(handle_);
   std::error_code error;
   std::filesystem::remove(copy_, error);
@@ -117,7 +124,7 @@ PluginLibrary &PluginLibrary::started_once(const std::string &path) {
 bool PluginLibrary::exports(const std::string &symbolName) const { return find(symbolName.c_str()) != nullptr; }
 
 void *PluginLibrary::find(const char *name) const {
-  if (macho_ != nullptr) return macho_->symbol(name);
+  if (image_ != nullptr) return image_->symbol(name);
   return symbol(handle_, name);
 }
 

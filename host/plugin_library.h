@@ -2,8 +2,9 @@
 // calls it with the substitute host's resolver. Every load is a fresh copy of
 // the library, so that the plugin's process-wide state (its caches and
 // settings) starts as it does when an application starts. A macOS library
-// (Mach-O) is loaded by the host's own loader (macho_image.h), elsewhere
-// than on Windows.
+// (Mach-O) and the Windows arm64 library (PE) are loaded by the host's own
+// loaders (macho_image.h, pe_image.h), elsewhere than on Windows; each
+// library's calling details come with its image.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@
 
 namespace subhost {
 
-class MachOImage;
+class LoadedImage;
 
 class PluginLibrary {
  public:
@@ -43,7 +44,7 @@ class PluginLibrary {
 
   std::string copy_;
   void *handle_ = nullptr;
-  std::unique_ptr<MachOImage> macho_;  // a macOS library, loaded by the host itself
+  std::unique_ptr<LoadedImage> image_;  // a library loaded by the host itself
 };
 
 }  // namespace subhost

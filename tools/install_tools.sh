@@ -4,7 +4,8 @@
 # wine (and its 32-bit half, which may fail without stopping anything: that
 # platform is then reported as not run), clang with its sanitizer runtimes
 # (libFuzzer, ThreadSanitizer), and for the
-# macOS library clang's linker, llvm-lipo and libc++'s headers. Does nothing
+# macOS and Windows arm64 libraries clang's linkers (ld64.lld, lld-link),
+# llvm-lipo, llvm-dlltool and libc++'s headers. Does nothing
 # when all is there; needs root (or sudo) otherwise.
 set -uo pipefail
 cd "$(dirname "$0")/.."

@@ -13,6 +13,7 @@ platforms=(
   "windows-x64|Windows x86-64|ZTKStrings.dll"
   "windows-x86|Windows|ZTKStrings.dll"
   "macos-x86_64|Mac Universal|ZTKStrings.dylib"
+  "windows-arm64|Windows arm64|ZTKStrings.dll"
 )
 stage=build/package/stage
 rm -rf build/package && mkdir -p "$stage/ZTKStrings/Build Resources" dist

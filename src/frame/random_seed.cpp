@@ -14,7 +14,18 @@ namespace {
 
 std::atomic<DWORD> gStartThread{0};
 std::atomic<uint32_t> gThreadsSeeded{0};
+#if defined(ZTK_TLS_BY_SYSTEM)
+// The Windows arm64 library has no C runtime to lay out static thread-local
+// storage: the flag lives in a slot the system hands out once, on the start
+// thread before any method runs.
+DWORD gSeededSlot = TLS_OUT_OF_INDEXES;
+bool seeded() { return gSeededSlot == TLS_OUT_OF_INDEXES || TlsGetValue(gSeededSlot) != nullptr; }
+void mark_seeded() { TlsSetValue(gSeededSlot, &gSeededSlot); }
+#else
 thread_local bool tSeeded = false;
+bool seeded() { return tSeeded; }
+void mark_seeded() { tSeeded = true; }
+#endif
 
 // Threads started in the same second must not share a seed: the thread's id
 // and a count of seeded threads go into it with the time, mixed so that close
@@ -28,11 +39,16 @@ uint64_t mix(uint64_t x) {
 
 }  // namespace
 
-void note_start_thread() { gStartThread.store(GetCurrentThreadId(), std::memory_order_relaxed); }
+void note_start_thread() {
+#if defined(ZTK_TLS_BY_SYSTEM)
+  if (gSeededSlot == TLS_OUT_OF_INDEXES) gSeededSlot = TlsAlloc();
+#endif
+  gStartThread.store(GetCurrentThreadId(), std::memory_order_relaxed);
+}
 
 void prepare_thread() {
-  if (tSeeded) return;
-  tSeeded = true;
+  if (seeded()) return;
+  mark_seeded();
   const DWORD self = GetCurrentThreadId();
   if (self == gStartThread.load(std::memory_order_relaxed)) return;
   const uint64_t n = gThreadsSeeded.fetch_add(1, std::memory_order_relaxed);
