@@ -49,9 +49,12 @@ rbText::rbText(REALstringStruct *s) {
   for (int32_t &length : lengths_) length = -1;
 }
 
+// The caller's string is read, never kept: the host holds the caller's
+// reference until the method returns, so the view takes none of its own (a
+// lock and an unlock per text would change nothing but the call's cost).
 void rbText::adopt(REALstring s) {
   source_ = s;
-  sourceOwned_ = REALLockString(s);
+  sourceOwned_ = false;
 }
 
 rbText::~rbText() {
@@ -62,8 +65,9 @@ rbText::~rbText() {
   for (int f = 0; f < 5; ++f) {
     if (owned_[f]) REALDisposeStringData(&records_[f]);
   }
-  for (void *b : buffers_) ztk::mem::release(b);
-  reset();
+  for (void *b : buffers_) {
+    if (b != nullptr) ztk::mem::release(b);
+  }
 }
 
 void rbText::reset() {

@@ -48,7 +48,7 @@ class rbText {
   void convert_8bit(Form f, uint32_t encoding);
   bool align_utf16();
 
-  void adopt(REALstring s);  // takes `s` as the source, locked when the host can
+  void adopt(REALstring s);  // takes the caller's `s` as the source
 
   REALstring source_ = nullptr;
   bool sourceOwned_ = false;  // the view holds a reference to release
