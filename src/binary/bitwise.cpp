@@ -7,8 +7,7 @@
 
 namespace {
 
-// Reads data and mask, runs `rule(data, mask, out)` into a scratch block of
-// n bytes and returns them tagged as raw bytes.
+// Reads data and mask, runs `rule(data, mask, out)` into n scratch bytes and returns them tagged as raw bytes.
 template <class Rule>
 REALstring combine_strings(REALstring data, REALstring mask, Rule rule) {
   if (data == nullptr || mask == nullptr) return nullptr;
@@ -18,12 +17,10 @@ REALstring combine_strings(REALstring data, REALstring mask, Rule rule) {
   const ztk::ByteView bytes = d.view(), maskBytes = m.view();
   // An empty or unreadable mask has nothing to repeat: no result.
   if (bytes.empty() || maskBytes.empty()) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(bytes.size));
-  if (out == nullptr) return nullptr;
-  rule(bytes, maskBytes, out);
-  REALstring result = ztk::BuildRawBytes({out, bytes.size});
-  ztk::mem::release(out);
-  return result;
+  const ztk::mem::Scratch out(bytes.size);
+  if (out.data() == nullptr) return nullptr;
+  rule(bytes, maskBytes, out.data());
+  return ztk::BuildRawBytes({out.data(), bytes.size});
 }
 
 REALstring xor_strings(REALstring data, REALstring mask, RBInteger offset, bool withPosition) {

@@ -36,17 +36,16 @@ REALstring ReplaceNonPrintableCharactersZTK(REALstring s, RBInteger replacevalue
   ztk::ReadString(in, s);
   const ztk::ByteView bytes = in.view();
   if (bytes.empty()) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(bytes.size));
-  if (out == nullptr) return nullptr;
-  ztk::byte_checks::replace_non_printable(bytes, static_cast<uint8_t>(replacevalue & 0xFF), out);
-  REALstring result = ztk::BuildString(out, static_cast<int64_t>(bytes.size), enc::kASCII);
-  ztk::mem::release(out);
-  return result;
+  const ztk::mem::Scratch out(bytes.size);
+  if (out.data() == nullptr) return nullptr;
+  ztk::byte_checks::replace_non_printable(bytes, static_cast<uint8_t>(replacevalue & 0xFF), out.data());
+  return ztk::BuildString(out.data(), static_cast<int64_t>(bytes.size), enc::kASCII);
 }
 
 REALstring RandomBytesStringZTK(RBInteger length, RBBoolean ascii) {
   if (length < 1 || !ztk::mem::size_ok(static_cast<uint64_t>(length))) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(static_cast<uint64_t>(length)));
+  const ztk::mem::Scratch scratch(static_cast<uint64_t>(length));
+  uint8_t *out = scratch.data();
   if (out == nullptr) return nullptr;
   ztk::random::prepare_thread();
   // Byte i comes from the i-th rand() call of this method.
@@ -54,7 +53,5 @@ REALstring RandomBytesStringZTK(RBInteger length, RBBoolean ascii) {
     const int r = std::rand();
     out[i] = ascii != 0 ? static_cast<uint8_t>(32 + r % 96) : static_cast<uint8_t>(r & 0xFF);
   }
-  REALstring result = REALBuildUnicodeString(out, length, ascii != 0 ? enc::kASCII : enc::kNone);
-  ztk::mem::release(out);
-  return result;
+  return REALBuildUnicodeString(out, length, ascii != 0 ? enc::kASCII : enc::kNone);
 }

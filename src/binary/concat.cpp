@@ -22,18 +22,15 @@ REALstring ConcatBinaryStringsZTK(REALstring a, REALstring b, REALstring c, REAL
   // Short results are joined on the stack: a heap block would cost more than
   // the copy, and threads joining short texts at once would meet in the
   // allocator.
-  uint8_t onStack[4096];
-  const bool small = total + 10 <= sizeof onStack;
-  auto *out = small ? onStack : static_cast<uint8_t *>(ztk::mem::alloc(total + 10));
+  const ztk::mem::Scratch scratch(total + 10);
+  uint8_t *out = scratch.data();
   if (out == nullptr) return nullptr;
   size_t at = 0;
   for (const rbData &r : reads) {
     if (!r.view().empty()) std::memcpy(out + at, r.data, r.view().size);
     at += r.view().size;
   }
-  REALstring result = total > 0 ? ztk::BuildRawBytes({out, static_cast<size_t>(total)}) : nullptr;
-  if (!small) ztk::mem::release(out);
-  return result;
+  return total > 0 ? ztk::BuildRawBytes({out, static_cast<size_t>(total)}) : nullptr;
 }
 
 }  // namespace

@@ -13,12 +13,10 @@ REALstring EncodingToHex(REALstring s) {
   ztk::ReadString(in, s);
   const uint64_t size = 2 * uint64_t(in.view().size);
   if (in.view().empty() || !ztk::mem::size_ok(size)) return nullptr;
-  char *out = static_cast<char *>(ztk::mem::alloc(size));
-  if (out == nullptr) return nullptr;
-  ztk::hex::encode(in.view(), out);
-  REALstring result = ztk::BuildString(out, static_cast<int64_t>(size), enc::kASCII);
-  ztk::mem::release(out);
-  return result;
+  const ztk::mem::Scratch out(size);
+  if (out.data() == nullptr) return nullptr;
+  ztk::hex::encode(in.view(), reinterpret_cast<char *>(out.data()));
+  return ztk::BuildString(out.data(), static_cast<int64_t>(size), enc::kASCII);
 }
 
 // Serves DecodingFromHexZTK (the handler keeps its historical name).
@@ -27,10 +25,8 @@ REALstring DecodingToHex(REALstring s) {
   const ztk::ByteView digits = text.ascii();
   if (digits.size < 2) return nullptr;
   const size_t size = digits.size / 2;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(size));
-  if (out == nullptr) return nullptr;
-  ztk::hex::decode(digits, out);
-  REALstring result = ztk::BuildRawBytes({out, size});
-  ztk::mem::release(out);
-  return result;
+  const ztk::mem::Scratch out(size);
+  if (out.data() == nullptr) return nullptr;
+  ztk::hex::decode(digits, out.data());
+  return ztk::BuildRawBytes({out.data(), size});
 }

@@ -25,4 +25,25 @@ void *alloc(uint64_t n);
 void *resize(void *p, uint64_t n);
 void release(void *p);
 
+// A method's scratch bytes: on the stack for up to kStackBytes, a heap block
+// from alloc beyond (null when it cannot be had). A short call's result is
+// built this way without a heap block, whose allocation and release would
+// cost more than the call's own work.
+class Scratch {
+ public:
+  static constexpr uint64_t kStackBytes = 4096;
+  explicit Scratch(uint64_t n) : data_(n <= kStackBytes ? stack_ : static_cast<uint8_t *>(alloc(n))) {}
+  ~Scratch() {
+    if (data_ != stack_ && data_ != nullptr) release(data_);
+  }
+  Scratch(const Scratch &) = delete;
+  Scratch &operator=(const Scratch &) = delete;
+
+  uint8_t *data() const { return data_; }
+
+ private:
+  uint8_t stack_[kStackBytes];
+  uint8_t *data_;
+};
+
 }  // namespace ztk::mem

@@ -8,7 +8,36 @@
 
 namespace ztk {
 
+namespace {
+// Whether n bytes (1 to 32) are all below 0x80, from loads of 8, 4 or 1
+// bytes that overlap in the middle and stay inside the bytes. A short result
+// is tested here rather than through the kernel table, whose block loops and
+// tails cost several times this on a few bytes.
+uint64_t load8(const uint8_t *p) {
+  uint64_t v;
+  std::memcpy(&v, p, 8);
+  return v;
+}
+bool short_all_ascii(const uint8_t *p, size_t n) {
+  uint64_t seen;
+  if (n >= 16) {
+    seen = load8(p) | load8(p + 8) | load8(p + n - 16) | load8(p + n - 8);
+  } else if (n >= 8) {
+    seen = load8(p) | load8(p + n - 8);
+  } else if (n >= 4) {
+    uint32_t head, tail;
+    std::memcpy(&head, p, 4);
+    std::memcpy(&tail, p + n - 4, 4);
+    seen = head | tail;
+  } else {
+    seen = p[0] | p[n / 2] | p[n - 1];
+  }
+  return (seen & 0x8080808080808080u) == 0;
+}
+}  // namespace
+
 uint32_t RawBytesTag(ByteView bytes) {
+  if (bytes.size >= 1 && bytes.size <= 32) return short_all_ascii(bytes.data, bytes.size) ? enc::kASCII : enc::kNone;
   return byte_checks::all_ascii(bytes) ? enc::kASCII : enc::kNone;
 }
 

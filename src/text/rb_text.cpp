@@ -21,7 +21,12 @@ bool holdable(uint64_t bytes) { return bytes < (uint64_t{1} << 31) - 4; }
 }  // namespace
 
 rbText::rbText(REALstringStruct *s) {
-  reset();
+  for (const void *&text : texts_) text = kEmpty8;
+  texts_[kUTF16] = EmptyBufferUInt16;
+  texts_[kUTF32] = EmptyBufferUInt32;
+  // No string: every form is the empty text at once. Otherwise each is made
+  // on its first request.
+  for (int32_t &length : lengths_) length = s == nullptr ? 0 : -1;
   if (s == nullptr) return;
   const auto encoding = REALGetStringEncoding(s);
   if (!encoding || *encoding != enc::kNone) {
@@ -46,43 +51,25 @@ rbText::rbText(REALstringStruct *s) {
       }
     }
   }
-  for (int32_t &length : lengths_) length = -1;
 }
 
+// The caller's string is read, never kept: the host holds the caller's
+// reference until the method returns, so the view takes none of its own (a
+// lock and an unlock per text would change nothing but the call's cost).
 void rbText::adopt(REALstring s) {
   source_ = s;
-  sourceOwned_ = REALLockString(s);
+  sourceOwned_ = false;
 }
 
 rbText::~rbText() {
-  if (source_ != nullptr && sourceOwned_) REALUnlockString(source_);
-  for (REALstring &c : converted_) {
-    if (c != nullptr) REALUnlockString(c);
-  }
-  for (int f = 0; f < 5; ++f) {
+  if (sourceOwned_) REALUnlockString(source_);
+  for (int f = kASCII; f <= kUTF16; ++f) {
+    if (converted_[f] != nullptr) REALUnlockString(converted_[f]);
     if (owned_[f]) REALDisposeStringData(&records_[f]);
   }
-  for (void *b : buffers_) ztk::mem::release(b);
-  reset();
-}
-
-void rbText::reset() {
-  source_ = nullptr;
-  sourceOwned_ = false;
-  for (int f = 0; f < 6; ++f) {
-    lengths_[f] = 0;
-    buffers_[f] = nullptr;
-    texts_[f] = kEmpty8;
-    if (f < 5) {
-      converted_[f] = nullptr;
-      records_[f] = REALstringData{};
-      owned_[f] = false;
-    }
+  for (int f = kUTF16; f <= kUTF32; ++f) {
+    if (buffers_[f] != nullptr) ztk::mem::release(buffers_[f]);
   }
-  texts_[kUTF16] = EmptyBufferUInt16;
-  texts_[kUTF32] = EmptyBufferUInt32;
-  isASCII_ = false;
-  failed_ = false;
 }
 
 // A UTF-16 text that starts on an odd address (a host string's text begins

@@ -44,19 +44,18 @@ class rbText {
     return lengths_[f];
   }
   const uint8_t *bytes(Form f) const { return static_cast<const uint8_t *>(texts_[f]); }
-  void reset();
   void convert_8bit(Form f, uint32_t encoding);
   bool align_utf16();
 
-  void adopt(REALstring s);  // takes `s` as the source, locked when the host can
+  void adopt(REALstring s);  // takes the caller's `s` as the source
 
   REALstring source_ = nullptr;
   bool sourceOwned_ = false;  // the view holds a reference to release
   REALstring converted_[5] = {};
-  int32_t lengths_[6] = {};
-  const void *texts_[6] = {};
+  int32_t lengths_[6];     // set by the constructor
+  const void *texts_[6];   // set by the constructor
   void *buffers_[6] = {};
-  REALstringData records_[5] = {};
+  REALstringData records_[5];  // read only where owned_
   bool owned_[5] = {};
   bool isASCII_ = false;
   bool failed_ = false;

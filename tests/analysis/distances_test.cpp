@@ -147,13 +147,41 @@ TEST_P(LevenshteinDistanceZTK, ScratchFailureRaisesOutOfMemory) {
   plugin->fail_allocation(0);
 }
 
+// Texts of up to 256 units are widened on the stack; longer ones in a heap
+// block, and a text whose block cannot be had counts as empty.
 TEST_P(LevenshteinDistanceZTK, TextsThatCannotBeReadCountAsEmpty) {
-  REALstring a = S("kitten");
+  REALstring a = S(std::string(257, 'k')), shortText = S("kitten");
   plugin->fail_allocation(-1);
   Result r = call("LevenshteinDistanceZTK", {a, a});
   EXPECT_EQ(r.real, 1.0);
   EXPECT_EQ(r.exceptionClass, "");
+  // Hosts that hand out string data give aligned units; an older host's
+  // converted text starts on an odd address and is copied to be read as units.
+  if (GetParam() >= 2013.0) {
+    EXPECT_EQ(call("LevenshteinDistanceZTK", {shortText, shortText}).real, 0.0) << "short texts need no memory";
+  }
   plugin->fail_allocation(0);
+}
+
+// Either side of the stack's 256 units, alone or together, and texts that the
+// host converts (accented UTF-8, UTF-16): the same doubles as the textbook
+// distances of the texts' units.
+TEST_P(LevenshteinDistanceZTK, StackAndHeapWideningGiveTheSameDistances) {
+  std::mt19937 rng(12);
+  auto text = [&](size_t n) {
+    std::u16string t(n, u'a');
+    for (char16_t &u : t) u = static_cast<char16_t>(rng() % 3 == 0 ? 0xE0 + rng() % 3 : 'a' + rng() % 3);
+    return t;
+  };
+  for (size_t n : {size_t{1}, size_t{20}, size_t{255}, size_t{256}, size_t{257}, size_t{300}}) {
+    for (size_t m : {size_t{20}, size_t{256}, size_t{257}}) {
+      SCOPED_TRACE(std::to_string(n) + " x " + std::to_string(m));
+      const std::u16string a = text(n), b = text(m);
+      const Units ua(a.begin(), a.end()), ub(b.begin(), b.end());
+      EXPECT_EQ(call("LevenshteinDistanceZTK", {U16(a), S(utf8_of(b))}).real, reference_levenshtein(ua, ub));
+      EXPECT_EQ(call("JaroWinklerDistanceZTK", {S(utf8_of(a)), U16(b)}).real, reference_jaro_winkler(ua, ub));
+    }
+  }
 }
 
 TEST_P(LevenshteinDistanceZTK, MatrixBeyond31BitsRaisesWithoutAllocating) {

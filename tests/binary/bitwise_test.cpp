@@ -31,9 +31,14 @@ TEST_P(StringANDZTK, EmptyOrMissingArgumentsGiveEmptyString) {
     EXPECT_TRUE(call(method, {Empty(), S("a")}).null);
     EXPECT_TRUE(call(method, {S("a"), Empty()}).null) << "an empty mask has nothing to repeat";
   }
-  REALstring a = S("abc");
+  // Results of up to 4 KiB are made on the stack; a longer one's block that
+  // cannot be had gives the empty result.
+  REALstring a = S("abc"), longer = S(std::string(5000, 'a'));
   plugin->fail_allocation(1);
-  EXPECT_TRUE(call("StringANDZTK", {a, a}).null);
+  EXPECT_TRUE(call("StringANDZTK", {longer, a}).null);
+  plugin->fail_allocation(1);
+  EXPECT_EQ(call("StringANDZTK", {a, a}).bytes, "abc") << "a short result needs no memory";
+  plugin->fail_allocation(0);
 }
 
 // Every vector level against the one-byte rules: data of every length to 300

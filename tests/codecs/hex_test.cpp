@@ -67,9 +67,16 @@ TEST_P(EncodingToHexZTK, RoundTripsRandomBytes) {
 }
 
 TEST_P(EncodingToHexZTK, FailuresGiveEmptyString) {
-  REALstring s = S("abc");
+  // Results of up to 4 KiB are made on the stack; a longer one's block that
+  // cannot be had gives the empty result.
+  REALstring s = S("abc"), longer = S(std::string(3000, 'a'));
   plugin->fail_allocation(1);
-  EXPECT_TRUE(call("EncodingToHexZTK", {s}).null);
+  EXPECT_TRUE(call("EncodingToHexZTK", {longer}).null);
+  plugin->fail_allocation(1);
+  EXPECT_TRUE(call("DecodingFromHexZTK", {S(std::string(9000, 'a'))}).null);
+  plugin->fail_allocation(1);
+  EXPECT_EQ(call("EncodingToHexZTK", {s}).bytes, "616263") << "a short result needs no memory";
+  plugin->fail_allocation(0);
   host.failures["REALBuildString"].always = true;
   EXPECT_TRUE(call("EncodingToHexZTK", {s}).null);
   EXPECT_TRUE(call("DecodingFromHexZTK", {S("4142")}).null);

@@ -3,7 +3,9 @@
 #include <cstring>
 #include <vector>
 
+#include "frame/byte_checks.h"
 #include "in_process.h"
+#include "kernel_levels.h"
 
 using namespace ztk_test;
 
@@ -70,4 +72,23 @@ TEST_F(BuildUnicodeString, RawBytesTagFollowsTheHighestByte) {
     const uint8_t bytes[3] = {'a', static_cast<uint8_t>(b), 'z'};
     EXPECT_EQ(ztk::RawBytesTag({bytes, 3}), b < 0x80 ? enc::kASCII : enc::kNone);
   }
+}
+
+// Results of up to 32 bytes are tagged by a few overlapping word loads instead
+// of the kernel table: each length, with one high byte at each position (or
+// none), ending right before an unreadable page, against the byte loop.
+TEST_F(BuildUnicodeString, RawBytesTagOfShortResultsEqualsTheByteLoop) {
+  for (size_t n = 1; n <= 40; ++n) {
+    for (size_t at = 0; at <= n; ++at) {
+      for (uint8_t high : {0x80, 0xC3, 0xFF}) {
+        std::string bytes(n, 'a');
+        if (at < n) bytes[at] = static_cast<char>(high);
+        GuardedBytes guarded(bytes);
+        const bool ascii = ztk::byte_checks::all_in_class_reference(guarded.view(), ztk::byte_checks::Class::Ascii);
+        ASSERT_EQ(ztk::RawBytesTag(guarded.view()), ascii ? enc::kASCII : enc::kNone) << n << " " << at;
+        ASSERT_EQ(ascii, at == n);
+      }
+    }
+  }
+  EXPECT_EQ(ztk::RawBytesTag({nullptr, 0}), enc::kASCII) << "no bytes are all ASCII";
 }

@@ -144,3 +144,41 @@ TEST_F(GrowableBuffers, OneByteAppendsResizeLogarithmicallyOften) {
   ASSERT_TRUE(u.alive());
   EXPECT_EQ(u.used, units);
 }
+
+// A block of up to 4 KiB shares one allocation with its master pointer; a
+// larger one, and any block once resized, has its bytes apart. Either way a
+// resize keeps the bytes, a pinned block does not move, and a resize that
+// fails leaves the block as it was.
+TEST_F(GrowableBuffers, MemoryBlocksKeepTheirBytesInEitherPlace) {
+  using namespace ztk::mm;
+  for (int64_t size : {0, 1, 100, 4096, 4097, 20000}) {
+    SCOPED_TRACE(size);
+    const int64_t before = ZTKTestingAllocationCount();
+    Handle h = NewHandle(size);
+    ASSERT_NE(h, nullptr);
+    EXPECT_EQ(ZTKTestingAllocationCount() - before, size <= 4096 ? 1 : 2);
+    EXPECT_EQ(GetHandleSize(h), size);
+    for (int64_t i = 0; i < size; ++i) (*h)[i] = static_cast<char>(i * 7);
+    HLock(h);
+    char *pinned = *h;
+    SetHandleSize(h, size + 10);
+    EXPECT_EQ(*h, pinned);
+    EXPECT_EQ(GetHandleSize(h), size);
+    HUnlock(h);
+    ZTKTestingFailAllocation(1);
+    SetHandleSize(h, size + 10);
+    EXPECT_EQ(GetHandleSize(h), size);
+    for (int64_t grown : {size + 5000, size / 2, size + 1}) {
+      const int64_t kept = std::min(size, grown);
+      SetHandleSize(h, grown);
+      ASSERT_EQ(GetHandleSize(h), grown);
+      for (int64_t i = 0; i < kept; ++i) ASSERT_EQ((*h)[i], static_cast<char>(i * 7)) << grown << " " << i;
+      for (int64_t i = 0; i < grown; ++i) (*h)[i] = static_cast<char>(i * 7);
+      size = grown;
+    }
+    DisposeHandle(h);
+  }
+  ZTKTestingFailAllocation(1);
+  EXPECT_EQ(NewHandle(10), nullptr);
+  EXPECT_EQ(NewHandle(-1), nullptr);
+}
