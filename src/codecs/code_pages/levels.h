@@ -108,6 +108,19 @@ inline bool slots_serve(const Table &table) {
   return true;
 }
 
+// The byte of a unit a run stopped at, or -1. When the page's entries for
+// 0x80-0x9F are Windows-1252's (`slotted`), those above 0xFF are found by
+// their slot, and a unit in 0x80-0x9F is none of them (the page's other
+// entries there are 0); the rest by the search.
+inline int stop_byte(const Table &table, bool slotted, uint16_t unit) {
+  if (slotted && unit > 0xFF) {
+    const int k = HighSlots::slot(unit, kCP1252Slots.multiplier);
+    return kCP1252Slots.units[k] == unit ? kCP1252Slots.bytes[k] : -1;
+  }
+  if (slotted && unit >= 0x80 && unit <= 0x9F) return -1;
+  return search_byte(table, unit);
+}
+
 namespace plain {
 // Encodes the units from `from` on, `written` bytes being in place, in chunks
 // with the unit scans `scan`; returns the bytes written in all. `ownC1`: the
@@ -126,6 +139,7 @@ extern const Kernels kKernels;
 }  // namespace sse2
 
 namespace avx2 {
+size_t encode(const Table &table, U16View units, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace avx2
 
