@@ -38,14 +38,18 @@ REALstring Hexstring(REALstring input, RBInteger hexlen, RBInteger linelen, REAL
   size_t written = taken == 0 ? 0 : static_cast<size_t>(ztk::hexdump::output_size(taken, layout));
   const ztk::ByteView rest{bytes.data + taken, bytes.size - taken};
   if (!rest.empty()) {
-    char *hex = static_cast<char *>(ztk::mem::alloc(ztk::hexdump::hex_text_size(rest.size, layout)));
+    // A short call's hex text fits on the stack: an allocation costs more than its dump.
+    char local[256];
+    const uint64_t hexSize = ztk::hexdump::hex_text_size(rest.size, layout);
+    char *hex = hexSize <= sizeof local ? local : static_cast<char *>(ztk::mem::alloc(hexSize));
     if (hex == nullptr) {
       ztk::mem::release(out);
       return nullptr;
     }
     ztk::hexdump::hex_text(rest, layout, hex);
     written += ztk::hexdump::write_lines(hex, 2 * uint64_t{rest.size}, layout, out + written);
-    ztk::mem::release(hex);
+    if (hex != local)
+      ztk::mem::release(hex);
   }
   out[written] = '\0';
   // The result ends at its first zero byte; only a layout text can hold one.

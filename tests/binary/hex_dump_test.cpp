@@ -71,10 +71,12 @@ TEST_P(HexstringZTK, BadNumbersAndEmptyInputGiveEmptyString) {
   }
   EXPECT_TRUE(call("HexstringZTK", {NullString(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
   EXPECT_TRUE(call("HexstringZTK", {Empty(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
-  for (int nth = 1; nth <= 2; ++nth) {
-    plugin->fail_allocation(nth);
-    EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).null);
-  }
+  // A failed allocation gives the empty string: the output's always, the
+  // hex text's where a dump's last line needs more than a short buffer.
+  plugin->fail_allocation(1);
+  EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).null);
+  plugin->fail_allocation(2);
+  EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(300), S(""), S(""), S(""), S("")}).null);
 }
 
 // The lines written group by group with nothing special about any layout.
