@@ -73,20 +73,30 @@ ZTK_AVX2 size_t byte_lines(ByteView in, const Layout &layout, char *out) {
   const __m128i space0 = _mm_and_si128(fill, load16(kTriples.spacer[0]));
   const __m128i space1 = _mm_and_si128(fill, load16(kTriples.spacer[1]));
   const __m128i space2 = _mm_and_si128(fill, load16(kTriples.spacer[2]));
+  // A one-byte line end with no line start (a plain dump's) takes the place
+  // of the last spacer: lines of 16 groups are then three whole stores.
+  const bool endInLane = layout.linestart.empty() && layout.lineend.size == 1;
+  const __m128i space2end =
+      _mm_or_si128(_mm_and_si128(space2, _mm_set_epi32(0x00FFFFFF, -1, -1, -1)),
+                   _mm_slli_si128(_mm_cvtsi32_si128(layout.lineend.empty() ? 0 : layout.lineend[0]), 15));
   const uint8_t *p = in.data;
   for (size_t l = 0; l < lines; ++l) {
     out = start.put_before(out, end);
     uint64_t left = linelen;
+    bool ended = false;
     for (; left >= 16 && end - out >= 48; left -= 16, p += 16, out += 48) {
       const __m128i v = load16(p);
       const __m128i hi = _mm_shuffle_epi8(table, _mm_and_si128(_mm_srli_epi16(v, 4), low4));
       const __m128i lo = _mm_shuffle_epi8(table, _mm_and_si128(v, low4));
       const __m128i d0 = _mm_unpacklo_epi8(hi, lo), d1 = _mm_unpackhi_epi8(hi, lo);
+      ended = endInLane && left == 16;
       _mm_storeu_si128(reinterpret_cast<__m128i *>(out), _mm_or_si128(_mm_shuffle_epi8(d0, first0), space0));
       _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 16),
                        _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(d0, first1), _mm_shuffle_epi8(d1, second1)), space1));
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 32), _mm_or_si128(_mm_shuffle_epi8(d1, second2), space2));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 32),
+                       _mm_or_si128(_mm_shuffle_epi8(d1, second2), ended ? space2end : space2));
     }
+    if (ended) continue;  // the line end is in place
     if (left == 0) {
       --out;  // the spacer stored after the last group
     } else {
