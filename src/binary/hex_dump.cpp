@@ -29,9 +29,15 @@ REALstring Hexstring(REALstring input, RBInteger hexlen, RBInteger linelen, REAL
   const uint64_t size = bytes.empty() ? 0 : ztk::hexdump::output_size(bytes.size, layout);
   if (size == 0)
     return nullptr;
-  char *out = static_cast<char *>(ztk::mem::alloc(size + 2));
+  // A short call's dump is built on the stack: an allocation costs more than the dump.
+  char shortOut[512];
+  char *out = size + 2 <= sizeof shortOut ? shortOut : static_cast<char *>(ztk::mem::alloc(size + 2));
   if (out == nullptr)
     return nullptr;
+  auto release_out = [&] {
+    if (out != shortOut)
+      ztk::mem::release(out);
+  };
   // Whole lines straight from the bytes where the level can; the rest (a
   // last line at least) through the hex text with its filler.
   const size_t taken = ztk::hexdump::write_byte_lines(bytes, layout, out);
@@ -43,7 +49,7 @@ REALstring Hexstring(REALstring input, RBInteger hexlen, RBInteger linelen, REAL
     const uint64_t hexSize = ztk::hexdump::hex_text_size(rest.size, layout);
     char *hex = hexSize <= sizeof local ? local : static_cast<char *>(ztk::mem::alloc(hexSize));
     if (hex == nullptr) {
-      ztk::mem::release(out);
+      release_out();
       return nullptr;
     }
     ztk::hexdump::hex_text(rest, layout, hex);
@@ -53,11 +59,18 @@ REALstring Hexstring(REALstring input, RBInteger hexlen, RBInteger linelen, REAL
   }
   out[written] = '\0';
   // The result ends at its first zero byte; only a layout text can hold one.
-  auto has_zero = [](ztk::ByteView t) { return !t.empty() && std::memchr(t.data, 0, t.size) != nullptr; };
+  // (The layout texts are a few bytes: a loop costs less than calls to memchr.)
+  auto has_zero = [](ztk::ByteView t) {
+    for (size_t k = 0; k < t.size; ++k) {
+      if (t[k] == 0)
+        return true;
+    }
+    return false;
+  };
   const bool cut =
       has_zero(layout.linestart) || has_zero(layout.lineend) || has_zero(layout.spacer) || has_zero(layout.filler);
   const size_t length = cut ? std::strlen(out) : written;
   REALstring result = length > 0 ? ztk::BuildString(out, static_cast<int64_t>(length), enc::kASCII) : nullptr;
-  ztk::mem::release(out);
+  release_out();
   return result;
 }

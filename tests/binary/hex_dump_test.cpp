@@ -71,12 +71,15 @@ TEST_P(HexstringZTK, BadNumbersAndEmptyInputGiveEmptyString) {
   }
   EXPECT_TRUE(call("HexstringZTK", {NullString(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
   EXPECT_TRUE(call("HexstringZTK", {Empty(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
-  // A failed allocation gives the empty string: the output's always, the
-  // hex text's where a dump's last line needs more than a short buffer.
+  // A failed allocation gives the empty string: the output's, and the hex
+  // text's, where each needs more than a short call's buffer.
+  REALstring longer = S(std::string(300, 'A'));
   plugin->fail_allocation(1);
-  EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).null);
+  EXPECT_TRUE(call("HexstringZTK", {longer, I(2), I(2), S(""), S(""), S(""), S("")}).null);
   plugin->fail_allocation(2);
-  EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(300), S(""), S(""), S(""), S("")}).null);
+  EXPECT_TRUE(call("HexstringZTK", {longer, I(2), I(300), S(""), S(""), S(""), S("")}).null);
+  plugin->fail_allocation(0);
+  EXPECT_EQ(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).bytes, "41424300");
 }
 
 // The lines written group by group with nothing special about any layout.
