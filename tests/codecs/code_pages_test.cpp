@@ -265,3 +265,98 @@ TEST(CodePageKernels, AccentedProseEqualsTheOneUnitVersion) {
     }
   });
 }
+
+namespace {
+// UTF-8 to UTF-16 as the standard defines it, or false for bytes that are
+// not well-formed (RFC 3629): the units a host converting the text gives.
+bool utf16_of(const std::string &utf8, std::u16string &units) {
+  units.clear();
+  for (size_t i = 0; i < utf8.size();) {
+    const auto b = static_cast<uint8_t>(utf8[i]);
+    const size_t len = b < 0x80 ? 1 : (b >= 0xC2 && b <= 0xDF) ? 2 : (b >= 0xE0 && b <= 0xEF) ? 3 : (b >= 0xF0 && b <= 0xF4) ? 4 : 0;
+    if (len == 0 || i + len > utf8.size()) return false;
+    uint32_t cp = len == 1 ? b : b & (0x7F >> len);
+    for (size_t k = 1; k < len; ++k) {
+      const auto c = static_cast<uint8_t>(utf8[i + k]);
+      if ((c & 0xC0) != 0x80) return false;
+      cp = cp << 6 | (c & 0x3F);
+    }
+    static const uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (cp < kLeast[len] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+    if (cp >= 0x10000) {
+      units += static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+      units += static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
+    } else {
+      units += static_cast<char16_t>(cp);
+    }
+    i += len;
+  }
+  return true;
+}
+}  // namespace
+
+// UTF-8 text encoded from its bytes equals its UTF-16 units encoded, at every
+// level, and bytes that are not well-formed UTF-8 are refused at every level:
+// prose, and pieces of every length class of sequence (and of every way one
+// can be malformed) at every place across the blocks, ending right before an
+// unreadable page.
+TEST(CodePageKernels, UTF8TextEqualsItsUnitsEncoded) {
+  std::mt19937 rng(37);
+  const std::vector<std::string> pieces = {
+      "\xC3\xA9", "\xC2\x80", "\xC2\x9F", "\xC2\xA0", "\xC3\xBF", "\xC4\x80", "\xE2\x82\xAC", "\xC5\xB8", "\xE2\x84\xA2",
+      "\xEF\xBF\xBF", "\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF", std::string("\0", 1), "\x7F",
+      // not well-formed: stray continuation, overlongs, surrogate, beyond U+10FFFF, cut sequences
+      "\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xED\xA0\x80", "\xF0\x80\x80\x80", "\xF4\x90\x80\x80",
+      "\xF5\x80\x80\x80", "\xFF", "\xC3", "\xE2\x82", "\xF0\x9F\x98", "\xC3\x28"};
+  std::vector<std::string> inputs = token_inputs(rng, pieces, 150);
+  inputs.push_back(ztk_bench::accented_prose(5000));
+  // Half the malformed inputs give way to prose of their length (cut
+  // anywhere, so its last character may be cut too).
+  std::u16string scratch;
+  for (auto &s : inputs) {
+    if (rng() % 2 == 0 && !utf16_of(s, scratch)) s = ztk_bench::accented_prose(s.size());
+  }
+  ztk::codepage::Table other = ztk::codepage::escapecharsCP1252;  // an entry in 0xA0-0xFF, one held twice
+  other[0x81] = 0x00E9;
+  other[0x8D] = 0x20AC;
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::string &s : inputs) {
+      std::u16string units;
+      const bool formed = utf16_of(s, units);
+      const GuardedBytes in(s);
+      for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252,
+                                static_cast<const ztk::codepage::Table *>(&other)}) {
+        GuardedBytes got(std::string(s.size(), '\0'));
+        size_t written = 0;
+        ASSERT_EQ(ztk::codepage::encode_utf8(*table, in.view(), got.bytes(), written), formed) << testing::PrintToString(s);
+        size_t referenceWritten = 0;
+        std::vector<uint8_t> reference(s.size());
+        ASSERT_EQ(ztk::codepage::encode_utf8_reference(*table, in.view(), reference.data(), referenceWritten), formed);
+        if (!formed) continue;
+        std::vector<uint8_t> expect(units.size());
+        expect.resize(ztk::codepage::encode_reference(
+            *table, {reinterpret_cast<const uint16_t *>(units.data()), units.size()}, expect.data()));
+        ASSERT_EQ(std::vector<uint8_t>(got.bytes(), got.bytes() + written), expect) << testing::PrintToString(s);
+        reference.resize(referenceWritten);
+        ASSERT_EQ(reference, expect);
+      }
+    }
+  });
+}
+
+// The methods take UTF-8 text from its bytes, and give what the host's
+// UTF-16 gives: characters above U+FFFF dropped, malformed bytes converted by
+// the host as before.
+TEST_P(EncodingToCP1252ZTK, UTF8TextGivesWhatItsUnitsGive) {
+  const struct {
+    std::string text, cp1252, iso;
+  } cases[] = {
+      {"caf\xC3\xA9 \xE2\x82\xAC 5", "caf\xE9 \x80 5", "caf\xE9  5"},
+      {"a\xF0\x9F\x98\x80z", "az", "az"},
+      {std::string(40, 'x') + "\xC5\xB8\xC2\x85", std::string(40, 'x') + "\x9F", std::string(40, 'x') + "\x85"},
+  };
+  for (const auto &c : cases) {
+    EXPECT_EQ(call("EncodingToCP1252ZTK", {S(c.text)}).bytes, c.cp1252);
+    EXPECT_EQ(call("EncodingToISO8859ZTK", {S(c.text)}).bytes, c.iso);
+  }
+}

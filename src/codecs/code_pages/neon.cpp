@@ -160,7 +160,8 @@ void decode(const Table &table, ByteView bytes, uint16_t *out) {
 
 }  // namespace
 
-const Kernels kKernels = {encode, decode};
+// The UTF-8 text is encoded a character at a time (no vector form here yet).
+const Kernels kKernels = {encode, decode, plain::encode_utf8};
 
 }  // namespace ztk::codepage::neon
 #endif  // ZTK_NEON
