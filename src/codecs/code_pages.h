@@ -31,11 +31,6 @@ struct Kernels {
   size_t (*encode)(const Table &table, U16View units, uint8_t *out);
   // Writes the table's unit for every byte to `out` (room for bytes.size units).
   void (*decode)(const Table &table, ByteView bytes, uint16_t *out);
-  // As encode, for the characters of UTF-8 text: a character above U+FFFF
-  // (a pair of units) has no byte. Returns false, with `out` (room for
-  // utf8.size bytes) holding anything, when the text is not well-formed
-  // UTF-8 (an overlong form, a surrogate, a cut or stray sequence).
-  bool (*encode_utf8)(const Table &table, ByteView utf8, uint8_t *out, size_t &written);
 };
 
 // The family's tables per level (defined beside them) and those of the
@@ -45,14 +40,10 @@ inline const Kernels &kernels() { return kDispatch(); }
 
 inline size_t encode(const Table &table, U16View units, uint8_t *out) { return kernels().encode(table, units, out); }
 inline void decode(const Table &table, ByteView bytes, uint16_t *out) { kernels().decode(table, bytes, out); }
-inline bool encode_utf8(const Table &table, ByteView utf8, uint8_t *out, size_t &written) {
-  return kernels().encode_utf8(table, utf8, out, written);
-}
 
 // The one-unit-at-a-time versions every level must equal: find_byte for
 // every unit, the table's entry for every byte (read only in 0x80-0x9F).
 size_t encode_reference(const Table &table, U16View units, uint8_t *out);
 void decode_reference(const Table &table, ByteView bytes, uint16_t *out);
-bool encode_utf8_reference(const Table &table, ByteView utf8, uint8_t *out, size_t &written);
 
 }  // namespace ztk::codepage

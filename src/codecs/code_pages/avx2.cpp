@@ -106,36 +106,11 @@ ZTK_AVX2 size_t encode(const Table &table, U16View units, uint8_t *out) {
   return plain::encode_chunks(table, ownC1, units, i, w, out, units::avx2::kKernels);
 }
 
-// As the 16-byte level's, 32 bytes a step.
-ZTK_AVX2 bool encode_utf8(const Table &table, ByteView in, uint8_t *out, size_t &written) {
-  const Utf8Page page(table);
-  size_t i = 0, w = 0;
-  while (i + 32 <= in.size) {
-    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in.data + i));
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), v);
-    const auto m = static_cast<uint32_t>(_mm256_movemask_epi8(v));
-    if (m == 0) {
-      i += 32;
-      w += 32;
-      continue;
-    }
-    const unsigned k = static_cast<unsigned>(__builtin_ctz(m));
-    i += k;
-    w += k;
-    do {
-      i = encode_sequence(page, in, i, out, w);
-      if (i == 0) return false;
-    } while (i < in.size && in[i] >= 0x80);
-  }
-  return plain::encode_utf8_from(page, in, i, w, out, written);
-}
-
 const Kernels kKernels = {
     encode,
     [](const Table &table, ByteView bytes, uint16_t *out) {
       plain::decode_from(table, bytes, decode_blocks(table, bytes, out), out, units::avx2::kKernels.widen);
     },
-    encode_utf8,
 };
 
 }  // namespace ztk::codepage::avx2

@@ -43,7 +43,6 @@ const Kernels kKernels = {
     // units cost more than one of 32.
     avx2::encode,
     decode,
-    avx2::encode_utf8,
 };
 
 }  // namespace ztk::codepage::avx512

@@ -22,10 +22,6 @@ size_t encode_reference(const Table &table, U16View units, uint8_t *out) {
   return written;
 }
 
-bool encode_utf8_reference(const Table &table, ByteView utf8, uint8_t *out, size_t &written) {
-  return plain::kKernels.encode_utf8(table, utf8, out, written);
-}
-
 void decode_reference(const Table &table, ByteView bytes, uint16_t *out) {
   for (size_t i = 0; i < bytes.size; ++i) out[i] = bytes[i] >= 0x80 && bytes[i] <= 0x9F ? table[bytes[i]] : bytes[i];
 }

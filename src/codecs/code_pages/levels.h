@@ -121,67 +121,7 @@ inline int stop_byte(const Table &table, bool slotted, uint16_t unit) {
   return search_byte(table, unit);
 }
 
-// What the UTF-8 encoders need of a page, found once a call.
-struct Utf8Page {
-  const Table &table;
-  bool slotted;     // its entries for 0x80-0x9F are Windows-1252's
-  bool plainHigh;   // none of those entries lies in 0xA0-0xFF: such a unit is its own byte
-  explicit Utf8Page(const Table &t) : table(t), slotted(!identity_high(t) && slots_serve(t)), plainHigh(true) {
-    for (int b = 0x80; b <= 0x9F; ++b) plainHigh &= t[b] < 0xA0 || t[b] > 0xFF;
-  }
-  int byte_of(uint32_t unit) const {
-    if (plainHigh && unit >= 0xA0 && unit <= 0xFF) return static_cast<int>(unit);
-    return stop_byte(table, slotted, static_cast<uint16_t>(unit));
-  }
-};
-
-// Decodes the sequence of two to four bytes at in[i] (whose first byte is
-// 0x80 or above) and writes its character's byte, if the page has one, at
-// out[w]. Returns the index after the sequence, or 0 when it is not
-// well-formed (RFC 3629's table of sequences).
-inline size_t encode_sequence(const Utf8Page &page, ByteView in, size_t i, uint8_t *out, size_t &w) {
-  const uint8_t b0 = in[i];
-  const size_t left = in.size - i;
-  auto tail = [&](size_t k) { return static_cast<uint32_t>(in[i + k] ^ 0x80); };  // < 0x40 for a continuation
-  if (b0 >= 0xC2 && b0 <= 0xDF) {
-    if (left < 2 || tail(1) >= 0x40) return 0;
-    const int b = page.byte_of((b0 & 0x1Fu) << 6 | tail(1));
-    if (b >= 0) out[w++] = static_cast<uint8_t>(b);
-    return i + 2;
-  }
-  if (b0 >= 0xE0 && b0 <= 0xEF) {
-    if (left < 3 || tail(1) >= 0x40 || tail(2) >= 0x40) return 0;
-    const uint32_t unit = (b0 & 0x0Fu) << 12 | tail(1) << 6 | tail(2);
-    if (unit < 0x800 || (unit >= 0xD800 && unit <= 0xDFFF)) return 0;
-    const int b = page.byte_of(unit);
-    if (b >= 0) out[w++] = static_cast<uint8_t>(b);
-    return i + 3;
-  }
-  if (b0 >= 0xF0 && b0 <= 0xF4) {
-    if (left < 4 || tail(1) >= 0x40 || tail(2) >= 0x40 || tail(3) >= 0x40) return 0;
-    const uint32_t cp = (b0 & 0x07u) << 18 | tail(1) << 12 | tail(2) << 6 | tail(3);
-    if (cp < 0x10000 || cp > 0x10FFFF) return 0;
-    return i + 4;  // a pair of surrogates, which no page holds
-  }
-  return 0;
-}
-
 namespace plain {
-// Encodes the UTF-8 text from in[i] on, w bytes being in place; false when
-// it is not well-formed.
-inline bool encode_utf8_from(const Utf8Page &page, ByteView in, size_t i, size_t w, uint8_t *out, size_t &written) {
-  while (i < in.size) {
-    if (in[i] < 0x80) {
-      out[w++] = in[i++];
-      continue;
-    }
-    i = encode_sequence(page, in, i, out, w);
-    if (i == 0) return false;
-  }
-  written = w;
-  return true;
-}
-
 // Encodes the units from `from` on, `written` bytes being in place, in chunks
 // with the unit scans `scan`; returns the bytes written in all. `ownC1`: the
 // page maps 0x80-0x9F to characters of its own (!identity_high).
@@ -191,7 +131,6 @@ size_t encode_chunks(const Table &table, bool ownC1, U16View units, size_t from,
 // 0x80-0x9F given the page's entries.
 void decode_from(const Table &table, ByteView bytes, size_t from, uint16_t *out,
                  void (*widen)(const uint8_t *in, size_t n, uint16_t *out));
-bool encode_utf8(const Table &table, ByteView utf8, uint8_t *out, size_t &written);
 extern const Kernels kKernels;
 }  // namespace plain
 
@@ -201,7 +140,6 @@ extern const Kernels kKernels;
 
 namespace avx2 {
 size_t encode(const Table &table, U16View units, uint8_t *out);
-bool encode_utf8(const Table &table, ByteView utf8, uint8_t *out, size_t &written);
 extern const Kernels kKernels;
 }  // namespace avx2
 

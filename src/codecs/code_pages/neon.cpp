@@ -160,8 +160,7 @@ void decode(const Table &table, ByteView bytes, uint16_t *out) {
 
 }  // namespace
 
-// The UTF-8 text is encoded a character at a time (no vector form here yet).
-const Kernels kKernels = {encode, decode, plain::encode_utf8};
+const Kernels kKernels = {encode, decode};
 
 }  // namespace ztk::codepage::neon
 #endif  // ZTK_NEON

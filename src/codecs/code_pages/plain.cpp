@@ -73,10 +73,6 @@ void decode_from(const Table &table, ByteView bytes, size_t from, uint16_t *out,
   }
 }
 
-bool encode_utf8(const Table &table, ByteView utf8, uint8_t *out, size_t &written) {
-  return encode_utf8_from(Utf8Page(table), utf8, 0, 0, out, written);
-}
-
 const Kernels kKernels = {
     [](const Table &table, U16View units, uint8_t *out) {
       return encode_chunks(table, !identity_high(table), units, 0, 0, out, units::plain::kKernels);
@@ -84,7 +80,6 @@ const Kernels kKernels = {
     [](const Table &table, ByteView bytes, uint16_t *out) {
       decode_from(table, bytes, 0, out, units::plain::kKernels.widen);
     },
-    encode_utf8,
 };
 
 }  // namespace ztk::codepage::plain

@@ -76,7 +76,7 @@ size_t encode(const Table &table, U16View units, uint8_t *out) {
 
 }  // namespace
 
-const Kernels kKernels = {encode, avx512::decode, avx2::encode_utf8};
+const Kernels kKernels = {encode, avx512::decode};
 
 }  // namespace ztk::codepage::vbmi2
 #endif  // ZTK_WIDE_VECTORS
