@@ -265,3 +265,21 @@ TEST(CodePageKernels, AccentedProseEqualsTheOneUnitVersion) {
     }
   });
 }
+
+// ASCII text (tagged UTF-8 or ASCII) is its own encoding in both pages,
+// however long, and one byte from 0x80 on anywhere sends it through the
+// page's rules.
+TEST_P(EncodingToCP1252ZTK, ASCIITextIsItsOwnEncoding) {
+  for (size_t n : {size_t{1}, size_t{20}, size_t{100}, size_t{5000}}) {
+    const std::string ascii = ztk_bench::clean_text(n);
+    for (uint32_t tag : {enc::kUTF8, enc::kASCII}) {
+      Result r = call("EncodingToCP1252ZTK", {S(ascii, tag)});
+      EXPECT_EQ(r.bytes, ascii);
+      EXPECT_EQ(r.encoding, enc::kASCII);
+      EXPECT_EQ(call("EncodingToISO8859ZTK", {S(ascii, tag)}).bytes, ascii);
+    }
+    const std::string euroLast = ascii + "\xE2\x82\xAC";
+    EXPECT_EQ(call("EncodingToCP1252ZTK", {S(euroLast)}).bytes, ascii + "\x80");
+    EXPECT_EQ(call("EncodingToISO8859ZTK", {S(euroLast)}).bytes, ascii);
+  }
+}
