@@ -46,8 +46,8 @@ ZTK_AVX2 size_t decode_blocks(const Table &table, ByteView bytes, uint16_t *out)
 // 32 units a block in one pass: narrowed, and the units the runs stop at
 // (above 0xFF, and for a page with characters of its own in 0x80-0x9F those
 // too) marked in the same step. A block without them is stored whole; in one
-// with them, each gets its byte by position from the mask, and those the
-// page drops are cut out of a copy of the block. A
+// with them, each gets its byte by position from the mask, and the lanes
+// after one the page drops move down. A
 // whole 32-byte store at the output's end is safe: the output never runs
 // ahead of the input, whose room it has. The last units, fewer than a block,
 // go through the chunks.
@@ -56,7 +56,6 @@ ZTK_AVX2 size_t encode(const Table &table, U16View units, uint8_t *out) {
   const bool slotted = ownC1 && slots_serve(table);
   const __m256i highByte = _mm256_set1_epi16(static_cast<short>(0xFF00)), zero = _mm256_setzero_si256();
   const __m256i c1 = _mm256_set1_epi8(static_cast<char>(0x80)), c1Last = _mm256_set1_epi8(0x1F);
-  alignas(32) uint8_t block[64] = {}, packed[64] = {};
   size_t i = 0, w = 0;
   for (; i + 32 <= units.size; i += 32) {
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(units.data + i));
@@ -77,31 +76,29 @@ ZTK_AVX2 size_t encode(const Table &table, U16View units, uint8_t *out) {
       w += 32;
       continue;
     }
-    _mm256_store_si256(reinterpret_cast<__m256i *>(block), bytes);
-    uint32_t drops = 0;
+    // The block's bytes are right up to its first stop. Each stop gets its
+    // byte in place; once one is dropped, the lanes after it move down, each
+    // narrowed again from its unit (a copy read back from a block just
+    // stored, in pieces, would wait on the stores).
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), bytes);
+    size_t dropped = 0, next = 0;  // next: the first lane not yet placed
     for (uint32_t m = stops; m != 0; m &= m - 1) {
-      const unsigned k = static_cast<unsigned>(__builtin_ctz(m));
+      const size_t k = static_cast<size_t>(__builtin_ctz(m));
+      if (dropped > 0) {
+        for (size_t j = next; j < k; ++j) out[w + j - dropped] = static_cast<uint8_t>(units[i + j]);
+      }
       const int byte = stop_byte(table, slotted, units[i + k]);
       if (byte >= 0) {
-        block[k] = static_cast<uint8_t>(byte);
+        out[w + k - dropped] = static_cast<uint8_t>(byte);
       } else {
-        drops |= uint32_t{1} << k;
+        ++dropped;
       }
+      next = k + 1;
     }
-    // The kept bytes are gathered in a second copy, segment by segment, so
-    // that the output gets one store that ends within the block's room.
-    size_t done = 0, kept = 0;
-    for (; drops != 0; drops &= drops - 1) {
-      const size_t k = static_cast<size_t>(__builtin_ctz(drops));
-      _mm256_storeu_si256(reinterpret_cast<__m256i *>(packed + kept),
-                          _mm256_loadu_si256(reinterpret_cast<const __m256i *>(block + done)));
-      kept += k - done;
-      done = k + 1;
+    if (dropped > 0) {
+      for (size_t j = next; j < 32; ++j) out[w + j - dropped] = static_cast<uint8_t>(units[i + j]);
     }
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(packed + kept),
-                        _mm256_loadu_si256(reinterpret_cast<const __m256i *>(block + done)));
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), _mm256_load_si256(reinterpret_cast<const __m256i *>(packed)));
-    w += kept + 32 - done;
+    w += 32 - dropped;
   }
   return plain::encode_chunks(table, ownC1, units, i, w, out, units::avx2::kKernels);
 }
