@@ -87,7 +87,9 @@ ZTK_AVX2 size_t encode(const Table &table, U16View units, uint8_t *out) {
       if (dropped > 0) {
         for (size_t j = next; j < k; ++j) out[w + j - dropped] = static_cast<uint8_t>(units[i + j]);
       }
-      const int byte = stop_byte(table, slotted, units[i + k]);
+      // A page that holds 0x80-0x9F at their own values stops only above
+      // 0xFF, where it holds nothing.
+      const int byte = ownC1 ? stop_byte(table, slotted, units[i + k]) : -1;
       if (byte >= 0) {
         out[w + k - dropped] = static_cast<uint8_t>(byte);
       } else {
