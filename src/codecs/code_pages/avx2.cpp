@@ -76,31 +76,8 @@ ZTK_AVX2 size_t encode(const Table &table, U16View units, uint8_t *out) {
       w += 32;
       continue;
     }
-    // The block's bytes are right up to its first stop. Each stop gets its
-    // byte in place; once one is dropped, the lanes after it move down, each
-    // narrowed again from its unit (a copy read back from a block just
-    // stored, in pieces, would wait on the stores).
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), bytes);
-    size_t dropped = 0, next = 0;  // next: the first lane not yet placed
-    for (uint32_t m = stops; m != 0; m &= m - 1) {
-      const size_t k = static_cast<size_t>(__builtin_ctz(m));
-      if (dropped > 0) {
-        for (size_t j = next; j < k; ++j) out[w + j - dropped] = static_cast<uint8_t>(units[i + j]);
-      }
-      // A page that holds 0x80-0x9F at their own values stops only above
-      // 0xFF, where it holds nothing.
-      const int byte = ownC1 ? stop_byte(table, slotted, units[i + k]) : -1;
-      if (byte >= 0) {
-        out[w + k - dropped] = static_cast<uint8_t>(byte);
-      } else {
-        ++dropped;
-      }
-      next = k + 1;
-    }
-    if (dropped > 0) {
-      for (size_t j = next; j < 32; ++j) out[w + j - dropped] = static_cast<uint8_t>(units[i + j]);
-    }
-    w += 32 - dropped;
+    w = place_stops(table, ownC1, slotted, units.data + i, 32, stops, out, w);
   }
   return plain::encode_chunks(table, ownC1, units, i, w, out, units::avx2::kKernels);
 }
