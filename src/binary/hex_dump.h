@@ -26,6 +26,11 @@ struct Kernels {
   // the end of the last line (the filler); returns the bytes written, which
   // are output_size() of them.
   size_t (*lines)(const char *hex, uint64_t digits, const Layout &layout, char *out);
+  // Writes the whole lines of the first in.size / linelen * linelen bytes
+  // straight from the bytes, with no hex text between, where the level has a
+  // form for the layout; returns the bytes it took (0: none, the layout is
+  // left to the hex text and `lines`). `out` has room for those lines.
+  size_t (*byte_lines)(ByteView in, const Layout &layout, char *out);
 };
 
 // The family's tables per level (defined beside them) and those of the
@@ -38,9 +43,16 @@ inline size_t write_lines(const char *hex, uint64_t digits, const Layout &layout
   return kernels().lines(hex, digits, layout, out);
 }
 
+inline size_t write_byte_lines(ByteView in, const Layout &layout, char *out) {
+  return kernels().byte_lines(in, layout, out);
+}
+
 // The exact output size (without the terminating zero), or 0 when it would
 // exceed 0x7FFFFFFF bytes.
 uint64_t output_size(uint64_t inputBytes, const Layout &layout);
+// The room hex_text needs for n bytes: 2n digits and the filler, which may
+// exceed what a block may hold.
+uint64_t hex_text_size(uint64_t inputBytes, const Layout &layout);
 // The hex text: 2n digits followed by hexlen * linelen filler characters.
 void hex_text(ByteView in, const Layout &layout, char *out);
 

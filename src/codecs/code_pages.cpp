@@ -1,14 +1,31 @@
 #include "codecs/code_pages.h"
 
+#include "frame/host_api.h"
 #include "frame/registry.h"
 #include "frame/string_access.h"
 #include "frame/string_build.h"
+#include "text/byte_scan.h"
 #include "text/byte_sink.h"
 #include "text/rb_text.h"
 
 namespace {
 
+// Text the host holds as UTF-8 or ASCII with no byte from 0x80 on is its own
+// encoding in either page (every unit below 0x80 is its own byte): its bytes
+// are the result, found by one scan with no UTF-16 between.
+bool IsPlainASCIIText(REALstring s, rbData &in) {
+  const uint32_t encoding = REALGetStringEncoding(s).value_or(enc::kNone);
+  if (encoding != enc::kUTF8 && encoding != enc::kASCII) return false;
+  ztk::ReadString(in, s);
+  static constexpr ztk::scan::ByteSet kHigh{{0x80, 0xFF}};
+  return in.view().size > 0 && ztk::scan::find(in.view(), 0, kHigh) == in.view().size;
+}
+
 REALstring EncodingTo(REALstring s, const ztk::codepage::Table &table) {
+  {
+    rbData in;
+    if (IsPlainASCIIText(s, in)) return ztk::BuildString(in.view().data, int64_t(in.view().size), enc::kASCII);
+  }
   rbText text(s);
   const ztk::U16View units = text.utf16();
   ztk::ByteSink out(2 * int64_t(units.size));

@@ -6,6 +6,7 @@
 
 #include "host_test.h"
 #include "kernel_levels.h"
+#include "../../bench/bench_inputs.h"
 #include "text/string_handles.h"
 
 using namespace ztk_test;
@@ -162,6 +163,30 @@ TEST(SqlBooleanKernel, FindsTheNextEventFromEveryStart) {
       for (size_t from = 0; from <= in.size() + 1; ++from) {
         ASSERT_EQ(ztk::sql::find_event(guarded.view(), from), ztk::sql::find_event_reference(view_of(in), from))
             << "input of " << in.size() << " bytes from " << from;
+      }
+    }
+  });
+}
+
+// Statements as applications send them (booleans and quoted strings every
+// few words), from several starts so that every event meets every lane,
+// ending right before an unreadable page; and into a buffer with less room
+// than the text, which takes the event loop and grows as the appends do.
+TEST(SqlBooleanKernel, StatementsEqualTheOneByteRulesAtEveryLevel) {
+  const std::string statements = ztk_bench::sql_statements(1200);
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t start = 0; start < 70; start += 3) {
+      for (size_t n : {size_t{0}, size_t{63}, size_t{64}, size_t{65}, size_t{500}, statements.size() - start}) {
+        const std::string in = statements.substr(start, n);
+        const GuardedBytes guarded(in);
+        ASSERT_EQ(rewritten(guarded.view(), ztk::sql::replace_booleans), rewritten(view_of(in), rewrite_one_byte_at_a_time))
+            << "start " << start << " n " << n;
+        AsciiStringHandle small(8), smallReference(8);
+        ztk::sql::replace_booleans(guarded.view(), small);
+        rewrite_one_byte_at_a_time(view_of(in), smallReference);
+        ASSERT_EQ(std::string(*small.handle, size_t(small.used)) + "|" + std::to_string(small.limit),
+                  std::string(*smallReference.handle, size_t(smallReference.used)) + "|" +
+                      std::to_string(smallReference.limit));
       }
     }
   });

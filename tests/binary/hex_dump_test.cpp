@@ -71,10 +71,15 @@ TEST_P(HexstringZTK, BadNumbersAndEmptyInputGiveEmptyString) {
   }
   EXPECT_TRUE(call("HexstringZTK", {NullString(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
   EXPECT_TRUE(call("HexstringZTK", {Empty(), I(2), I(2), S(""), S(""), S(""), S("")}).null);
-  for (int nth = 1; nth <= 2; ++nth) {
-    plugin->fail_allocation(nth);
-    EXPECT_TRUE(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).null);
-  }
+  // A failed allocation gives the empty string: the output's, and the hex
+  // text's, where each needs more than a short call's buffer.
+  REALstring longer = S(std::string(300, 'A'));
+  plugin->fail_allocation(1);
+  EXPECT_TRUE(call("HexstringZTK", {longer, I(2), I(2), S(""), S(""), S(""), S("")}).null);
+  plugin->fail_allocation(2);
+  EXPECT_TRUE(call("HexstringZTK", {longer, I(2), I(300), S(""), S(""), S(""), S("")}).null);
+  plugin->fail_allocation(0);
+  EXPECT_EQ(call("HexstringZTK", {in, I(2), I(2), S(""), S(""), S(""), S("")}).bytes, "41424300");
 }
 
 // The lines written group by group with nothing special about any layout.
@@ -140,5 +145,60 @@ TEST(HexDumpDigits, EveryLevelEqualsThePlainDigits) {
     char want[3];
     snprintf(want, sizeof want, "%02X", b);
     ASSERT_EQ(std::string(digits + 2 * b, 2), want);
+  }
+}
+
+// Whole lines written straight from the bytes equal the start of the dump
+// made through the hex text, for every layout and every level; the input and
+// the room for the lines end right before unreadable pages.
+TEST(HexDumpByteLines, EqualTheStartOfTheDumpThroughTheHexText) {
+  std::mt19937 rng(29);
+  auto view = [](const std::string &t) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(t.data()), t.size()}; };
+  const std::string texts[] = {"", "\n", " ", "\r\n", "0x", std::string(16, '<'), std::string(17, '>')};
+  for_each_level([&](ztk::cpu::Level level) {
+    for (int round = 0; round < 1500; ++round) {
+      const bool common = rng() % 4 != 0;  // groups of one byte, a one-byte spacer
+      const uint64_t hexlen = common ? 2 : 1 + rng() % 4, linelen = 1 + rng() % 50;
+      const std::string &start = texts[rng() % 7], &end = texts[rng() % 7];
+      const std::string &spacer = common ? texts[1 + rng() % 2] : texts[rng() % 7];
+      const ztk::hexdump::Layout layout{hexlen, linelen, view(start), view(end), view(spacer), {}};
+      const size_t n = rng() % 200;
+      const GuardedBytes in(random_text(rng, n));
+      std::string hex(ztk::hexdump::hex_text_size(n, layout), '\0');
+      ztk::hexdump::digits_reference(in.view(), hex.data());
+      std::fill(hex.begin() + 2 * n, hex.end(), '0');
+      std::string want(n == 0 ? 0 : ztk::hexdump::output_size(n, layout), '\0');
+      want.resize(ztk::hexdump::lines_reference(hex.data(), 2 * n, layout, want.data()));
+
+      const size_t whole = n / linelen * linelen;
+      GuardedBytes out(std::string(whole == 0 ? 0 : ztk::hexdump::output_size(whole, layout), '\0'));
+      const size_t taken = ztk::hexdump::write_byte_lines(in.view(), layout, reinterpret_cast<char *>(out.bytes()));
+      ASSERT_TRUE(taken == 0 || taken == whole) << "taken " << taken << " of " << n;
+      if (common && level >= ztk::cpu::kAVX2) {
+        EXPECT_EQ(taken, whole);  // the vector form ran
+      }
+      const size_t written = taken == 0 ? 0 : ztk::hexdump::output_size(taken, layout);
+      ASSERT_EQ(std::string(out.bytes(), out.bytes() + written), want.substr(0, written))
+          << "n " << n << " hexlen " << hexlen << " linelen " << linelen << " spacer '" << spacer << "'";
+    }
+  });
+}
+
+// The method on dumps of many lines (the bench's layout among them) gives
+// the dump made through the plain hex text and lines.
+TEST_P(HexstringZTK, ManyLinesEqualThePlainDump) {
+  std::mt19937 rng(31);
+  for (size_t n : {size_t{15}, size_t{16}, size_t{17}, size_t{20}, size_t{255}, size_t{1000}}) {
+    for (int64_t linelen : {1, 5, 16, 21, 33}) {
+      const std::string bytes = random_text(rng, n);
+      const ztk::hexdump::Layout layout{2, static_cast<uint64_t>(linelen), {}, {reinterpret_cast<const uint8_t *>("\n"), 1},
+                                        {reinterpret_cast<const uint8_t *>(" "), 1}, {reinterpret_cast<const uint8_t *>("."), 1}};
+      std::string hex(ztk::hexdump::hex_text_size(n, layout), '.');
+      ztk::hexdump::digits_reference({reinterpret_cast<const uint8_t *>(bytes.data()), n}, hex.data());
+      std::string want(ztk::hexdump::output_size(n, layout), '\0');
+      want.resize(ztk::hexdump::lines_reference(hex.data(), 2 * n, layout, want.data()));
+      Result r = call("HexstringZTK", {S(bytes), I(2), I(linelen), S(""), S("\n"), S(" "), S(".")});
+      ASSERT_EQ(r.bytes, want) << "n " << n << " linelen " << linelen;
+    }
   }
 }

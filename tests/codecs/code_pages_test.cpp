@@ -7,6 +7,7 @@
 #include "convert.h"
 #include "host_test.h"
 #include "kernel_levels.h"
+#include "../../bench/bench_inputs.h"
 
 using namespace ztk_test;
 
@@ -227,4 +228,58 @@ TEST(CodePageKernels, EveryLaneOfEveryBlockEqualsTheOneUnitVersion) {
       }
     }
   });
+}
+
+// Accented prose (a few letters outside ASCII in every block, a euro sign now
+// and then) both ways through both pages at every level, from several starts,
+// ending right before an unreadable page.
+TEST(CodePageKernels, AccentedProseEqualsTheOneUnitVersion) {
+  const std::string utf8 = ztk_bench::accented_prose(3000);
+  std::u16string text;
+  for (size_t i = 0; i < utf8.size();) {
+    const auto b = static_cast<uint8_t>(utf8[i]);
+    const size_t len = b < 0x80 ? 1 : b < 0xE0 ? 2 : 3;
+    if (i + len > utf8.size()) break;
+    uint32_t cp = len == 1 ? b : len == 2 ? b & 0x1F : b & 0x0F;
+    for (size_t k = 1; k < len; ++k) cp = cp << 6 | (static_cast<uint8_t>(utf8[i + k]) & 0x3F);
+    text += static_cast<char16_t>(cp);
+    i += len;
+  }
+  const std::string latin1 = ztk_bench::latin1_prose(3000);
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t start : {0, 1, 7, 31}) {
+      const size_t n = text.size() - start;
+      const GuardedBytes units(std::string_view(reinterpret_cast<const char *>(text.data() + start), 2 * n));
+      const ztk::U16View view{static_cast<const uint16_t *>(static_cast<const void *>(units.view().data)), n};
+      const GuardedBytes raw(std::string_view(latin1).substr(start));
+      for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252}) {
+        std::vector<uint8_t> got(n), expect(n);
+        got.resize(ztk::codepage::encode(*table, view, got.data()));
+        expect.resize(ztk::codepage::encode_reference(*table, view, expect.data()));
+        ASSERT_EQ(got, expect) << "start " << start;
+        std::vector<uint16_t> wide(raw.view().size), expectWide(raw.view().size);
+        ztk::codepage::decode(*table, raw.view(), wide.data());
+        ztk::codepage::decode_reference(*table, raw.view(), expectWide.data());
+        ASSERT_EQ(wide, expectWide) << "start " << start;
+      }
+    }
+  });
+}
+
+// ASCII text (tagged UTF-8 or ASCII) is its own encoding in both pages,
+// however long, and one byte from 0x80 on anywhere sends it through the
+// page's rules.
+TEST_P(EncodingToCP1252ZTK, ASCIITextIsItsOwnEncoding) {
+  for (size_t n : {size_t{1}, size_t{20}, size_t{100}, size_t{5000}}) {
+    const std::string ascii = ztk_bench::clean_text(n);
+    for (uint32_t tag : {enc::kUTF8, enc::kASCII}) {
+      Result r = call("EncodingToCP1252ZTK", {S(ascii, tag)});
+      EXPECT_EQ(r.bytes, ascii);
+      EXPECT_EQ(r.encoding, enc::kASCII);
+      EXPECT_EQ(call("EncodingToISO8859ZTK", {S(ascii, tag)}).bytes, ascii);
+    }
+    const std::string euroLast = ascii + "\xE2\x82\xAC";
+    EXPECT_EQ(call("EncodingToCP1252ZTK", {S(euroLast)}).bytes, ascii + "\x80");
+    EXPECT_EQ(call("EncodingToISO8859ZTK", {S(euroLast)}).bytes, ascii);
+  }
 }

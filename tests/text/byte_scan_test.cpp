@@ -5,6 +5,7 @@
 #include <random>
 #include <string>
 
+#include "../../bench/bench_inputs.h"
 #include "guard_memory.h"
 #include "kernel_levels.h"
 
@@ -121,11 +122,14 @@ TEST(ByteScanKernels, EachLevelsTableScansFromAnyStart) {
 
 TEST(ByteScanKernels, CountsEqualTheOneByteLoopAtEveryLevel) {
   std::mt19937 rng(11);
-  const std::string needles[] = {"ab", "aa", "aba", "abcab", "xyzzy", "a b", "aaaaaaaa", std::string("\0\xFF", 2)};
+  // Two to four bytes are matched whole by the lanes, with (aa, aba, abca) or
+  // without (ab, abc, abcd) an end that is also a start; longer ones are checked.
+  const std::string needles[] = {"ab",  "aa",    "aba",   "abc",    "abca",     "abcd",
+                                 "abcab", "abbab", "xyzzy", "a b", "aaaaaaaa", std::string("\0\xFF", 2)};
   for_each_level([&](ztk::cpu::Level) {
     for (size_t n = 0; n <= kLongest; ++n) {
       // A small alphabet gives many matches, overlapping candidates included.
-      const GuardedBytes in(rng() % 3 == 0 ? random_text(rng, n) : random_text(rng, n, "ab"));
+      const GuardedBytes in(rng() % 3 == 0 ? random_text(rng, n) : random_text(rng, n, rng() % 2 ? "ab" : "abcd"));
       const ByteView v = in.view();
       for (int b : {0, int{'a'}, int{'b'}, 0xFF}) {
         ASSERT_EQ(ztk::scan::count(v, static_cast<uint8_t>(b)), ztk::scan::count_reference(v, static_cast<uint8_t>(b)))
@@ -140,6 +144,26 @@ TEST(ByteScanKernels, CountsEqualTheOneByteLoopAtEveryLevel) {
     // More than 255 blocks of one byte: the lane counters are emptied in time.
     const GuardedBytes same(std::string(64 * 300 + 5, 'e'));
     EXPECT_EQ(ztk::scan::count(same.view(), 'e'), 64u * 300 + 5);
+  });
+}
+
+// Short words in prose, counted from every start of a text that ends right
+// before an unreadable page.
+TEST(ByteScanKernels, WordsInProseCountAsTheOneByteLoopAtEveryLevel) {
+  const std::string prose = ztk_bench::accented_prose(4096) + ztk_bench::clean_text(1024);
+  const std::string words[] = {"the", "th", "e ", "the ", "The", "\xC3\xA9", "es. ", "committee", "aa"};
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n : {size_t{0}, size_t{2}, size_t{31}, size_t{64}, size_t{100}, size_t{1000}, prose.size()}) {
+      for (size_t start : {size_t{0}, size_t{1}, size_t{5}, size_t{33}}) {
+        if (start > n) continue;
+        const GuardedBytes in(std::string_view(prose).substr(start, n - start));
+        for (const std::string &word : words) {
+          const ByteView w{reinterpret_cast<const uint8_t *>(word.data()), word.size()};
+          ASSERT_EQ(ztk::scan::count_needle(in.view(), w), ztk::scan::count_needle_reference(in.view(), w))
+              << "n=" << n << " start=" << start << " word " << word;
+        }
+      }
+    }
   });
 }
 

@@ -32,10 +32,7 @@ struct Avx2 {
 
 ZTK_AVX2 size_t find_event(ByteView in, size_t from) { return EventCursor<Avx2>(in).next(from, 0); }
 
-ZTK_AVX2 void replace_booleans(ByteView in, AsciiStringHandle &out) {
-  EventCursor<Avx2> cursor(in);
-  rewrite(in, out, cursor);
-}
+ZTK_AVX2 void replace_booleans(ByteView in, AsciiStringHandle &out) { rewrite_blocks<Avx2>(in, out); }
 
 }  // namespace
 

@@ -117,4 +117,134 @@ class EventCursor {
   uint8_t copy_[kBlock];
 };
 
+// The separators as a table: a test of a byte with no branch.
+struct SeparatorTable {
+  bool at[256] = {};
+  constexpr SeparatorTable() {
+    for (int b = 0; b < 256; ++b) at[b] = b >= 0x80 || b < 0x21 || b == '(' || b == ')' || b == ',' || b == ';';
+  }
+};
+inline constexpr SeparatorTable kSeparators{};
+
+// What starts at p: 1 for a stand-alone true, 2 for a stand-alone false, 0
+// otherwise (p is after a separator). Eight bytes read at once where the text
+// holds them, compared in any case: a byte | 0x20 is a lower-case letter of
+// the words exactly as word_at tests it.
+[[gnu::always_inline]] inline int word_kind(ByteView in, size_t p) {
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  if (in.size - p >= 8) {
+    uint64_t x;
+    std::memcpy(&x, in.data + p, 8);
+    const uint64_t lower = x | 0x2020202020202020ULL;
+    constexpr uint64_t kTrue = uint64_t{'t'} | uint64_t{'r'} << 8 | uint64_t{'u'} << 16 | uint64_t{'e'} << 24;
+    constexpr uint64_t kFalse = uint64_t{'f'} | uint64_t{'a'} << 8 | uint64_t{'l'} << 16 | uint64_t{'s'} << 24 |
+                                uint64_t{'e'} << 32;
+    const bool isTrue = (lower & 0xFFFFFFFFULL) == kTrue && kSeparators.at[(x >> 32) & 0xFF];
+    const bool isFalse = (lower & 0xFFFFFFFFFFULL) == kFalse && kSeparators.at[(x >> 40) & 0xFF];
+    return isTrue ? 1 : isFalse ? 2 : 0;
+  }
+#endif
+  return word_at(in, p, "true", 4) ? 1 : word_at(in, p, "false", 5) ? 2 : 0;
+}
+
+// Copies n bytes with fixed-size moves, never past either end: the runs
+// between booleans are short, where a call to memcpy costs more than they do.
+[[gnu::always_inline]] inline void copy_run(uint8_t *to, const uint8_t *from, size_t n) {
+  if (n > 64) {
+    std::memcpy(to, from, n);
+  } else if (n >= 16) {
+    for (size_t k = 0; k + 16 < n; k += 16) std::memcpy(to + k, from + k, 16);
+    std::memcpy(to + n - 16, from + n - 16, 16);
+  } else if (n >= 8) {
+    std::memcpy(to, from, 8);
+    std::memcpy(to + n - 8, from + n - 8, 8);
+  } else if (n >= 4) {
+    std::memcpy(to, from, 4);
+    std::memcpy(to + n - 4, from + n - 4, 4);
+  } else {
+    for (size_t k = 0; k < n; ++k) to[k] = from[k];
+  }
+}
+
+// The whole rewriting a 64-byte block at a time with no event loop: the
+// block's classes give the letters that could start a word after a
+// separator, each checked in place; the quotes, walked in order, mark the
+// lanes they enclose, carrying an open quote into the next block; and the
+// words outside quotes are written by position, the bytes before each copied
+// as one run. The output never runs ahead of the input, so it is written in
+// place in room taken once for the whole text (counted as one append, as
+// the byte-at-a-time appends of at most that many bytes would leave the
+// buffer's rule where it was); a buffer with less room takes the event loop.
+template <class Level>
+[[gnu::always_inline]] inline void rewrite_blocks(ByteView in, AsciiStringHandle &out) {
+  if (!out.alive()) return;
+  if (int64_t{out.used} + static_cast<int64_t>(in.size) + 4 > out.limit) {
+    EventCursor<Level> cursor(in);
+    rewrite(in, out, cursor);
+    return;
+  }
+  uint8_t *const begin = out.take_append(static_cast<int64_t>(in.size), 0);
+  if (begin == nullptr) return;
+  uint8_t *o = begin;
+  size_t from = 0;     // the first byte not yet written
+  uint8_t quote = 0;   // the quote open at the block's start, 0 for none
+  uint64_t before = 1; // the byte before the block is a separator (the text's start counts as one)
+  alignas(64) uint8_t copy[64];
+  for (size_t base = 0; base < in.size; base += 64) {
+    const uint8_t *at = in.data + base;
+    uint64_t inside = ~uint64_t{0};  // the lanes within the text
+    if (in.size - base < 64) {
+      // Padding that is no quote, letter or separator.
+      const size_t n = in.size - base;
+      std::memcpy(copy, at, n);
+      std::memset(copy + n, 'x', 64 - n);
+      at = copy;
+      inside = (uint64_t{1} << n) - 1;
+    }
+    const LaneClasses c = Level::classify(at);
+    const uint64_t starts = c.starts & inside & ((c.separator << 1) | before);
+    before = c.separator >> 63;
+    uint64_t trues = 0, falses = 0;
+    for (uint64_t m = starts; m != 0; m &= m - 1) {
+      const unsigned k = static_cast<unsigned>(__builtin_ctzll(m));
+      const int kind = word_kind(in, base + k);
+      trues |= uint64_t{kind == 1} << k;
+      falses |= uint64_t{kind == 2} << k;
+    }
+    uint64_t words = trues | falses;
+    uint64_t quotes = (c.single | c.dbl) & inside;
+    if (quote != 0 || quotes != 0) {
+      // Lanes from an opening quote up to its closing one; a quote of the
+      // other kind in between is text.
+      uint64_t enclosed = 0;
+      unsigned start = 0;
+      for (; quotes != 0; quotes &= quotes - 1) {
+        const unsigned k = static_cast<unsigned>(__builtin_ctzll(quotes));
+        if (quote == 0) {
+          quote = at[k];
+          start = k;
+        } else if (at[k] == quote) {
+          enclosed |= (~uint64_t{0} >> (63 - k)) & (~uint64_t{0} << start);
+          quote = 0;
+        }
+      }
+      if (quote != 0) enclosed |= ~uint64_t{0} << start;
+      words &= ~enclosed;
+    }
+    for (; words != 0; words &= words - 1) {
+      const unsigned k = static_cast<unsigned>(__builtin_ctzll(words));
+      const size_t p = base + k;
+      copy_run(o, in.data + from, p - from);
+      o += p - from;
+      const bool isFalse = (falses >> k & 1) != 0;
+      *o++ = isFalse ? '0' : '1';
+      from = p + (isFalse ? 5 : 4);
+    }
+  }
+  if (in.size > from) std::memcpy(o, in.data + from, in.size - from);
+  o += in.size - from;
+  const auto written = static_cast<int64_t>(o - begin);
+  out.take_append(written, written);
+}
+
 }  // namespace ztk::sql

@@ -54,10 +54,7 @@ struct Neon {
 
 const Kernels kKernels = {
     [](ByteView in, size_t from) { return EventCursor<Neon>(in).next(from, 0); },
-    [](ByteView in, AsciiStringHandle &out) {
-      EventCursor<Neon> cursor(in);
-      rewrite(in, out, cursor);
-    },
+    [](ByteView in, AsciiStringHandle &out) { rewrite_blocks<Neon>(in, out); },
 };
 
 }  // namespace ztk::sql::neon

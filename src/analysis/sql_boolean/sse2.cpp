@@ -33,10 +33,7 @@ struct Sse2 {
 
 const Kernels kKernels = {
     [](ByteView in, size_t from) { return EventCursor<Sse2>(in).next(from, 0); },
-    [](ByteView in, AsciiStringHandle &out) {
-      EventCursor<Sse2> cursor(in);
-      rewrite(in, out, cursor);
-    },
+    [](ByteView in, AsciiStringHandle &out) { rewrite_blocks<Sse2>(in, out); },
 };
 
 }  // namespace ztk::sql::sse2

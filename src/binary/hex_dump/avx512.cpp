@@ -38,7 +38,7 @@ ZTK_AVX512 size_t digit_blocks(ByteView in, char *out) {
 void digits(ByteView in, char *out) { plain::digits_from(in, sse2::digit_blocks(in, digit_blocks(in, out), out), out); }
 
 // No vector form of the lines below the byte permutations of VBMI.
-const Kernels kKernels = {digits, plain::lines};
+const Kernels kKernels = {digits, plain::lines, avx2::byte_lines};
 
 }  // namespace ztk::hexdump::avx512
 #endif  // ZTK_WIDE_VECTORS

@@ -3,11 +3,9 @@
 
 namespace ztk::hexdump {
 
-// AVX2 takes the 16-byte level: the digits are a small part of a dump, and
-// its lines have no vector form there.
 // The 16-byte level; the wider ones fall back to it where the target has none.
 constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
-constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, kBase,
+constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase), ZTK_ON_WIDE(&vbmi2::kKernels, kBase)};
 
 void digits_reference(ByteView in, char *out) { plain::digits_from(in, 0, out); }

@@ -16,6 +16,11 @@ uint64_t output_size(uint64_t inputBytes, const Layout &layout) {
   return total;
 }
 
+uint64_t hex_text_size(uint64_t inputBytes, const Layout &layout) {
+  const uint64_t fillerSize = layout.filler.empty() ? 1 : layout.filler.size;
+  return 2 * inputBytes + fillerSize * layout.hexlen * layout.linelen;  // each factor below 2^31
+}
+
 void hex_text(ByteView in, const Layout &layout, char *out) {
   write_digits(in, out);
   out += 2 * in.size;

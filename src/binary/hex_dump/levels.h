@@ -19,6 +19,8 @@ inline char *put(char *out, ByteView text) {
 namespace plain {
 void digits_from(ByteView in, size_t from, char *out);
 size_t lines(const char *hex, uint64_t digits, const Layout &layout, char *out);
+// No layout is written from the bytes: everything goes through the hex text.
+inline size_t no_byte_lines(ByteView, const Layout &, char *) { return 0; }
 extern const Kernels kKernels;
 }  // namespace plain
 
@@ -26,6 +28,11 @@ namespace sse2 {
 size_t digit_blocks(ByteView in, size_t from, char *out);
 extern const Kernels kKernels;
 }  // namespace sse2
+
+namespace avx2 {
+size_t byte_lines(ByteView in, const Layout &layout, char *out);
+extern const Kernels kKernels;
+}  // namespace avx2
 
 namespace avx512 {
 // The whole digit kernel of the level: its blocks, then the narrower ones.

@@ -94,7 +94,7 @@ size_t lines(const char *hex, uint64_t digits, const Layout &layout, char *out) 
 
 }  // namespace
 
-const Kernels kKernels = {digits, lines};
+const Kernels kKernels = {digits, lines, plain::no_byte_lines};
 
 }  // namespace ztk::hexdump::neon
 #endif  // ZTK_NEON

@@ -67,6 +67,7 @@ size_t lines(const char *hex, uint64_t digits, const Layout &layout, char *out) 
 const Kernels kKernels = {
     [](ByteView in, char *out) { digits_from(in, 0, out); },
     lines,
+    no_byte_lines,
 };
 
 }  // namespace ztk::hexdump::plain

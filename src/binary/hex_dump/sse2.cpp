@@ -24,6 +24,7 @@ size_t digit_blocks(ByteView in, size_t from, char *out) {
 const Kernels kKernels = {
     [](ByteView in, char *out) { plain::digits_from(in, digit_blocks(in, 0, out), out); },
     plain::lines,
+    plain::no_byte_lines,
 };
 
 }  // namespace ztk::hexdump::sse2

@@ -54,7 +54,7 @@ size_t lines(const char *hex, uint64_t digits, const Layout &layout, char *out) 
 
 }  // namespace
 
-const Kernels kKernels = {avx512::digits, lines};
+const Kernels kKernels = {avx512::digits, lines, avx2::byte_lines};
 
 }  // namespace ztk::hexdump::vbmi2
 #endif  // ZTK_WIDE_VECTORS

@@ -43,10 +43,47 @@ ZTK_AVX2 size_t decode_blocks(const Table &table, ByteView bytes, uint16_t *out)
 
 }  // namespace
 
+// 32 units a block in one pass: narrowed, and the units the runs stop at
+// (above 0xFF, and for a page with characters of its own in 0x80-0x9F those
+// too) marked in the same step. A block without them is stored whole; in one
+// with them, each gets its byte by position from the mask, and the lanes
+// after one the page drops move down. A
+// whole 32-byte store at the output's end is safe: the output never runs
+// ahead of the input, whose room it has. The last units, fewer than a block,
+// go through the chunks.
+ZTK_AVX2 size_t encode(const Table &table, U16View units, uint8_t *out) {
+  const bool ownC1 = !identity_high(table);
+  const bool slotted = ownC1 && slots_serve(table);
+  const __m256i highByte = _mm256_set1_epi16(static_cast<short>(0xFF00)), zero = _mm256_setzero_si256();
+  const __m256i c1 = _mm256_set1_epi8(static_cast<char>(0x80)), c1Last = _mm256_set1_epi8(0x1F);
+  size_t i = 0, w = 0;
+  for (; i + 32 <= units.size; i += 32) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(units.data + i));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(units.data + i + 16));
+    // Packing works within 128-bit lanes: the quarters come out in the order 0, 2, 1, 3.
+    const __m256i bytes = _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
+    const __m256i latin1 = _mm256_permute4x64_epi64(
+        _mm256_packs_epi16(_mm256_cmpeq_epi16(_mm256_and_si256(a, highByte), zero),
+                           _mm256_cmpeq_epi16(_mm256_and_si256(b, highByte), zero)),
+        0xD8);
+    uint32_t stops = ~static_cast<uint32_t>(_mm256_movemask_epi8(latin1));
+    if (ownC1) {
+      const __m256i d = _mm256_sub_epi8(bytes, c1);
+      stops |= static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(_mm256_min_epu8(d, c1Last), d)));
+    }
+    if (stops == 0) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), bytes);
+      w += 32;
+      continue;
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + w), bytes);
+    w = place_stops(table, ownC1, slotted, units.data + i, 32, stops, out, w);
+  }
+  return plain::encode_chunks(table, ownC1, units, i, w, out, units::avx2::kKernels);
+}
+
 const Kernels kKernels = {
-    [](const Table &table, U16View units, uint8_t *out) {
-      return plain::encode_chunks(table, !identity_high(table), units, 0, 0, out, units::avx2::kKernels);
-    },
+    encode,
     [](const Table &table, ByteView bytes, uint16_t *out) {
       plain::decode_from(table, bytes, decode_blocks(table, bytes, out), out, units::avx2::kKernels.widen);
     },

@@ -108,6 +108,48 @@ inline bool slots_serve(const Table &table) {
   return true;
 }
 
+// The byte of a unit a run stopped at, or -1. When the page's entries for
+// 0x80-0x9F are Windows-1252's (`slotted`), those above 0xFF are found by
+// their slot, and a unit in 0x80-0x9F is none of them (the page's other
+// entries there are 0); the rest by the search.
+inline int stop_byte(const Table &table, bool slotted, uint16_t unit) {
+  if (slotted && unit > 0xFF) {
+    const int k = HighSlots::slot(unit, kCP1252Slots.multiplier);
+    return kCP1252Slots.units[k] == unit ? kCP1252Slots.bytes[k] : -1;
+  }
+  if (slotted && unit >= 0x80 && unit <= 0x9F) return -1;
+  return search_byte(table, unit);
+}
+
+// A vector level's block of `lanes` units with stops, its narrowed bytes
+// stored at out[w] and right up to its first stop: each stop gets its byte in
+// place, and once one is dropped the lanes after it move down, each narrowed
+// again from its unit (read back from a copy of the block just stored, in
+// pieces, they would wait on the stores). Returns the new w. `ownC1`: the
+// page maps 0x80-0x9F to characters of its own; otherwise it stops only
+// above 0xFF, where it holds nothing.
+inline size_t place_stops(const Table &table, bool ownC1, bool slotted, const uint16_t *units, size_t lanes,
+                          uint32_t stops, uint8_t *out, size_t w) {
+  size_t dropped = 0, next = 0;  // next: the first lane not yet placed
+  for (uint32_t m = stops; m != 0; m &= m - 1) {
+    const size_t k = static_cast<size_t>(__builtin_ctz(m));
+    if (dropped > 0) {
+      for (size_t j = next; j < k; ++j) out[w + j - dropped] = static_cast<uint8_t>(units[j]);
+    }
+    const int byte = ownC1 ? stop_byte(table, slotted, units[k]) : -1;
+    if (byte >= 0) {
+      out[w + k - dropped] = static_cast<uint8_t>(byte);
+    } else {
+      ++dropped;
+    }
+    next = k + 1;
+  }
+  if (dropped > 0) {
+    for (size_t j = next; j < lanes; ++j) out[w + j - dropped] = static_cast<uint8_t>(units[j]);
+  }
+  return w + lanes - dropped;
+}
+
 namespace plain {
 // Encodes the units from `from` on, `written` bytes being in place, in chunks
 // with the unit scans `scan`; returns the bytes written in all. `ownC1`: the
@@ -126,6 +168,7 @@ extern const Kernels kKernels;
 }  // namespace sse2
 
 namespace avx2 {
+size_t encode(const Table &table, U16View units, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace avx2
 

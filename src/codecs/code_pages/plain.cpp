@@ -7,19 +7,6 @@
 namespace ztk::codepage::plain {
 namespace {
 
-// The byte of a unit a run stopped at, or -1. When the page's entries for
-// 0x80-0x9F are Windows-1252's (`slotted`), those above 0xFF are found by
-// their slot, and a unit in 0x80-0x9F is none of them (the page's other
-// entries there are 0); the rest by the search.
-int stop_byte(const Table &table, bool slotted, uint16_t unit) {
-  if (slotted && unit > 0xFF) {
-    const int k = HighSlots::slot(unit, kCP1252Slots.multiplier);
-    return kCP1252Slots.units[k] == unit ? kCP1252Slots.bytes[k] : -1;
-  }
-  if (slotted && unit >= 0x80 && unit <= 0x9F) return -1;
-  return search_byte(table, unit);
-}
-
 // Moves n bytes down by `by` places; in text that drops many units the
 // stretches are short, and a call to memmove would cost more than they do.
 inline void move_down(uint8_t *from, size_t by, size_t n) {

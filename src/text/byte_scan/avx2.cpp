@@ -29,6 +29,7 @@ struct V {
   ZTK_AVX2 static mask equal(reg a, reg b) { return _mm256_cmpeq_epi8(a, b); }
   ZTK_AVX2 static uint64_t bits(mask m) { return static_cast<uint32_t>(_mm256_movemask_epi8(m)); }
   ZTK_AVX2 static reg count_equal(reg lanes, reg v, reg b) { return _mm256_sub_epi8(lanes, _mm256_cmpeq_epi8(v, b)); }
+  ZTK_AVX2 static reg count_mask(reg lanes, mask m) { return _mm256_sub_epi8(lanes, m); }
   ZTK_AVX2 static uint64_t sum(reg lanes) {
     const __m256i s = _mm256_sad_epu8(lanes, _mm256_setzero_si256());
     const __m128i h = _mm_add_epi32(_mm256_castsi256_si128(s), _mm256_extracti128_si256(s, 1));

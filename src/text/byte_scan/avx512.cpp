@@ -30,6 +30,9 @@ struct V {
   ZTK_AVX512 static reg count_equal(reg lanes, reg v, reg b) {
     return _mm512_mask_add_epi8(lanes, _mm512_cmpeq_epi8_mask(v, b), lanes, _mm512_set1_epi8(1));
   }
+  ZTK_AVX512 static reg count_mask(reg lanes, mask m) {
+    return _mm512_mask_add_epi8(lanes, m, lanes, _mm512_set1_epi8(1));
+  }
   ZTK_AVX512 static uint64_t sum(reg lanes) {
     // By hand: gcc 12's own reduction reads an undefined register (a false warning).
     const __m512i s = _mm512_sad_epu8(lanes, _mm512_setzero_si512());

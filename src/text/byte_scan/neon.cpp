@@ -30,6 +30,7 @@ struct V {
     return vget_lane_u64(vreinterpret_u64_u8(vshrn_n_u16(vreinterpretq_u16_u8(m), 4)), 0) & kAll;
   }
   static reg count_equal(reg lanes, reg v, reg b) { return vsubq_u8(lanes, vceqq_u8(v, b)); }
+  static reg count_mask(reg lanes, mask m) { return vsubq_u8(lanes, m); }
   static uint64_t sum(reg lanes) { return vaddlvq_u8(lanes); }
 };
 #include "text/byte_scan/blocks.inc"

@@ -29,6 +29,7 @@ struct V {
   static mask equal(reg a, reg b) { return _mm_cmpeq_epi8(a, b); }
   static uint64_t bits(mask m) { return static_cast<uint32_t>(_mm_movemask_epi8(m)); }
   static reg count_equal(reg lanes, reg v, reg b) { return _mm_sub_epi8(lanes, _mm_cmpeq_epi8(v, b)); }
+  static reg count_mask(reg lanes, mask m) { return _mm_sub_epi8(lanes, m); }
   static uint64_t sum(reg lanes) {
     const __m128i s = _mm_sad_epu8(lanes, _mm_setzero_si128());
     return static_cast<uint32_t>(_mm_cvtsi128_si32(s)) + static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(s, 8)));
