@@ -23,30 +23,27 @@ template <> constexpr char kind_of<RBBoolean>() { return 'B'; }
 // called through their exact type.
 template <class T> struct Passed { using type = T; };
 template <> struct Passed<RBBoolean> { using type = int32_t; };
-bool gWidened = false;
 
 template <class Signature> struct Invoker;
 template <class R, class... A>
 struct Invoker<R(A...)> {
   template <size_t... I>
-  static Value apply(REALproc f, const std::vector<Value> &args, std::index_sequence<I...>) {
-    if (gWidened) {
+  static Value apply(REALproc f, const std::vector<Value> &args, bool widened, std::index_sequence<I...>) {
+    if (widened) {
       auto fn = reinterpret_cast<R (*)(typename Passed<A>::type...)>(f);
       return Value(fn(static_cast<typename Passed<A>::type>(std::get<A>(args[I]))...));
     }
     auto fn = reinterpret_cast<R (*)(A...)>(f);
     return Value(fn(std::get<A>(args[I])...));
   }
-  static Value call(REALproc f, const std::vector<Value> &args) {
-    return apply(f, args, std::index_sequence_for<A...>{});
+  static Value call(REALproc f, const std::vector<Value> &args, bool widened) {
+    return apply(f, args, widened, std::index_sequence_for<A...>{});
   }
   static std::string params() { return std::string{kind_of<A>()...}; }
   static constexpr char result() { return kind_of<R>(); }
 };
 
 }  // namespace
-
-void pass_booleans_widened(bool widened) { gWidened = widened; }
 
 std::string MethodInfo::name() const {
   const std::string d = declaration;

@@ -19,7 +19,8 @@ struct MethodInfo {
   const char *declaration;
   std::string params;
   char result;
-  Value (*invoke)(REALproc, const std::vector<Value> &);
+  // `widened`: booleans travel widened to 32 bits (the library's convention).
+  Value (*invoke)(REALproc, const std::vector<Value> &, bool widened);
 
   // The method's name as Xojo code calls it (the declaration up to "(").
   std::string name() const;
@@ -28,9 +29,6 @@ struct MethodInfo {
 };
 
 const std::vector<MethodInfo> &methods();
-// Whether boolean arguments are passed widened to 32 bits, as a macOS
-// library's convention needs (set by the library loader).
-void pass_booleans_widened(bool widened);
 const MethodInfo *find_method(std::string_view declaration);
 // The row of `name` taking `arity` arguments, or one whose parameters past
 // `arity` all have defaults; null when there is none.

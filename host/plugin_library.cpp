@@ -65,10 +65,8 @@ PluginLibrary::PluginLibrary(const std::string &path) {
       fs::remove(copy_, error);
       throw std::runtime_error("cannot load plugin " + path + ": " + e.what());
     }
-    pass_booleans_widened(image_->booleans_widened());
     return;
   }
-  pass_booleans_widened(false);
   handle_ = open_library(copy_);
   if (handle_ == nullptr) {
     const std::string why = last_error();
@@ -88,7 +86,11 @@ void PluginLibrary::start() {
   using MainFn = void (*)(REALresolver);
   auto main = reinterpret_cast<MainFn>(find("REALPluginMain"));
   if (main == nullptr) throw std::runtime_error("the plugin exports no REALPluginMain");
-  main(Host::get().resolver());
+  // The methods it registers are called by its own convention for booleans.
+  Host &host = Host::get();
+  host.startingLibraryWidensBooleans = image_ != nullptr && image_->booleans_widened();
+  main(host.resolver());
+  host.startingLibraryWidensBooleans = false;
 }
 
 bool PluginLibrary::fail_allocation(int64_t nth) {

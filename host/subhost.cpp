@@ -81,6 +81,7 @@ void Host::reset(Settings s) {
   }
   reportedVersion = -1;
   registered.clear();
+  registeredWidened.clear();
   clear_pending();
 }
 
@@ -318,7 +319,11 @@ class ServiceClock {
 void RegisterPluginVersion(int version) { H().reportedVersion = version; }
 double REALGetRBVersion() { return H().settings.version.value_or(0.0); }
 RBBoolean REALinRuntime() { return H().settings.inRuntime ? 1 : 0; }
-void PluginRegisterMethod(REALmethodDefinition *record) { H().registered.push_back(record); }
+void PluginRegisterMethod(REALmethodDefinition *record) {
+  Host &host = H();
+  host.registered.push_back(record);
+  host.registeredWidened.push_back(host.startingLibraryWidensBooleans);
+}
 
 RBBoolean PluginGetStringData(REALstring s, uint32_t encoding, REALstringData *record) {
   const ServiceClock clock;
@@ -515,15 +520,17 @@ void *Host::resolve(const char *name) {
 }
 
 Value Host::call(std::string_view declaration, const std::vector<Value> &args) {
-  for (const REALmethodDefinition *record : registered) {
+  for (size_t k = 0; k < registered.size(); ++k) {
+    const REALmethodDefinition *record = registered[k];
     if (!same_text(record->declaration, declaration)) continue;
+    const bool widened = registeredWidened[k];
     const MethodInfo *info = find_method(declaration);
     if (info == nullptr) throw std::invalid_argument("no invoker for " + std::string(declaration));
     if (args.size() != info->params.size()) throw std::invalid_argument("wrong argument count");
     clear_pending();
-    if (!settings.timeServices) return info->invoke(record->function, args);
+    if (!settings.timeServices) return info->invoke(record->function, args, widened);
     const int64_t start = timing::now_ticks();
-    Value result = info->invoke(record->function, args);
+    Value result = info->invoke(record->function, args, widened);
     threadTimes.callNanos += timing::nanos(timing::now_ticks() - start);
     return result;
   }

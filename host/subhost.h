@@ -135,6 +135,10 @@ class Host {
   // What the plugin told the host at start.
   int reportedVersion = -1;
   std::vector<const REALmethodDefinition *> registered;
+  // Per registered method: whether its library takes booleans widened to 32
+  // bits, as the library that was starting when it registered said.
+  std::vector<bool> registeredWidened;
+  bool startingLibraryWidensBooleans = false;
 
   // Strings owned by the caller (one reference each).
   REALstring make_string(std::string_view bytes, uint32_t encoding);
