@@ -3,8 +3,7 @@
 
 namespace ztk::tags {
 
-// No NEON source yet: ARM takes the plain walk (its masks a byte at a time).
-constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &plain::kKernels, &plain::kKernels);
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
 constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase)};

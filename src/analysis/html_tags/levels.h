@@ -13,6 +13,10 @@
 namespace ztk::tags {
 
 namespace plain {
+// Internal to each source, so that a copy compiled for NEON (32-bit ARM
+// builds only the NEON sources with NEON enabled) is never the one another
+// source calls.
+namespace {
 // Bit k set where byte k of the little-endian word x equals the byte of `all`
 // (`all` holds it in every byte): a zero test per byte without carries
 // between them, then the eight top bits gathered by one multiplication.
@@ -47,6 +51,7 @@ inline size_t finish_from(Walk &w, size_t i, int64_t &depth) {
   }
   return w.finish(depth);
 }
+}  // namespace
 extern const Kernels kKernels;
 }  // namespace plain
 
@@ -61,5 +66,9 @@ extern const Kernels kKernels;
 namespace avx512 {
 extern const Kernels kKernels;
 }  // namespace avx512
+
+namespace neon {
+extern const Kernels kKernels;
+}  // namespace neon
 
 }  // namespace ztk::tags

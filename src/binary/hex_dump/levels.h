@@ -20,7 +20,10 @@ namespace plain {
 void digits_from(ByteView in, size_t from, char *out);
 size_t lines(const char *hex, uint64_t digits, const Layout &layout, char *out);
 // No layout is written from the bytes: everything goes through the hex text.
+// (Internal to each source, as a copy compiled for NEON must not be shared.)
+namespace {
 inline size_t no_byte_lines(ByteView, const Layout &, char *) { return 0; }
+}  // namespace
 extern const Kernels kKernels;
 }  // namespace plain
 

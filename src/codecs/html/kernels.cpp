@@ -333,9 +333,8 @@ void decode(U16View units, UnicodeStringHandle &out) {
   decode_by_units(units, out);
 }
 
-// The 16-byte level; the wider ones fall back to it where the target has
-// none. No NEON source yet: ARM takes the plain walks.
-constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &plain::kKernels, &plain::kKernels);
+// The 16-byte level; the wider ones fall back to it where the target has none.
+constexpr const Kernels *kBase = ZTK_BASE_LEVEL(&sse2::kKernels, &neon::kKernels, &plain::kKernels);
 constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE(&avx2::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase)};

@@ -10,6 +10,10 @@
 namespace ztk::html {
 
 namespace plain {
+// Internal to each source, so that a copy compiled for NEON (32-bit ARM
+// builds only the NEON sources with NEON enabled) is never the one another
+// source calls.
+namespace {
 // Unit c is written as a reference.
 inline bool special(uint16_t c, bool keepASCII) {
   return c >= 0x80 || (!keepASCII && (c == '"' || c == '&' || c == '\'' || c == '<' || c == '>'));
@@ -35,12 +39,17 @@ inline size_t encode_from(EncodeWalk &w, U16View units, size_t i, bool keepASCII
   }
   return w.written();
 }
+}  // namespace
 extern const Kernels kKernels;
 }  // namespace plain
 
 namespace sse2 {
 extern const Kernels kKernels;
 }  // namespace sse2
+
+namespace neon {
+extern const Kernels kKernels;
+}  // namespace neon
 
 namespace avx2 {
 extern const Kernels kKernels;

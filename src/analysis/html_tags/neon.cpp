@@ -1,0 +1,49 @@
+#include "analysis/html_tags/levels.h"
+#include "frame/simd.h"
+
+#if ZTK_NEON
+namespace ztk::tags::neon {
+namespace {
+
+// One bit per byte of four compares (NEON has no byte mask move): each lane
+// keeps its own bit weight, and three pairwise additions gather the 64 bits.
+inline uint64_t bits_of(uint8x16_t a, uint8x16_t b, uint8x16_t c, uint8x16_t d) {
+  static const uint8_t kWeights[16] = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+  const uint8x16_t w = vld1q_u8(kWeights);
+  const uint8x16_t ab = vpaddq_u8(vandq_u8(a, w), vandq_u8(b, w));
+  const uint8x16_t cd = vpaddq_u8(vandq_u8(c, w), vandq_u8(d, w));
+  const uint8x16_t abcd = vpaddq_u8(ab, cd);
+  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(abcd, abcd)), 0);
+}
+
+size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  Walk w(in, from, filler, depth, out, outEnd);
+  const uint8x16_t lt = vdupq_n_u8('<'), gt = vdupq_n_u8('>');
+  size_t i = from;
+  for (; i + 64 <= in.size; i += 64) {
+    const uint8_t *p = in.data + i;
+    const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 16), c = vld1q_u8(p + 32), d = vld1q_u8(p + 48);
+    const uint8x16_t la = vceqq_u8(a, lt), lb = vceqq_u8(b, lt), lc = vceqq_u8(c, lt), ld = vceqq_u8(d, lt);
+    const bool anyOpen = vmaxvq_u8(vorrq_u8(vorrq_u8(la, lb), vorrq_u8(lc, ld))) != 0;
+    if (w.depth == 0 && !anyOpen) {
+      vst1q_u8(w.out, a);
+      vst1q_u8(w.out + 16, b);
+      vst1q_u8(w.out + 32, c);
+      vst1q_u8(w.out + 48, d);
+      w.clean(i, 64);
+      continue;
+    }
+    const uint64_t open = anyOpen ? bits_of(la, lb, lc, ld) : 0;
+    const uint64_t close = bits_of(vceqq_u8(a, gt), vceqq_u8(b, gt), vceqq_u8(c, gt), vceqq_u8(d, gt));
+    w.step(open, close, i, 64);
+  }
+  // The last bytes a word at a time, so that no load passes the end.
+  return plain::finish_from(w, i, depth);
+}
+
+}  // namespace
+
+const Kernels kKernels = {strip};
+
+}  // namespace ztk::tags::neon
+#endif  // ZTK_NEON
