@@ -10,7 +10,6 @@ namespace {
 struct Wide {
   using reg = __m256i;
   static constexpr size_t kWidth = 32;
-  static constexpr int kLaneBits = 1;
   ZTK_AVX2 static reg load(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
   ZTK_AVX2 static void store(uint8_t *p, reg v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
   // "=", CR and LF.

@@ -10,7 +10,6 @@ namespace {
 struct Wide {
   using reg = __m512i;
   static constexpr size_t kWidth = 64;
-  static constexpr int kLaneBits = 1;
   ZTK_AVX512 static reg load(const uint8_t *p) { return _mm512_loadu_si512(p); }
   ZTK_AVX512 static void store(uint8_t *p, reg v) { _mm512_storeu_si512(p, v); }
   // "=", CR and LF.
