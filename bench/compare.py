@@ -22,7 +22,7 @@ def run(bench, size, repetitions, regex, cpu):
         cmd = ["taskset", "-c", str(cpu)] + cmd
     out = json.loads(subprocess.run(cmd, capture_output=True, text=True, check=True).stdout)
     return {b["run_name"].rsplit("/", 1)[0]: b["plugin_ns"]
-            for b in out["benchmarks"] if b.get("aggregate_name") == "median"}
+            for b in out["benchmarks"] if b.get("aggregate_name") == "median" and "plugin_ns" in b}
 
 
 def main():
