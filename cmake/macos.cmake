@@ -16,7 +16,7 @@ find_path(ZTK_LIBCXX_HEADERS NAMES __config PATHS /usr/lib/llvm-${ZTK_LLVM_VERSI
           NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH REQUIRED)
 
 set(ZTK_MACOS_DIR ${CMAKE_SOURCE_DIR}/cmake/macos)
-set(ZTK_MAC_FLAGS -std=c++17 -O2 -g0 -nostdlibinc -isystem ${ZTK_LIBCXX_HEADERS} -isystem ${ZTK_MACOS_DIR}/include
+set(ZTK_MAC_FLAGS -std=c++17 -O2 -g0 -nostdlibinc -isystem ${ZTK_LIBCXX_HEADERS} -isystem ${ZTK_MACOS_DIR}/include -isystem ${CMAKE_SOURCE_DIR}/cmake/c_declarations
     -D_LIBCPP_HAS_NO_THREADS -D_LIBCPP_DISABLE_EXTERN_TEMPLATE
     # No C++ runtime: nothing throws, nothing asks for type information, and
     # the plugin runs on the host's one thread.

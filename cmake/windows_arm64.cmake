@@ -21,7 +21,7 @@ set(ZTK_WINARM_DIR ${CMAKE_SOURCE_DIR}/cmake/windows-arm64)
 # headers. Everything it links comes from cmake/windows-arm64.
 set(ZTK_WINARM_TARGET aarch64-w64-windows-gnu)
 set(ZTK_WINARM_FLAGS -target ${ZTK_WINARM_TARGET} -std=c++17 -O2 -g0 -nostdlibinc -isystem ${ZTK_LIBCXX_HEADERS}
-    -isystem ${ZTK_WINARM_DIR}/include -D_LIBCPP_HAS_NO_THREADS -D_LIBCPP_DISABLE_EXTERN_TEMPLATE -DZTK_TLS_BY_SYSTEM
+    -isystem ${ZTK_WINARM_DIR}/include -isystem ${CMAKE_SOURCE_DIR}/cmake/c_declarations -D_LIBCPP_HAS_NO_THREADS -D_LIBCPP_DISABLE_EXTERN_TEMPLATE -DZTK_TLS_BY_SYSTEM
     # No C++ runtime: nothing throws, nothing asks for type information, and
     # function-local statics are set up before a second thread can call.
     -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fvisibility-inlines-hidden

@@ -1,6 +1,6 @@
-/* <ctype.h> for the macOS build: declarations from the C standard (see ../README.md). */
-#ifndef ZTK_MAC_CTYPE_H
-#define ZTK_MAC_CTYPE_H
+/* <ctype.h> for the builds without a platform SDK (macOS, Windows arm64): declarations from the C standard. */
+#ifndef ZTK_C_CTYPE_H
+#define ZTK_C_CTYPE_H
 #ifdef __cplusplus
 extern "C" {
 #endif

@@ -1,6 +1,6 @@
-/* <wctype.h> for the Windows arm64 build: declarations from the C standard (see ../README.md). */
-#ifndef ZTK_WIN_WCTYPE_H
-#define ZTK_WIN_WCTYPE_H
+/* <wctype.h> for the builds without a platform SDK (macOS, Windows arm64): declarations from the C standard. */
+#ifndef ZTK_C_WCTYPE_H
+#define ZTK_C_WCTYPE_H
 #include <wchar.h>
 #ifdef __cplusplus
 extern "C" {

@@ -1,6 +1,6 @@
-/* <string.h> for the Windows arm64 build: declarations from the C standard (see ../README.md). */
-#ifndef ZTK_WIN_STRING_H
-#define ZTK_WIN_STRING_H
+/* <string.h> for the builds without a platform SDK (macOS, Windows arm64): declarations from the C standard. */
+#ifndef ZTK_C_STRING_H
+#define ZTK_C_STRING_H
 #include <stddef.h>
 #ifdef __cplusplus
 extern "C" {

@@ -1,6 +1,6 @@
-/* <math.h> for the Windows arm64 build: declarations from the C standard (see ../README.md). */
-#ifndef ZTK_WIN_MATH_H
-#define ZTK_WIN_MATH_H
+/* <math.h> for the builds without a platform SDK (macOS, Windows arm64): declarations from the C standard. */
+#ifndef ZTK_C_MATH_H
+#define ZTK_C_MATH_H
 #ifdef __cplusplus
 extern "C" {
 #endif
