@@ -16,7 +16,7 @@ import subprocess
 
 
 def run(bench, size, repetitions, regex, cpu):
-    cmd = [bench, f"--benchmark_filter={regex}/{size}$", f"--benchmark_repetitions={repetitions}",
+    cmd = [bench, f"--benchmark_filter=({regex}).*/{size}$", f"--benchmark_repetitions={repetitions}",
            "--benchmark_report_aggregates_only=true", "--benchmark_format=json", "--benchmark_min_time=0.05"]
     if cpu is not None:
         cmd = ["taskset", "-c", str(cpu)] + cmd
