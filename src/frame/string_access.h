@@ -17,7 +17,7 @@ bool REALGetStringData(REALstring s, uint32_t encoding, REALstringData *record);
 struct rbData {
   REALstring string = nullptr;   // locked by a read, unlocked by the destructor
   REALobject object = nullptr;   // locked memoryblock
-  REALstringData stringData;     // filled by REALGetStringData, read only when owned
+  REALstringData stringData{};   // filled by REALGetStringData, read only when owned
   bool owned = false;            // stringData must be disposed
   const uint8_t *data = nullptr;
   int32_t length = 0;
