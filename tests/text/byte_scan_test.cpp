@@ -141,6 +141,18 @@ TEST(ByteScanKernels, CountsEqualTheOneByteLoopAtEveryLevel) {
             << "n=" << n << " needle " << needle;
       }
     }
+    // Around the length from which short needles are matched whole by the
+    // lanes (four blocks of the widest level), in the small alphabets.
+    for (size_t n : {size_t{66}, size_t{67}, size_t{130}, size_t{131}, size_t{258}, size_t{259}, size_t{1031}}) {
+      for (const char *alphabet : {"ab", "abcd"}) {
+        const GuardedBytes in(random_text(rng, n, alphabet));
+        for (const std::string &needle : needles) {
+          const ByteView nv{reinterpret_cast<const uint8_t *>(needle.data()), needle.size()};
+          ASSERT_EQ(ztk::scan::count_needle(in.view(), nv), ztk::scan::count_needle_reference(in.view(), nv))
+              << "n=" << n << " needle " << needle;
+        }
+      }
+    }
     // More than 255 blocks of one byte: the lane counters are emptied in time.
     const GuardedBytes same(std::string(64 * 300 + 5, 'e'));
     EXPECT_EQ(ztk::scan::count(same.view(), 'e'), 64u * 300 + 5);
