@@ -12,12 +12,11 @@ REALstring EncodingToURL2(REALstring s, RBInteger options) {
   ztk::ReadString(in, s);
   const uint64_t capacity = ztk::url::max_encoded_size(in.view().size) + 10;
   if (!ztk::mem::size_ok(capacity)) return nullptr;
-  char *out = static_cast<char *>(ztk::mem::alloc(capacity));
-  if (out == nullptr) return nullptr;
-  const size_t n = ztk::url::encode(in.view(), static_cast<int64_t>(options), out);
-  REALstring result = n > 0 ? ztk::BuildString(out, static_cast<int64_t>(n), enc::kASCII) : nullptr;
-  ztk::mem::release(out);
-  return result;
+  const ztk::mem::Scratch out(capacity);
+  if (out.data() == nullptr) return nullptr;
+  char *text = reinterpret_cast<char *>(out.data());
+  const size_t n = ztk::url::encode(in.view(), static_cast<int64_t>(options), text);
+  return n > 0 ? ztk::BuildString(text, static_cast<int64_t>(n), enc::kASCII) : nullptr;
 }
 
 REALstring EncodingToURL1(REALstring s) { return EncodingToURL2(s, 0); }

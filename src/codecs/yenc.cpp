@@ -11,12 +11,10 @@ REALmemoryBlock yDecodeZTKm(REALmemoryBlock data) {
   rbData in;
   ztk::ReadMemoryBlock(in, data);
   if (in.view().empty()) return nullptr;
-  auto *out = static_cast<uint8_t *>(ztk::mem::alloc(in.view().size));
-  if (out == nullptr) return nullptr;
-  const size_t n = ztk::yenc::decode(in.view(), out);
-  REALmemoryBlock result = ztk::NewMemoryBlockCopy(out, static_cast<int64_t>(n));
-  ztk::mem::release(out);
-  return result;
+  const ztk::mem::Scratch out(in.view().size);
+  if (out.data() == nullptr) return nullptr;
+  const size_t n = ztk::yenc::decode(in.view(), out.data());
+  return ztk::NewMemoryBlockCopy(out.data(), static_cast<int64_t>(n));
 }
 
 REALstring yDecodeZTKs(REALstring data) { return ztk::ShrinkBytes(data, ztk::yenc::decode); }

@@ -17,12 +17,10 @@ REALstring ShrinkBytes(REALstring s, Kernel kernel) {
   rbData in;
   ReadString(in, s);
   if (in.view().empty()) return nullptr;
-  auto *out = static_cast<uint8_t *>(mem::alloc(in.view().size));
-  if (out == nullptr) return nullptr;
-  const size_t n = kernel(in.view(), out);
-  REALstring result = n > 0 ? BuildRawBytes({out, n}) : nullptr;
-  mem::release(out);
-  return result;
+  const mem::Scratch out(in.view().size);
+  if (out.data() == nullptr) return nullptr;
+  const size_t n = kernel(in.view(), out.data());
+  return n > 0 ? BuildRawBytes({out.data(), n}) : nullptr;
 }
 
 }  // namespace ztk

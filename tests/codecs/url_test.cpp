@@ -92,11 +92,18 @@ TEST_P(DecodingFromURLZTK, EmptyInputAndFailuresGiveEmptyString) {
   EXPECT_TRUE(call("DecodingFromURLZTK", {Empty()}).null);
   EXPECT_TRUE(call("EncodingToURLZTK", {Empty()}).null);
   EXPECT_TRUE(call("EncodingToURLZTK", {NullString(), I(1)}).null);
-  REALstring s = S("a b");
+  // Results of up to 4 KiB are made on the stack; a longer one's block that
+  // cannot be had gives the empty result.
+  REALstring s = S("a b"), longer = S(std::string(5000, 'a'));
   plugin->fail_allocation(1);
-  EXPECT_TRUE(call("EncodingToURLZTK", {s}).null);
+  EXPECT_TRUE(call("EncodingToURLZTK", {S(std::string(1400, ' '))}).null);
   plugin->fail_allocation(1);
-  EXPECT_TRUE(call("DecodingFromURLZTK", {s}).null);
+  EXPECT_TRUE(call("DecodingFromURLZTK", {longer}).null);
+  plugin->fail_allocation(1);
+  EXPECT_EQ(call("EncodingToURLZTK", {s}).bytes, "a%20b") << "a short result needs no memory";
+  plugin->fail_allocation(1);
+  EXPECT_EQ(call("DecodingFromURLZTK", {s}).bytes, "a b");
+  plugin->fail_allocation(0);
   host.failures["REALBuildString"].always = true;
   EXPECT_TRUE(call("EncodingToURLZTK", {s}).null);
 }

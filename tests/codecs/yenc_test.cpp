@@ -65,11 +65,15 @@ TEST_P(yDecodeZTK, MissingResultBlockRaisesOutOfMemory) {
 }
 
 TEST_P(yDecodeZTK, WorkBufferFailureGivesNoResultWithoutException) {
-  REALobject in = MB("kl");
+  // A work buffer of up to 4 KiB is on the stack; a longer one that cannot be
+  // had gives no result and no exception.
   plugin->fail_allocation(1);
-  Result r = call("_yDecodeMemoryZTK", {in});
+  Result r = call("_yDecodeMemoryZTK", {MB(std::string(5000, 'k'))});
   EXPECT_TRUE(r.null);
   EXPECT_EQ(r.exceptionClass, "");
+  plugin->fail_allocation(1);
+  EXPECT_EQ(call("_yDecodeMemoryZTK", {MB("kl")}).bytes, "AB");
+  plugin->fail_allocation(0);
 }
 
 TEST_P(yDecodeZTK, MissingMemoryBlockServicesReadAsEmpty) {
