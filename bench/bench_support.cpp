@@ -18,13 +18,19 @@ namespace {
 // ZTK_BENCH_LEVEL=N (0 plain .. 4 VBMI2) runs the methods at that vector level
 // or the highest below it the CPU has, through the library built with the
 // level hook; unset, the shipping library runs at the CPU's best level.
+// ZTK_BENCH_LIBRARY=PATH runs another build of the library (the probe build,
+// when a level is asked for) under this same harness and host, so that two
+// builds are compared with the host's heap and code as they are.
 void start_library() {
   static const bool once = [] {
     const char *level = std::getenv("ZTK_BENCH_LEVEL");
+    const char *library = std::getenv("ZTK_BENCH_LIBRARY");
+    const bool other = library != nullptr && *library != '\0';
     if (level == nullptr || *level == '\0') {
-      subhost::PluginLibrary::started_once(ZTK_PLUGIN_PATH);
+      subhost::PluginLibrary::started_once(other ? library : ZTK_PLUGIN_PATH);
     } else {
-      const int in_force = subhost::PluginLibrary::started_once(ZTK_PROBE_PLUGIN_PATH).limit_level(std::atoi(level));
+      const int in_force =
+          subhost::PluginLibrary::started_once(other ? library : ZTK_PROBE_PLUGIN_PATH).limit_level(std::atoi(level));
       benchmark::AddCustomContext("ztk_level", std::to_string(in_force));
     }
     return true;

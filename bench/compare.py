@@ -6,7 +6,12 @@ and round by round, so that a drift of the machine touches both alike.
 
 Usage: compare.py OLD_BUILD NEW_BUILD [--bench byte_methods_bench]
                   [--rounds 3] [--repetitions 5] [--filter REGEX] [--cpu N]
+                  [--harness BUILD]
 Lists the rows whose ratio is above --flag (default 1.05) after the table.
+With --harness, both libraries (OLD_BUILD/ZTKStrings.so and NEW_BUILD's, or
+the library files themselves) run under that build's benchmark and host, so
+that only the library differs: the host's heap and code (where its strings
+lie, how its calls line up) otherwise move the short calls by 10-20%.
 """
 import argparse
 import json
@@ -15,12 +20,16 @@ import statistics
 import subprocess
 
 
-def run(bench, size, repetitions, regex, cpu):
+def run(bench, size, repetitions, regex, cpu, library=None):
     cmd = [bench, f"--benchmark_filter=({regex}).*/{size}$", f"--benchmark_repetitions={repetitions}",
            "--benchmark_report_aggregates_only=true", "--benchmark_format=json", "--benchmark_min_time=0.05"]
     if cpu is not None:
         cmd = ["taskset", "-c", str(cpu)] + cmd
-    out = json.loads(subprocess.run(cmd, capture_output=True, text=True, check=True).stdout)
+    env = dict(os.environ)
+    env.pop("ZTK_BENCH_LIBRARY", None)
+    if library is not None:
+        env["ZTK_BENCH_LIBRARY"] = library
+    out = json.loads(subprocess.run(cmd, capture_output=True, text=True, check=True, env=env).stdout)
     return {b["run_name"].rsplit("/", 1)[0]: b["plugin_ns"]
             for b in out["benchmarks"] if b.get("aggregate_name") == "median" and "plugin_ns" in b}
 
@@ -35,14 +44,25 @@ def main():
     ap.add_argument("--filter", default=".*")
     ap.add_argument("--cpu", type=int)
     ap.add_argument("--flag", type=float, default=1.05)
+    ap.add_argument("--harness")
     args = ap.parse_args()
+
+    def library_of(build):
+        # With ZTK_BENCH_LEVEL set, the level is limited through the probe build.
+        probe = os.environ.get("ZTK_BENCH_LEVEL", "") != ""
+        return build if os.path.isfile(build) else os.path.join(build, "ZTKStrings_probe.so" if probe else "ZTKStrings.so")
+
     sizes = [20, 1 << 10, 1 << 20]
     times = {}  # (build, size, row) -> [medians]
     for _ in range(args.rounds):
         for size in sizes:
             for build in (args.old, args.new):
-                bench = os.path.join(build, "bench", args.bench)
-                for row, ns in run(bench, size, args.repetitions, args.filter, args.cpu).items():
+                if args.harness:
+                    bench = os.path.join(args.harness, "bench", args.bench)
+                    library = library_of(build)
+                else:
+                    bench, library = os.path.join(build, "bench", args.bench), None
+                for row, ns in run(bench, size, args.repetitions, args.filter, args.cpu, library).items():
                     times.setdefault((build, size, row), []).append(ns)
     rows = sorted({row for (_, _, row) in times})
     print("| Method / input | 20 B old / new (ns) | ratio | 1 KiB old / new (ns) | ratio | 1 MiB old / new (us) | ratio |")
