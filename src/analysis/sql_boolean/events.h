@@ -247,4 +247,86 @@ template <class Level>
   out.take_append(written, written);
 }
 
+
+// The rewriting from one mask a block that may hold more lanes than the
+// events: Level::marks(at) sets lane k of 64 for every quote and every t or f
+// (any case) whose byte before (at[k - 1]) may be a separator, and may set
+// others, as long as the marks are cheap to compute; each mark is then told
+// apart by its byte and checked in place. Quotes are walked in order, so a
+// quote inside quotes of the other kind, and any mark inside quotes, is text.
+// A block is read from at[-1] to at[71] (the byte before it and a word's last
+// bytes); the first block and those near the end are read from a padded
+// copy, whose padding is no separator, so a word at the end of the text is
+// no word, as the end of the text is no separator. The output is written in
+// place in room taken once, as rewrite_blocks does.
+template <class Level>
+[[gnu::always_inline]] inline void rewrite_marked(ByteView in, AsciiStringHandle &out) {
+  if (!out.alive()) return;
+  if (int64_t{out.used} + static_cast<int64_t>(in.size) + 4 > out.limit) {
+    EventCursor<Level> cursor(in);
+    rewrite(in, out, cursor);
+    return;
+  }
+  uint8_t *const begin = out.take_append(static_cast<int64_t>(in.size), 0);
+  if (begin == nullptr) return;
+  uint32_t kTrue, kFals;  // the first four letters in any case, as one load of them | 0x20 gives them
+  std::memcpy(&kTrue, "true", 4);
+  std::memcpy(&kFals, "fals", 4);
+  uint8_t *o = begin;
+  size_t from = 0;    // the first byte not yet written
+  uint8_t quote = 0;  // the quote open, 0 for none
+  auto block = [&](const uint8_t *at, size_t base) {
+    for (uint64_t m = Level::marks(at); m != 0; m &= m - 1) {
+      const unsigned k = static_cast<unsigned>(__builtin_ctzll(m));
+      const uint8_t *const word = at + k;
+      const uint8_t c = word[0];
+      if (quote != 0) {
+        if (c == quote) quote = 0;
+        continue;
+      }
+      if (c == '\'' || c == '"') {
+        quote = c;
+        continue;
+      }
+      uint32_t w;
+      std::memcpy(&w, word, 4);
+      w |= 0x20202020U;
+      size_t len;
+      if (w == kTrue && kSeparators.at[word[4]]) {
+        len = 4;
+      } else if (w == kFals && (word[4] | 0x20) == 'e' && kSeparators.at[word[5]]) {
+        len = 5;
+      } else {
+        continue;
+      }
+      if (!kSeparators.at[word[-1]]) continue;
+      const size_t p = base + k;
+      copy_run(o, in.data + from, p - from);
+      o += p - from;
+      *o++ = len == 5 ? '0' : '1';
+      from = p + len;
+    }
+  };
+  constexpr size_t kBlock = 64, kAfter = 8;  // a word's bytes read past a block
+  alignas(16) uint8_t copy[1 + kBlock + kAfter];
+  auto padded = [&](size_t base) {
+    const size_t n = in.size - base < kBlock + kAfter ? in.size - base : kBlock + kAfter;
+    copy[0] = base == 0 ? ' ' : in[base - 1];  // the text's start counts as a separator
+    std::memcpy(copy + 1, in.data + base, n);
+    std::memset(copy + 1 + n, 'x', kBlock + kAfter - n);
+    block(copy + 1, base);
+  };
+  size_t base = 0;
+  if (in.size > 0) {
+    padded(0);
+    base = kBlock;
+  }
+  for (; base + kBlock + kAfter <= in.size; base += kBlock) block(in.data + base, base);
+  for (; base < in.size; base += kBlock) padded(base);
+  copy_run(o, in.data + from, in.size - from);
+  o += in.size - from;
+  const auto written = static_cast<int64_t>(o - begin);
+  out.take_append(written, written);
+}
+
 }  // namespace ztk::sql
