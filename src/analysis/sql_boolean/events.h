@@ -275,7 +275,17 @@ template <class Level>
   uint8_t *o = begin;
   size_t from = 0;    // the first byte not yet written
   uint8_t quote = 0;  // the quote open, 0 for none
-  auto block = [&](const uint8_t *at, size_t base) {
+  constexpr size_t kBlock = 64, kAfter = 8;  // a word's bytes read past a block
+  alignas(16) uint8_t copy[1 + kBlock + kAfter];
+  for (size_t base = 0; base < in.size; base += kBlock) {
+    const uint8_t *at = in.data + base;
+    if (base == 0 || in.size - base < kBlock + kAfter) {
+      const size_t n = in.size - base < kBlock + kAfter ? in.size - base : kBlock + kAfter;
+      copy[0] = base == 0 ? ' ' : in[base - 1];  // the text's start counts as a separator
+      std::memcpy(copy + 1, at, n);
+      std::memset(copy + 1 + n, 'x', kBlock + kAfter - n);
+      at = copy + 1;
+    }
     for (uint64_t m = Level::marks(at); m != 0; m &= m - 1) {
       const unsigned k = static_cast<unsigned>(__builtin_ctzll(m));
       const uint8_t *const word = at + k;
@@ -306,23 +316,7 @@ template <class Level>
       *o++ = len == 5 ? '0' : '1';
       from = p + len;
     }
-  };
-  constexpr size_t kBlock = 64, kAfter = 8;  // a word's bytes read past a block
-  alignas(16) uint8_t copy[1 + kBlock + kAfter];
-  auto padded = [&](size_t base) {
-    const size_t n = in.size - base < kBlock + kAfter ? in.size - base : kBlock + kAfter;
-    copy[0] = base == 0 ? ' ' : in[base - 1];  // the text's start counts as a separator
-    std::memcpy(copy + 1, in.data + base, n);
-    std::memset(copy + 1 + n, 'x', kBlock + kAfter - n);
-    block(copy + 1, base);
-  };
-  size_t base = 0;
-  if (in.size > 0) {
-    padded(0);
-    base = kBlock;
   }
-  for (; base + kBlock + kAfter <= in.size; base += kBlock) block(in.data + base, base);
-  for (; base < in.size; base += kBlock) padded(base);
   copy_run(o, in.data + from, in.size - from);
   o += in.size - from;
   const auto written = static_cast<int64_t>(o - begin);

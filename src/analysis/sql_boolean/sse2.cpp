@@ -35,7 +35,7 @@ struct Sse2 {
     const __m128i before = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at - 1));
     const __m128i lower = _mm_or_si128(v, _mm_set1_epi8(0x20));
     const __m128i letter = _mm_or_si128(_mm_cmpeq_epi8(lower, _mm_set1_epi8('t')), _mm_cmpeq_epi8(lower, _mm_set1_epi8('f')));
-    const __m128i start = _mm_and_si128(letter, _mm_cmplt_epi8(before, _mm_set1_epi8('<')));
+    const __m128i start = _mm_andnot_si128(_mm_cmpgt_epi8(before, _mm_set1_epi8(';')), letter);
     const __m128i quote = _mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('\'')), _mm_cmpeq_epi8(v, _mm_set1_epi8('"')));
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(start, quote)));
   }
