@@ -20,7 +20,71 @@ uint64_t lines_of(uint64_t digits, uint64_t width) {
 // The filler characters that pad the last line of `digits` characters.
 uint64_t last_line_room(uint64_t digits, uint64_t width) { return lines_of(digits, width) * width - digits; }
 
+// The two digits of every byte, high digit first.
+struct DigitPairs {
+  char at[512] = {};
+  constexpr DigitPairs() {
+    for (int b = 0; b < 256; ++b) {
+      at[2 * b] = "0123456789ABCDEF"[b >> 4];
+      at[2 * b + 1] = "0123456789ABCDEF"[b & 15];
+    }
+  }
+};
+constexpr DigitPairs kDigitPairs{};
+
 }  // namespace
+
+size_t pair_lines(ByteView in, const Layout &layout, char *out) {
+  const uint64_t linelen = layout.linelen;
+  const uint8_t spacer = layout.spacer[0];
+  const ByteView linestart = layout.linestart, lineend = layout.lineend;
+  const ByteView filler = layout.filler.empty() ? kDefaultFiller : layout.filler;
+  auto pair = [](uint8_t b) {
+    uint16_t p;
+    std::memcpy(&p, kDigitPairs.at + 2 * b, 2);
+    return uint64_t{p};
+  };
+  char *o = out;
+  for (size_t i = 0; i < in.size;) {
+    o = put_short(o, linestart);
+    const size_t count = in.size - i < linelen ? in.size - i : static_cast<size_t>(linelen);
+    const size_t end = i + count;
+    // Each group followed by the spacer, the last one's then written over.
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    // Four groups (12 characters) as an 8-byte and a 4-byte store.
+    const uint64_t spacers = uint64_t{spacer} << 16 | uint64_t{spacer} << 40;
+    for (; i + 4 <= end; i += 4, o += 12) {
+      const uint64_t first = pair(in[i]) | pair(in[i + 1]) << 24 | pair(in[i + 2]) << 48 | spacers;
+      const auto second = static_cast<uint32_t>(spacer | pair(in[i + 3]) << 8 | uint64_t{spacer} << 24);
+      std::memcpy(o, &first, 8);
+      std::memcpy(o + 8, &second, 4);
+    }
+#endif
+    for (; i < end; ++i, o += 3) {
+      std::memcpy(o, kDigitPairs.at + 2 * in[i], 2);
+      o[2] = static_cast<char>(spacer);
+    }
+    // The last line's missing digits from the filler, which starts over
+    // right after the digits and cycles: with one or two characters every
+    // group is the same.
+    uint64_t g = count;
+    if (filler.size <= 2) {
+      const char group[3] = {static_cast<char>(filler[0]), static_cast<char>(filler[filler.size - 1]),
+                             static_cast<char>(spacer)};
+      for (; g < linelen; ++g, o += 3) std::memcpy(o, group, 3);
+    } else {
+      for (size_t f = 0; g < linelen; ++g, o += 3) {
+        o[0] = static_cast<char>(filler[f]);
+        f = f + 1 == filler.size ? 0 : f + 1;
+        o[1] = static_cast<char>(filler[f]);
+        f = f + 1 == filler.size ? 0 : f + 1;
+        o[2] = static_cast<char>(spacer);
+      }
+    }
+    o = put_short(o - 1, lineend);
+  }
+  return static_cast<size_t>(o - out);
+}
 
 uint64_t output_size(uint64_t inputBytes, const Layout &layout) {
   const uint64_t width = layout.hexlen * layout.linelen;  // both below 2^31
