@@ -166,7 +166,9 @@ inline constexpr SeparatorTable kSeparators{};
   }
 }
 
-// The whole rewriting a 64-byte block at a time with no event loop: the
+// The whole rewriting a 64-byte block at a time with no event loop (the
+// levels whose classes give exact masks; the x86 levels take rewrite_marked
+// below, whose marks cost fewer instructions a block): the
 // block's classes give the letters that could start a word after a
 // separator, each checked in place; the quotes, walked in order, mark the
 // lanes they enclose, carrying an open quote into the next block; and the
