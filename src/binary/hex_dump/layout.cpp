@@ -41,7 +41,7 @@ size_t pair_lines(ByteView in, const Layout &layout, char *out) {
   const ByteView filler = layout.filler.empty() ? kDefaultFiller : layout.filler;
   auto pair = [](uint8_t b) {
     uint16_t p;
-    std::memcpy(&p, kDigitPairs.at + 2 * b, 2);
+    std::memcpy(&p, kDigitPairs.at + 2 * size_t{b}, 2);
     return uint64_t{p};
   };
   char *o = out;
@@ -61,7 +61,7 @@ size_t pair_lines(ByteView in, const Layout &layout, char *out) {
     }
 #endif
     for (; i < end; ++i, o += 3) {
-      std::memcpy(o, kDigitPairs.at + 2 * in[i], 2);
+      std::memcpy(o, kDigitPairs.at + 2 * size_t{in[i]}, 2);
       o[2] = static_cast<char>(spacer);
     }
     // The last line's missing digits from the filler, which starts over
@@ -71,6 +71,16 @@ size_t pair_lines(ByteView in, const Layout &layout, char *out) {
     if (filler.size <= 2) {
       const char group[3] = {static_cast<char>(filler[0]), static_cast<char>(filler[filler.size - 1]),
                              static_cast<char>(spacer)};
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+      // Four groups as an 8-byte and a 4-byte store of one pattern.
+      const uint64_t one = uint64_t{filler[0]} | uint64_t{filler[filler.size - 1]} << 8 | uint64_t{spacer} << 16;
+      const uint64_t first = one | one << 24 | one << 48;
+      const auto second = static_cast<uint32_t>(one >> 16 | one << 8);
+      for (; g + 4 <= linelen; g += 4, o += 12) {
+        std::memcpy(o, &first, 8);
+        std::memcpy(o + 8, &second, 4);
+      }
+#endif
       for (; g < linelen; ++g, o += 3) std::memcpy(o, group, 3);
     } else {
       for (size_t f = 0; g < linelen; ++g, o += 3) {
