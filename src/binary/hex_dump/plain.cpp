@@ -20,7 +20,7 @@ char *groups(const char *hex, const Layout &layout, char *out) {
       std::memcpy(out, hex, group);
       out += group;
     } else {
-      out = put_short(out, {reinterpret_cast<const uint8_t *>(hex), group});
+      out = put_short(out, {reinterpret_cast<const uint8_t *>(hex), static_cast<size_t>(group)});
     }
     if (kSpacer == 1) {
       *out++ = spacerByte;
@@ -32,7 +32,7 @@ char *groups(const char *hex, const Layout &layout, char *out) {
     std::memcpy(out, hex, group);
     return out + group;
   }
-  return put_short(out, {reinterpret_cast<const uint8_t *>(hex), group});
+  return put_short(out, {reinterpret_cast<const uint8_t *>(hex), static_cast<size_t>(group)});
 }
 
 // Without a spacer a line's groups are its digits as they are.
