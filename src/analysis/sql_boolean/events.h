@@ -313,10 +313,7 @@ template <class Level>
         if (c == quote) quote = 0;
         continue;
       }
-      if (c == '\'' || c == '"') {
-        quote = c;
-        continue;
-      }
+      // A word first, the quotes after: a quote's load | 0x20 is no word.
       uint32_t w;
       std::memcpy(&w, word, 4);
       w |= 0x20202020U;
@@ -326,6 +323,7 @@ template <class Level>
       } else if (w == kFals && (word[4] | 0x20) == 'e' && kSeparators.at[word[5]]) {
         len = 5;
       } else {
+        if (c == '\'' || c == '"') quote = c;
         continue;
       }
       if (!kSeparators.at[word[-1]]) continue;
