@@ -39,14 +39,20 @@ REALstring Hexstring(REALstring input, RBInteger hexlen, RBInteger linelen, REAL
       ztk::mem::release(out);
   };
   // Whole lines straight from the bytes where the level can; the rest (a
-  // last line at least) through the hex text with its filler.
+  // last line at least) through the hex text with its filler, or for a short
+  // call of the common layout straight from the bytes too.
   const size_t taken = ztk::hexdump::write_byte_lines(bytes, layout, out);
   size_t written = taken == 0 ? 0 : static_cast<size_t>(ztk::hexdump::output_size(taken, layout));
   const ztk::ByteView rest{bytes.data + taken, bytes.size - taken};
-  if (!rest.empty()) {
-    // A short call's hex text fits on the stack: an allocation costs more than its dump.
-    char local[256];
-    const uint64_t hexSize = ztk::hexdump::hex_text_size(rest.size, layout);
+  // A short call's hex text fits on the stack: an allocation costs more than its dump.
+  char local[256];
+  const uint64_t hexSize = rest.empty() ? 0 : ztk::hexdump::hex_text_size(rest.size, layout);
+  if (!rest.empty() && hexSize <= sizeof local && layout.hexlen == 2 && layout.spacer.size == 1) {
+    // The common layout straight from the bytes (the output has its byte to
+    // spare), where its hex text would have fit on the stack: the
+    // allocations stay those of the dump through the hex text.
+    written += ztk::hexdump::pair_lines(rest, layout, out + written);
+  } else if (!rest.empty()) {
     char *hex = hexSize <= sizeof local ? local : static_cast<char *>(ztk::mem::alloc(hexSize));
     if (hex == nullptr) {
       release_out();

@@ -6,6 +6,7 @@
 // level.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/byte_view.h"
@@ -55,6 +56,12 @@ uint64_t output_size(uint64_t inputBytes, const Layout &layout);
 uint64_t hex_text_size(uint64_t inputBytes, const Layout &layout);
 // The hex text: 2n digits followed by hexlen * linelen filler characters.
 void hex_text(ByteView in, const Layout &layout, char *out);
+// The lines of a layout of one byte a group and a one-byte spacer (hexlen 2,
+// spacer.size 1) straight from the bytes, a short call's form with no hex
+// text between; returns the bytes written, output_size() of them. The
+// output needs room for one byte more (the last spacer is written, then
+// overwritten or left past the end).
+size_t pair_lines(ByteView in, const Layout &layout, char *out);
 
 // The plain versions every level must equal.
 void digits_reference(ByteView in, char *out);

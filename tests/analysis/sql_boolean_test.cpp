@@ -191,3 +191,37 @@ TEST(SqlBooleanKernel, StatementsEqualTheOneByteRulesAtEveryLevel) {
     }
   });
 }
+
+// Texts of several blocks made of the bytes a vector level may mark and then
+// drop (# and & beside the quotes, d and v beside t and f, digits and
+// punctuation before a letter), and of words and quotes, at every length:
+// the marks are told apart by their byte, and the first block, the blocks
+// with room after them and the last ones (read from a copy) hand over the
+// output and the open quote wherever a word or a quoted string crosses
+// from one to the next.
+TEST(SqlBooleanKernel, LookalikesAndWordsAcrossBlocksEqualTheOneByteRulesAtEveryLevel) {
+  std::mt19937 rng(2024);
+  const auto inputs = token_inputs(rng, {"true", " TRUE ", " false,", "(FaLsE)", ";true;", " d ", " v", "DV", "#", "&",
+                                         "verified ", " VALUES ", "3true ", "'true' ", "\"a'b\" ", "'", "\"", " \"#\" ",
+                                         "'&' ", " f", " t", " dvtf ", "1false ", "\x80true\xFF", " truex ", "  "},
+                                   600);
+  expect_equal_at_every_level(
+      inputs, [](ztk::ByteView in) { return rewritten(in, ztk::sql::replace_booleans); },
+      [](const std::string &s) { return rewritten(view_of(s), rewrite_one_byte_at_a_time); });
+}
+
+// A text that ends right before an unreadable page inside a word, right
+// after one, or inside a quoted string, at every length across the blocks
+// read in place and those read from a copy: nothing past the end is read,
+// and a word the end cuts short stays as it is.
+TEST(SqlBooleanKernel, TextsEndingInsideAWordOrQuoteEqualTheOneByteRulesAtEveryLevel) {
+  std::vector<std::string> inputs;
+  for (const std::string unit : {"a = true, b = FALSE ", "x = 'it is true, or false' ", "(true,\"false\",false)"}) {
+    std::string text;
+    while (text.size() < 420) text += unit;
+    for (size_t n = 0; n <= text.size(); ++n) inputs.push_back(text.substr(0, n));
+  }
+  expect_equal_at_every_level(
+      inputs, [](ztk::ByteView in) { return rewritten(in, ztk::sql::replace_booleans); },
+      [](const std::string &s) { return rewritten(view_of(s), rewrite_one_byte_at_a_time); });
+}

@@ -202,3 +202,69 @@ TEST_P(HexstringZTK, ManyLinesEqualThePlainDump) {
     }
   }
 }
+
+namespace {
+// The dump of `bytes` made the first way: the hex text (digits, then the
+// filler repeated hexlen * linelen times) cut into lines group by group.
+std::string reference_dump(const std::string &bytes, const ztk::hexdump::Layout &layout) {
+  const size_t n = bytes.size();
+  std::string hex(2 * n, '\0');
+  ztk::hexdump::digits_reference({reinterpret_cast<const uint8_t *>(bytes.data()), n}, hex.data());
+  const std::string filler = layout.filler.empty() ? "0" : std::string(layout.filler.data, layout.filler.data + layout.filler.size);
+  for (uint64_t k = 0; k < layout.hexlen * layout.linelen; ++k)
+    hex += filler;
+  std::string want(n == 0 ? 0 : ztk::hexdump::output_size(n, layout), '\0');
+  want.resize(ztk::hexdump::lines_reference(hex.data(), 2 * n, layout, want.data()));
+  return want;
+}
+} // namespace
+
+// Short dumps of one byte a group and a one-byte spacer, written straight
+// from the bytes, equal the dump through the hex text: digits on whole
+// and cut lines, fillers of every length cycling from the end of the digits,
+// line texts past the fixed moves' sizes; the input and the output (with
+// its byte to spare) end right before unreadable pages.
+TEST(HexDumpPairLines, EqualTheDumpThroughTheHexText) {
+  std::mt19937 rng(37);
+  auto view = [](const std::string &t) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(t.data()), t.size()}; };
+  const std::string texts[] = {"", "\n", "\r\n", "0x:", "[--]", std::string(7, '<'), std::string(8, '>'),
+                               std::string(9, '+'), std::string(16, '{'), std::string(17, '}')};
+  const std::string fillers[] = {"", ".", "ab", "xyz", "12345", std::string(9, '~')};
+  for (int round = 0; round < 4000; ++round) {
+    const uint64_t linelen = 1 + rng() % 40;
+    const std::string &start = texts[rng() % 10], &end = texts[rng() % 10], &filler = fillers[rng() % 6];
+    const std::string spacer(1, "  ,-\0"[rng() % 5]);
+    const ztk::hexdump::Layout layout{2, linelen, view(start), view(end), view(spacer), view(filler)};
+    const std::string bytes = random_text(rng, 1 + rng() % 130);
+    const std::string want = reference_dump(bytes, layout);
+    const GuardedBytes in(bytes);
+    GuardedBytes out(std::string(want.size() + 1, '\0'));
+    const size_t n = ztk::hexdump::pair_lines(in.view(), layout, reinterpret_cast<char *>(out.bytes()));
+    ASSERT_EQ(std::string(out.bytes(), out.bytes() + n), want)
+        << bytes.size() << " bytes, linelen " << linelen << " filler '" << filler << "' start '" << start << "'";
+  }
+}
+
+// A short call's dump as the method makes it at every level: whole lines
+// from the bytes where the level has a form for them, the rest straight
+// from the bytes, equal to the dump through the hex text.
+TEST(HexDumpPairLines, AfterTheByteLinesOfEveryLevelEqualTheDumpThroughTheHexText) {
+  std::mt19937 rng(41);
+  auto view = [](const std::string &t) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(t.data()), t.size()}; };
+  const std::string nl = "\n", sp = " ", dot = ".", none;
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n = 1; n <= 100; ++n) {
+      for (uint64_t linelen : {1, 3, 8, 16, 17, 32}) {
+        const ztk::hexdump::Layout layout{2, linelen, view(none), view(nl), view(sp), view(n % 2 ? dot : none)};
+        const std::string bytes = random_text(rng, n);
+        const std::string want = reference_dump(bytes, layout);
+        const GuardedBytes in(bytes);
+        std::string out(want.size() + 1, '\0');
+        const size_t taken = ztk::hexdump::write_byte_lines(in.view(), layout, out.data());
+        size_t written = taken == 0 ? 0 : ztk::hexdump::output_size(taken, layout);
+        written += ztk::hexdump::pair_lines({in.view().data + taken, n - taken}, layout, out.data() + written);
+        ASSERT_EQ(out.substr(0, written), want) << n << " bytes, linelen " << linelen;
+      }
+    }
+  });
+}

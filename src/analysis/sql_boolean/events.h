@@ -166,7 +166,9 @@ inline constexpr SeparatorTable kSeparators{};
   }
 }
 
-// The whole rewriting a 64-byte block at a time with no event loop: the
+// The whole rewriting a 64-byte block at a time with no event loop (the
+// levels whose classes give exact masks; the x86 levels take rewrite_marked
+// below, whose marks cost fewer instructions a block): the
 // block's classes give the letters that could start a word after a
 // separator, each checked in place; the quotes, walked in order, mark the
 // lanes they enclose, carrying an open quote into the next block; and the
@@ -242,6 +244,137 @@ template <class Level>
     }
   }
   if (in.size > from) std::memcpy(o, in.data + from, in.size - from);
+  o += in.size - from;
+  const auto written = static_cast<int64_t>(o - begin);
+  out.take_append(written, written);
+}
+
+
+// Copies n bytes, 16 at a time while there are as many: the runs of the
+// first and last blocks, at most a few blocks long.
+[[gnu::always_inline]] inline void copy_pieces(uint8_t *to, const uint8_t *from, size_t n) {
+  for (; n >= 16; n -= 16, to += 16, from += 16) std::memcpy(to, from, 16);
+  copy_run(to, from, n);
+}
+
+// Copies 64 bytes with fixed-size moves.
+[[gnu::always_inline]] inline void copy64(uint8_t *to, const uint8_t *from) {
+  std::memcpy(to, from, 16);
+  std::memcpy(to + 16, from + 16, 16);
+  std::memcpy(to + 32, from + 32, 16);
+  std::memcpy(to + 48, from + 48, 16);
+}
+
+// The rewriting from one mask a block that may hold more lanes than the
+// events: Level::marks(at) sets lane k of 64 for every quote and every t or f
+// (any case) whose byte before (at[k - 1]) may be a separator, and may set
+// others, as long as the marks are cheap to compute; each mark is then told
+// apart by its byte and checked in place. Quotes are walked in order, so a
+// quote inside quotes of the other kind, and any mark inside quotes, is text.
+// A block is read from at[-1] to at[71] (the byte before it and a word's last
+// bytes); the first block and those near the end are read from a padded
+// copy, whose padding is no separator, so a word at the end of the text is
+// no word, as the end of the text is no separator.
+//
+// The output never runs ahead of the input, so it is written in place in
+// room taken once for the whole text (counted as one append, as the
+// byte-at-a-time appends of at most that many bytes would leave the buffer's
+// rule where it was); a buffer with less room takes the event loop. Where
+// the text goes on for more than a block after a block, the block's bytes
+// are stored as they are read (Level::marks_stored) and, after a word, the
+// 64 bytes after it, ahead of where the output has reached: a word is then
+// a byte and one fixed copy. In the first and last blocks the bytes before
+// each word are copied as a run.
+template <class Level>
+[[gnu::always_inline]] inline void rewrite_marked(ByteView in, AsciiStringHandle &out) {
+  if (!out.alive()) return;
+  if (int64_t{out.used} + static_cast<int64_t>(in.size) + 4 > out.limit) {
+    EventCursor<Level> cursor(in);
+    rewrite(in, out, cursor);
+    return;
+  }
+  uint8_t *const begin = out.take_append(static_cast<int64_t>(in.size), 0);
+  if (begin == nullptr) return;
+  uint32_t kTrue, kFals;  // the first four letters in any case, as one load of them | 0x20 gives them
+  std::memcpy(&kTrue, "true", 4);
+  std::memcpy(&kFals, "fals", 4);
+  uint8_t *o = begin;  // where in[from] goes
+  size_t from = 0;     // the bytes before it are written
+  uint8_t quote = 0;   // the quote open, 0 for none
+  constexpr size_t kBlock = 64, kAfter = 8;  // a word's bytes read past a block
+  // The events of the block at `base` read at `at`; `ahead`: the 64 bytes
+  // from `from` are written.
+  auto events = [&](const uint8_t *at, size_t base, uint64_t m, bool ahead) __attribute__((always_inline)) {
+    for (; m != 0; m &= m - 1) {
+      const size_t k = static_cast<unsigned>(__builtin_ctzll(m));
+      const uint8_t *const word = at + k;
+      const uint8_t c = word[0];
+      if (quote != 0) {
+        if (c == quote) quote = 0;
+        continue;
+      }
+      // A word first, the quotes after: a quote's load | 0x20 is no word.
+      uint32_t w;
+      std::memcpy(&w, word, 4);
+      w |= 0x20202020U;
+      size_t len;
+      if (w == kTrue && kSeparators.at[word[4]]) {
+        len = 4;
+      } else if (w == kFals && (word[4] | 0x20) == 'e' && kSeparators.at[word[5]]) {
+        len = 5;
+      } else {
+        if (c == '\'' || c == '"') quote = c;
+        continue;
+      }
+      if (!kSeparators.at[word[-1]]) continue;
+      const size_t p = base + k;
+      // A word starts after the separator that follows the word before.
+      if (p < from) __builtin_unreachable();
+      if (!ahead) copy_pieces(o, in.data + from, p - from);
+      o += p - from;
+      *o++ = len == 5 ? '0' : '1';
+      from = p + len;
+      if (ahead) copy64(o, in.data + from);
+    }
+  };
+  alignas(16) uint8_t copy[1 + kBlock + kAfter];
+  auto padded = [&](size_t base) __attribute__((always_inline)) {
+    const size_t n = in.size - base < kBlock + kAfter ? in.size - base : kBlock + kAfter;
+    copy[0] = base == 0 ? ' ' : in[base - 1];  // the text's start counts as a separator
+    std::memcpy(copy + 1, in.data + base, n);
+    std::memset(copy + 1 + n, 'x', kBlock + kAfter - n);
+    events(copy + 1, base, Level::marks(copy + 1), false);
+  };
+  size_t base = 0;
+  if (in.size > 0) {
+    padded(0);
+    base = kBlock;
+  }
+  if (base + kBlock + kBlock + kAfter <= in.size) {
+    // The bytes so far written, as the blocks after write ahead.
+    if (from <= base) {
+      copy_pieces(o, in.data + from, base - from);
+      o += base - from;
+      from = base;
+    } else {
+      copy64(o, in.data + from);  // a word ended past the block's end
+    }
+    for (; base + kBlock + kBlock + kAfter <= in.size; base += kBlock) {
+      const uint8_t *const at = in.data + base;
+      uint64_t m;
+      if (from <= base) {
+        // (After a word that ends past the block's start, its bytes are written.)
+        o += base - from;
+        from = base;
+        m = Level::marks_stored(at, o);
+      } else {
+        m = Level::marks(at);
+      }
+      events(at, base, m, true);
+    }
+  }
+  for (; base < in.size; base += kBlock) padded(base);
+  copy_pieces(o, in.data + from, in.size - from);
   o += in.size - from;
   const auto written = static_cast<int64_t>(o - begin);
   out.take_append(written, written);

@@ -16,6 +16,27 @@ inline char *put(char *out, ByteView text) {
   return out + text.size;
 }
 
+// put() for the layout texts, a few bytes each: moves of a fixed size, two
+// of them overlapping, where a call to memcpy would cost more than the copy.
+inline char *put_short(char *out, ByteView text) {
+  const size_t n = text.size;
+  const uint8_t *from = text.data;
+  if (n >= 8) {
+    if (n > 16) return put(out, text);
+    std::memcpy(out, from, 8);
+    std::memcpy(out + n - 8, from + n - 8, 8);
+  } else if (n >= 4) {
+    std::memcpy(out, from, 4);
+    std::memcpy(out + n - 4, from + n - 4, 4);
+  } else if (n >= 2) {
+    std::memcpy(out, from, 2);
+    std::memcpy(out + n - 2, from + n - 2, 2);
+  } else if (n == 1) {
+    *out = static_cast<char>(*from);
+  }
+  return out + n;
+}
+
 namespace plain {
 void digits_from(ByteView in, size_t from, char *out);
 size_t lines(const char *hex, uint64_t digits, const Layout &layout, char *out);

@@ -6,22 +6,33 @@ namespace {
 
 // One line's groups, each followed by the spacer but the last. Groups of one
 // byte with a one-byte spacer (the common layout) get copies of a fixed size
-// that the compiler turns into plain moves.
+// that the compiler turns into plain moves. The layout is read into locals
+// first: the output is chars, which may alias it, and would otherwise be
+// read again after every store.
 template <uint64_t kGroup, int kSpacer>
 char *groups(const char *hex, const Layout &layout, char *out) {
   const uint64_t group = kGroup != 0 ? kGroup : layout.hexlen;
-  const uint8_t spacer = kSpacer == 1 ? layout.spacer[0] : 0;
-  for (uint64_t g = 0; g < layout.linelen; ++g, hex += group) {
-    std::memcpy(out, hex, group);
-    out += group;
-    if (g + 1 == layout.linelen) break;
-    if (kSpacer == 1) {
-      *out++ = static_cast<char>(spacer);
+  const uint64_t linelen = layout.linelen;
+  const ByteView spacer = layout.spacer;
+  const char spacerByte = kSpacer == 1 ? static_cast<char>(spacer[0]) : 0;
+  for (uint64_t g = 1; g < linelen; ++g, hex += group) {
+    if (kGroup != 0) {
+      std::memcpy(out, hex, group);
+      out += group;
     } else {
-      out = put(out, layout.spacer);
+      out = put_short(out, {reinterpret_cast<const uint8_t *>(hex), static_cast<size_t>(group)});
+    }
+    if (kSpacer == 1) {
+      *out++ = spacerByte;
+    } else {
+      out = put_short(out, spacer);
     }
   }
-  return out;
+  if (kGroup != 0) {
+    std::memcpy(out, hex, group);
+    return out + group;
+  }
+  return put_short(out, {reinterpret_cast<const uint8_t *>(hex), static_cast<size_t>(group)});
 }
 
 // Without a spacer a line's groups are its digits as they are.
@@ -34,10 +45,11 @@ char *whole_line(const char *hex, const Layout &layout, char *out) {
 template <class Line>
 char *all_lines(const char *hex, uint64_t digits, const Layout &layout, char *out, Line line) {
   const uint64_t width = layout.hexlen * layout.linelen;
+  const ByteView linestart = layout.linestart, lineend = layout.lineend;
   for (uint64_t p = 0; p < digits; p += width) {
-    out = put(out, layout.linestart);
+    out = put_short(out, linestart);
     out = line(hex + p, layout, out);
-    out = put(out, layout.lineend);
+    out = put_short(out, lineend);
   }
   return out;
 }
