@@ -22,6 +22,8 @@ struct Walk {
   const Filler *filler;
   ptrdiff_t inFar;       // the last offset 64 bytes can be read from
   ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
+  size_t blockFar;       // the last block that can take the whole-block path (SIZE_MAX: none)
+  uint8_t *outBlockFar;  // the last output address from which that path may write
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
 
@@ -35,7 +37,14 @@ struct Walk {
         inFar(static_cast<ptrdiff_t>(bytes.size) - 64),
         outFar((end - o) - 64),
         start(from),
-        depth(d) {}
+        depth(d) {
+    // The whole-block path reads up to 64 bytes from anywhere in its block
+    // and stores up to 64 bytes past every piece it writes: a block of 64
+    // writes at most 64 times the filler's unit.
+    blockFar = bytes.size >= 128 ? bytes.size - 128 : SIZE_MAX;
+    const size_t most = 64 * (f.unit > 1 ? f.unit : 1) + 64;
+    outBlockFar = static_cast<size_t>(end - o) >= most ? end - most : nullptr;
+  }
 
   // Copies in[a, b) to the output. Runs end at the latest with their block,
   // so most are at most 64 bytes long: those move in four 16-byte steps
@@ -93,10 +102,79 @@ struct Walk {
   // of `open` and `close` for in[base + k]. A text run is copied up to the
   // block's end, so that a block that follows with no "<" is stored whole.
   __attribute__((always_inline)) void step(uint64_t open, uint64_t close, size_t base, size_t width) {
+    if (width == 64 && whole_block(open, close, base)) return;
     brackets(open, close, base);
     if (depth == 0) {
       text(start, base + width);
       start = base + width;
+    }
+  }
+
+  // A block whose brackets take turns, "<" then ">", from depth 0 or 1 (most
+  // markup): one prefix parity of the brackets tells every byte's side, and
+  // the block goes out run by run, without the bracket-by-bracket walk.
+  // False, with nothing written, for any other block.
+  __attribute__((always_inline)) bool whole_block(uint64_t open, uint64_t close, size_t base) {
+    if (depth > 1 || base > blockFar) return false;
+    // Bit k: in[base + k] is at depth 1 once it is read, "<" included.
+    uint64_t inside = open | close;
+    inside ^= inside << 1;
+    inside ^= inside << 2;
+    inside ^= inside << 4;
+    inside ^= inside << 8;
+    inside ^= inside << 16;
+    inside ^= inside << 32;
+    if (depth != 0) inside = ~inside;
+    if (((open & ~inside) | (close & inside)) != 0) return false;  // a "<" inside, or a ">" outside
+    const uint8_t *block = in + base;
+    const size_t unit = filler->unit;
+    if (unit != 0 && depth != 0 && start < base) {
+      fill(base - start);  // the filling since the last bracket, however long
+      start = base;
+    }
+    if (out > outBlockFar) return false;
+    if (unit == 0) {
+      copy_runs(block, ~(inside | close));
+    } else {
+      // Runs are split by the brackets, so each is text or filling throughout.
+      for (uint64_t runs = ~(open | close); runs != 0;) {
+        const size_t s = static_cast<size_t>(__builtin_ctzll(runs));
+        const uint64_t sum = runs + (runs & (0 - runs));
+        const size_t e = sum == 0 ? 64 : static_cast<size_t>(__builtin_ctzll(sum));
+        runs &= sum;
+        if ((inside >> s & 1) == 0) {
+          piece(block + s, e - s);
+        } else if ((e - s) * unit <= 64) {
+          piece(filler->pattern, (e - s) * unit);  // within its span: the pattern has 64 readable bytes
+        } else {
+          fill(e - s);
+        }
+      }
+    }
+    depth = static_cast<int64_t>(inside >> 63);
+    start = base + 64;
+    return true;
+  }
+
+  // Writes n <= 64 bytes from p, which has 64 readable bytes.
+  __attribute__((always_inline)) void piece(const uint8_t *p, size_t n) {
+    std::memcpy(out, p, 16);
+    if (n > 16) {
+      std::memcpy(out + 16, p + 16, 16);
+      std::memcpy(out + 32, p + 32, 16);
+      std::memcpy(out + 48, p + 48, 16);
+    }
+    out += n;
+  }
+
+  // Copies the runs of `keep` (bit k for block[k]).
+  __attribute__((always_inline)) void copy_runs(const uint8_t *block, uint64_t keep) {
+    while (keep != 0) {
+      const size_t s = static_cast<size_t>(__builtin_ctzll(keep));
+      const uint64_t sum = keep + (keep & (0 - keep));
+      const size_t e = sum == 0 ? 64 : static_cast<size_t>(__builtin_ctzll(sum));
+      keep &= sum;
+      piece(block + s, e - s);
     }
   }
 
