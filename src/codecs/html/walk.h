@@ -63,6 +63,19 @@ struct References {
 extern const References kReferences;
 extern const Reference kApostrophe;  // "&#39;": the apos row is for decoding only
 
+// The encoder's table: per unit below kCodeSpan the row it is written as (0:
+// a numeric reference), the apostrophe's row being "&#39;"; a row is the
+// reference padded to 15 bytes and its length, one 16-byte load and store.
+struct EncodeRow {
+  char text[15];
+  uint8_t length;
+};
+struct EncodeTable {
+  uint8_t index[kCodeSpan];
+  EncodeRow row[kEntityCount + 2];
+};
+extern const EncodeTable kEncodeTable;
+
 // The slot of the name whose words are lo and hi, or -1.
 inline int slot_of_name(uint64_t lo, uint64_t hi) {
   for (size_t slot = slot_of(lo, hi); kNameIndex.row[slot] >= 0; slot = (slot + 1) % 512) {
@@ -255,25 +268,26 @@ struct EncodeWalk {
   EncodeWalk(const uint16_t *units, uint8_t *o) : u(units), out(o), outStart(o) {}
 
   // Writes the reference of unit c; 16 bytes may be stored.
-  void reference(uint16_t c) {
-    const Reference *r = nullptr;
-    if (c == '\'') {
-      r = &kApostrophe;
-    } else if (c < kCodeSpan && kCodeIndex.row[c] != 0) {
-      r = &kReferences.row[kCodeIndex.row[c] - 1];
-    } else {
-      char number[16] = {'&', '#'};
-      const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
-      for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) {
-        number[d] = static_cast<char>('0' + c % 10);
-      }
-      number[digits + 2] = ';';
-      std::memcpy(out, number, 16);
-      out += digits + 3;
+  __attribute__((always_inline)) void reference(uint16_t c) {
+    const unsigned row = c < kCodeSpan ? kEncodeTable.index[c] : 0;
+    if (row != 0) {
+      const EncodeRow &r = kEncodeTable.row[row];
+      std::memcpy(out, &r, 16);
+      out += r.length;
       return;
     }
-    std::memcpy(out, r->text, 16);
-    out += r->nameLength + 2;
+    numeric(c);
+  }
+
+  __attribute__((noinline)) void numeric(uint16_t c) {
+    char number[16] = {'&', '#'};
+    const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
+    for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) {
+      number[d] = static_cast<char>('0' + c % 10);
+    }
+    number[digits + 2] = ';';
+    std::memcpy(out, number, 16);
+    out += digits + 3;
   }
 
   // Takes a block of `width` <= 32 units at `base` whose low bytes are at
