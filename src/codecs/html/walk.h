@@ -84,6 +84,25 @@ inline int slot_of_name(uint64_t lo, uint64_t hi) {
   return -1;
 }
 
+// The same names as one word of bytes, a name's characters from the low
+// byte up and zero bytes after them (no name holds a zero byte, so the
+// length needs no field): for a level that narrows the units after an "&"
+// to bytes. A key of 0 is an empty slot.
+struct ByteNameIndex {
+  uint64_t key[512];
+  uint16_t code[512];
+};
+constexpr size_t byte_slot_of(uint64_t key) { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 55); }
+extern const ByteNameIndex kByteNameIndex;
+
+// The code of the name whose key is `key`, or 0.
+inline uint32_t code_of_key(uint64_t key) {
+  for (size_t slot = byte_slot_of(key); kByteNameIndex.key[slot] != 0; slot = (slot + 1) % 512) {
+    if (kByteNameIndex.key[slot] == key) return kByteNameIndex.code[slot];
+  }
+  return 0;
+}
+
 // Keeps the first k units of the words of a name.
 struct NameMasks {
   uint64_t lo[8], hi[8];
@@ -246,6 +265,64 @@ struct DecodeWalk {
       text(start, base + width);
       start = base + width;
     }
+  }
+
+  // The units after an "&" as a level narrows them: the first eight as
+  // bytes (a unit above 0xFF becomes a byte no name holds, 0x00 or 0xFF),
+  // and bit j set where unit j is ";" (j < 7).
+  struct Narrowed {
+    uint64_t bytes;
+    uint32_t semis;
+  };
+
+  // reference() for an "&" with eight units after it, from their narrowed
+  // form: the same answer.
+  __attribute__((always_inline)) bool reference(size_t at, Narrowed name, int32_t &value, size_t &end) const {
+    if (name.semis == 0) return false;
+    const size_t k = static_cast<size_t>(__builtin_ctz(name.semis));
+    if (k == 0) return false;
+    if ((name.bytes & 0xFF) != '#') {
+      value = static_cast<int32_t>(code_of_key(name.bytes & (~uint64_t{0} >> (64 - 8 * k))));
+      end = at + k + 2;
+      return value != 0;
+    }
+    value = numeric(at);
+    end = at + k + 2 < n ? at + k + 2 : n;
+    return value > 0;
+  }
+
+  // step() for a block of 32 units at `base` with 32 more units after it,
+  // `narrow(at)` giving the Narrowed units after the "&" at `at`. Text
+  // moves in whole 64-byte copies: what follows the block, and room for the
+  // units written (never more than those read), are there.
+  template <class Narrow>
+  __attribute__((always_inline)) void step_inside(uint64_t amps, size_t base, Narrow narrow) {
+    if (start > base) amps &= ~uint64_t{0} << (start - base);
+    while (amps != 0) {
+      const size_t at = base + static_cast<size_t>(__builtin_ctzll(amps));
+      amps &= amps - 1;
+      int32_t value;
+      size_t end;
+      if (!reference(at, narrow(at), value, end)) continue;  // the "&" stays in the run
+      copy(start, at);
+      put(value);
+      start = end;
+      amps &= ~uint64_t{0} << (end - base);
+    }
+    if (start < base + 32) {
+      copy(start, base + 32);
+      start = base + 32;
+    }
+  }
+
+  // Copies u[a, b) for b - a <= 32, storing 32 units whatever the length.
+  __attribute__((always_inline)) void copy(size_t a, size_t b) {
+    const uint16_t *p = u + a;
+    std::memcpy(out, p, 16);
+    std::memcpy(out + 8, p + 8, 16);
+    std::memcpy(out + 16, p + 16, 16);
+    std::memcpy(out + 24, p + 24, 16);
+    out += b - a;
   }
 
   // A block of 32 units with no "&" that the level has stored.
