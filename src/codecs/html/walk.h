@@ -97,7 +97,9 @@ extern const ByteNameIndex kByteNameIndex;
 
 // The code of the name whose key is `key`, or 0.
 inline uint32_t code_of_key(uint64_t key) {
-  for (size_t slot = byte_slot_of(key); kByteNameIndex.key[slot] != 0; slot = (slot + 1) % 512) {
+  size_t slot = byte_slot_of(key);
+  if (kByteNameIndex.key[slot] == key) return kByteNameIndex.code[slot];  // most names: their own slot
+  for (; kByteNameIndex.key[slot] != 0; slot = (slot + 1) % 512) {
     if (kByteNameIndex.key[slot] == key) return kByteNameIndex.code[slot];
   }
   return 0;
@@ -286,9 +288,42 @@ struct DecodeWalk {
       end = at + k + 2;
       return value != 0;
     }
-    value = numeric(at);
-    end = at + k + 2 < n ? at + k + 2 : n;
+    value = numeric(name.bytes, k);
+    end = at + k + 2;
     return value > 0;
+  }
+
+  // numeric() for a reference of k < 7 units before its ";", from its
+  // bytes: the ";" ends every scan there, as a unit no digit would.
+  static int32_t numeric(uint64_t bytes, size_t k) {
+    int32_t value = 0;
+    bool minus = false;
+    if ((bytes >> 8 & 0xFF) == 'x') {
+      for (size_t j = 2; j < k && j < 6; ++j) {
+        const auto c = static_cast<uint8_t>(bytes >> (8 * j));
+        if (c == '-') {
+          minus = true;
+        } else if (is_decimal(c)) {
+          value = value * 16 + (c - '0');
+        } else if ((c | 0x20) >= 'a' && (c | 0x20) <= 'f') {
+          value = value * 16 + ((c | 0x20) - 'a' + 10);
+        } else {
+          break;
+        }
+      }
+    } else {
+      for (size_t j = 1; j < k; ++j) {  // at most five digits: no overflow
+        const auto c = static_cast<uint8_t>(bytes >> (8 * j));
+        if (c == '-') {
+          minus = true;
+        } else if (is_decimal(c)) {
+          value = value * 10 + (c - '0');
+        } else {
+          break;
+        }
+      }
+    }
+    return minus ? -value : value;
   }
 
   // step() for a block of 32 units at `base` with 32 more units after it,
@@ -297,17 +332,16 @@ struct DecodeWalk {
   // units written (never more than those read), are there.
   template <class Narrow>
   __attribute__((always_inline)) void step_inside(uint64_t amps, size_t base, Narrow narrow) {
-    if (start > base) amps &= ~uint64_t{0} << (start - base);
     while (amps != 0) {
       const size_t at = base + static_cast<size_t>(__builtin_ctzll(amps));
       amps &= amps - 1;
+      if (at < start) continue;  // inside the reference before
       int32_t value;
       size_t end;
       if (!reference(at, narrow(at), value, end)) continue;  // the "&" stays in the run
       copy(start, at);
       put(value);
       start = end;
-      amps &= ~uint64_t{0} << (end - base);
     }
     if (start < base + 32) {
       copy(start, base + 32);
