@@ -277,6 +277,9 @@ struct DecodeWalk {
     uint32_t semis;
   };
 
+  // Keeps the first k bytes of a word (k < 7).
+  static constexpr uint64_t kByteMasks[7] = {0, 0xFF, 0xFFFF, 0xFFFFFF, 0xFFFFFFFF, 0xFFFFFFFFFF, 0xFFFFFFFFFFFF};
+
   // reference() for an "&" with eight units after it, from their narrowed
   // form: the same answer.
   __attribute__((always_inline)) bool reference(size_t at, Narrowed name, int32_t &value, size_t &end) const {
@@ -284,7 +287,7 @@ struct DecodeWalk {
     const size_t k = static_cast<size_t>(__builtin_ctz(name.semis));
     if (k == 0) return false;
     if ((name.bytes & 0xFF) != '#') {
-      value = static_cast<int32_t>(code_of_key(name.bytes & (~uint64_t{0} >> (64 - 8 * k))));
+      value = static_cast<int32_t>(code_of_key(name.bytes & kByteMasks[k]));
       end = at + k + 2;
       return value != 0;
     }
@@ -340,7 +343,11 @@ struct DecodeWalk {
       size_t end;
       if (!reference(at, narrow(at), value, end)) continue;  // the "&" stays in the run
       copy(start, at);
-      put(value);
+      if (value <= 0xFFFF) {
+        *out++ = static_cast<uint16_t>(value);  // every name, most numbers
+      } else {
+        put(value);
+      }
       start = end;
     }
     if (start < base + 32) {
