@@ -116,15 +116,14 @@ struct Walk {
   // False, with nothing written, for any other block.
   __attribute__((always_inline)) bool whole_block(uint64_t open, uint64_t close, size_t base) {
     if (depth > 1 || base > blockFar) return false;
-    // Bit k: in[base + k] is at depth 1 once it is read, "<" included.
-    uint64_t inside = open | close;
-    inside ^= inside << 1;
-    inside ^= inside << 2;
-    inside ^= inside << 4;
-    inside ^= inside << 8;
-    inside ^= inside << 16;
-    inside ^= inside << 32;
-    if (depth != 0) inside = ~inside;
+    // Bit k: in[base + k] is at depth 1 once it is read, "<" included. Where
+    // the brackets take turns, each pair "<" at a, ">" at b adds bits a to
+    // b - 1 by the difference of its two bits, and the pairs' spans do not
+    // overlap; an open tag at the start adds bits 0 to b - 1 (the "- 1"),
+    // one at the end bits a to 63 (the borrow). Where they do not take
+    // turns, some "<" lands outside these spans or some ">" inside: the
+    // same test as on the prefix parity of the brackets.
+    const uint64_t inside = close - open - static_cast<uint64_t>(depth);
     if (((open & ~inside) | (close & inside)) != 0) return false;  // a "<" inside, or a ">" outside
     const uint8_t *block = in + base;
     const size_t unit = filler->unit;
