@@ -13,6 +13,9 @@
 
 namespace ztk::tags {
 
+// The index of the lowest set bit of x (not 0), with no sign to extend.
+inline unsigned lowest(uint64_t x) { return static_cast<unsigned>(__builtin_ctzll(x)); }
+
 struct Walk {
   const uint8_t *in;
   size_t size;
@@ -136,11 +139,7 @@ struct Walk {
       copy_runs(block, ~(inside | close));
     } else {
       // Runs are split by the brackets, so each is text or filling throughout.
-      for (uint64_t runs = ~(open | close); runs != 0;) {
-        const size_t s = static_cast<size_t>(__builtin_ctzll(runs));
-        const uint64_t sum = runs + (runs & (0 - runs));
-        const size_t e = sum == 0 ? 64 : static_cast<size_t>(__builtin_ctzll(sum));
-        runs &= sum;
+      for_runs(~(open | close), [&](unsigned s, unsigned e) {
         if ((inside >> s & 1) == 0) {
           piece(block + s, e - s);
         } else if ((e - s) * unit <= 64) {
@@ -148,7 +147,7 @@ struct Walk {
         } else {
           fill(e - s);
         }
-      }
+      });
     }
     depth = static_cast<int64_t>(inside >> 63);
     start = base + 64;
@@ -168,12 +167,19 @@ struct Walk {
 
   // Copies the runs of `keep` (bit k for block[k]).
   __attribute__((always_inline)) void copy_runs(const uint8_t *block, uint64_t keep) {
-    while (keep != 0) {
-      const size_t s = static_cast<size_t>(__builtin_ctzll(keep));
-      const uint64_t sum = keep + (keep & (0 - keep));
-      const size_t e = sum == 0 ? 64 : static_cast<size_t>(__builtin_ctzll(sum));
-      keep &= sum;
-      piece(block + s, e - s);
+    for_runs(keep, [&](unsigned s, unsigned e) { piece(block + s, e - s); });
+  }
+
+  // Calls f(s, e) for each run of set bits [s, e) of m, lowest first: the
+  // first and the last bit of every run, both in the word.
+  template <class F>
+  __attribute__((always_inline)) static void for_runs(uint64_t m, F f) {
+    uint64_t firsts = m & ~(m << 1), lasts = m & ~(m >> 1);
+    while (firsts != 0) {
+      const unsigned s = lowest(firsts), e = lowest(lasts) + 1;
+      firsts &= firsts - 1;
+      lasts &= lasts - 1;
+      f(s, e);
     }
   }
 
