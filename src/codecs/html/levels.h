@@ -39,9 +39,7 @@ inline size_t encode_units(EncodeWalk &w, U16View units, size_t i) {
   for (const size_t n = units.size; i < n; ++i) {
     const uint16_t c = u[i];
     if (special(c, kKeepASCII)) {
-      w.out = o;
-      w.reference(c);
-      o = w.out;
+      o = EncodeWalk::reference(c, o);
     } else {
       *o++ = static_cast<uint8_t>(c);
     }

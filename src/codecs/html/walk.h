@@ -385,46 +385,47 @@ struct EncodeWalk {
 
   EncodeWalk(const uint16_t *units, uint8_t *o) : u(units), out(o), outStart(o) {}
 
-  // Writes the reference of unit c; 16 bytes may be stored.
-  __attribute__((always_inline)) void reference(uint16_t c) {
-    const unsigned row = c < kCodeSpan ? kEncodeTable.index[c] : 0;
-    if (row != 0) {
-      const EncodeRow &r = kEncodeTable.row[row];
-      std::memcpy(out, &r, 16);
-      out += r.length;
-      return;
-    }
-    numeric(c);
+  // Writes the reference of unit c at o; 16 bytes may be stored. Returns
+  // the end of what it wrote.
+  __attribute__((always_inline)) static uint8_t *reference(uint16_t c, uint8_t *o) {
+    const size_t row = c < kCodeSpan ? kEncodeTable.index[c] : 0;
+    if (row == 0) return numeric(c, o);
+    const EncodeRow &r = kEncodeTable.row[row];
+    std::memcpy(o, &r, 16);
+    return o + r.length;
   }
 
-  __attribute__((noinline)) void numeric(uint16_t c) {
+  __attribute__((noinline)) static uint8_t *numeric(uint16_t c, uint8_t *o) {
     char number[16] = {'&', '#'};
     const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
     for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) {
       number[d] = static_cast<char>('0' + c % 10);
     }
     number[digits + 2] = ';';
-    std::memcpy(out, number, 16);
-    out += digits + 3;
+    std::memcpy(o, number, 16);
+    return o + digits + 3;
   }
 
   // Takes a block of `width` <= 32 units at `base` whose low bytes are at
   // `bytes` (48 readable), `special` marking the units written as references.
   // Up to 32 bytes may be stored past what is written.
   __attribute__((always_inline)) void step(uint32_t special, const uint8_t *bytes, size_t base, size_t width) {
-    size_t from = 0;
+    // A local pointer: the byte stores could otherwise reach the walk itself.
+    uint8_t *o = out;
+    const uint16_t *units = u + base;
+    unsigned from = 0;
     while (special != 0) {
-      const size_t at = static_cast<size_t>(__builtin_ctz(special));
+      const auto at = static_cast<unsigned>(__builtin_ctz(special));
       special &= special - 1;
-      std::memcpy(out, bytes + from, 16);
-      if (at - from > 16) std::memcpy(out + 16, bytes + from + 16, 16);
-      out += at - from;
-      reference(u[base + at]);
+      std::memcpy(o, bytes + from, 16);
+      if (at - from > 16) std::memcpy(o + 16, bytes + from + 16, 16);
+      o += at - from;
+      o = reference(units[at], o);
       from = at + 1;
     }
-    std::memcpy(out, bytes + from, 16);
-    if (width - from > 16) std::memcpy(out + 16, bytes + from + 16, 16);
-    out += width - from;
+    std::memcpy(o, bytes + from, 16);
+    if (width - from > 16) std::memcpy(o + 16, bytes + from + 16, 16);
+    out = o + (width - from);
   }
 
   size_t written() const { return static_cast<size_t>(out - outStart); }
