@@ -26,7 +26,7 @@ struct Walk {
   ptrdiff_t inFar;       // the last offset 64 bytes can be read from
   ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
   size_t blockFar;       // the last block that can take the whole-block path (SIZE_MAX: none)
-  uint8_t *outBlockFar;  // the last output address from which that path may write
+  uintptr_t outBlockFar;  // the last output address from which that path may write (0: none)
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
 
@@ -46,7 +46,7 @@ struct Walk {
     // writes at most 64 times the filler's unit.
     blockFar = bytes.size >= 128 ? bytes.size - 128 : SIZE_MAX;
     const size_t most = 64 * (f.unit > 1 ? f.unit : 1) + 64;
-    outBlockFar = static_cast<size_t>(end - o) >= most ? end - most : nullptr;
+    outBlockFar = static_cast<size_t>(end - o) >= most ? reinterpret_cast<uintptr_t>(end - most) : 0;
   }
 
   // Copies in[a, b) to the output. Runs end at the latest with their block,
@@ -114,9 +114,10 @@ struct Walk {
   }
 
   // A block whose brackets take turns, "<" then ">", from depth 0 or 1 (most
-  // markup): one prefix parity of the brackets tells every byte's side, and
-  // the block goes out run by run, without the bracket-by-bracket walk.
-  // False, with nothing written, for any other block.
+  // markup): one subtraction of its bracket masks tells every byte's side,
+  // and the block goes out run by run, without the bracket-by-bracket walk.
+  // False for any other block, or where the output has too little room, with
+  // at most the filling since the last bracket written (and `start` moved).
   __attribute__((always_inline)) bool whole_block(uint64_t open, uint64_t close, size_t base) {
     if (depth > 1 || base > blockFar) return false;
     // Bit k: in[base + k] is at depth 1 once it is read, "<" included. Where
@@ -134,7 +135,7 @@ struct Walk {
       fill(base - start);  // the filling since the last bracket, however long
       start = base;
     }
-    if (out > outBlockFar) return false;
+    if (reinterpret_cast<uintptr_t>(out) > outBlockFar) return false;
     if (unit == 0) {
       copy_runs(block, ~(inside | close));
     } else {
