@@ -280,22 +280,6 @@ struct DecodeWalk {
   // Keeps the first k bytes of a word (k < 7).
   static constexpr uint64_t kByteMasks[7] = {0, 0xFF, 0xFFFF, 0xFFFFFF, 0xFFFFFFFF, 0xFFFFFFFFFF, 0xFFFFFFFFFFFF};
 
-  // reference() for an "&" with eight units after it, from their narrowed
-  // form: the same answer.
-  __attribute__((always_inline)) bool reference(size_t at, Narrowed name, int32_t &value, size_t &end) const {
-    if (name.semis == 0) return false;
-    const size_t k = static_cast<size_t>(__builtin_ctz(name.semis));
-    if (k == 0) return false;
-    if ((name.bytes & 0xFF) != '#') {
-      value = static_cast<int32_t>(code_of_key(name.bytes & kByteMasks[k]));
-      end = at + k + 2;
-      return value != 0;
-    }
-    value = numeric(name.bytes, k);
-    end = at + k + 2;
-    return value > 0;
-  }
-
   // numeric() for a reference of k < 7 units before its ";", from its
   // bytes: the ";" ends every scan there, as a unit no digit would.
   static int32_t numeric(uint64_t bytes, size_t k) {
@@ -339,16 +323,22 @@ struct DecodeWalk {
       const size_t at = base + static_cast<size_t>(__builtin_ctzll(amps));
       amps &= amps - 1;
       if (at < start) continue;  // inside the reference before
-      int32_t value;
-      size_t end;
-      if (!reference(at, narrow(at), value, end)) continue;  // the "&" stays in the run
-      copy(start, at);
-      if (value <= 0xFFFF) {
-        *out++ = static_cast<uint16_t>(value);  // every name, most numbers
+      // reference(), unfolded: an "&" that begins none stays in the run.
+      const Narrowed name = narrow(at);
+      if (name.semis == 0 || (name.semis & 1) != 0) continue;  // no ";" within seven, or "&;"
+      const size_t k = static_cast<size_t>(__builtin_ctz(name.semis));
+      if ((name.bytes & 0xFF) != '#') {
+        const uint32_t code = code_of_key(name.bytes & kByteMasks[k]);
+        if (code == 0) continue;
+        copy(start, at);
+        *out++ = static_cast<uint16_t>(code);  // every name is in the BMP
       } else {
+        const int32_t value = numeric(name.bytes, k);
+        if (value <= 0) continue;
+        copy(start, at);
         put(value);
       }
-      start = end;
+      start = at + k + 2;
     }
     if (start < base + 32) {
       copy(start, base + 32);
