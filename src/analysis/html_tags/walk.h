@@ -25,8 +25,8 @@ struct Walk {
   const Filler *filler;
   ptrdiff_t inFar;       // the last offset 64 bytes can be read from
   ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
-  size_t blockFar;       // the last block that can take the whole-block path (SIZE_MAX: none)
-  uintptr_t outBlockFar;  // the last output address from which that path may write (0: none)
+  ptrdiff_t blockFar;     // the last block that can take the whole-block path
+  uintptr_t outBlockFar;  // the last output address from which that path may write
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
 
@@ -43,10 +43,11 @@ struct Walk {
         depth(d) {
     // The whole-block path reads up to 64 bytes from anywhere in its block
     // and stores up to 64 bytes past every piece it writes: a block of 64
-    // writes at most 64 times the filler's unit.
-    blockFar = bytes.size >= 128 ? bytes.size - 128 : SIZE_MAX;
-    const size_t most = 64 * (f.unit > 1 ? f.unit : 1) + 64;
-    outBlockFar = static_cast<size_t>(end - o) >= most ? reinterpret_cast<uintptr_t>(end - most) : 0;
+    // writes at most 64 times the filler's unit, or 64 bytes. Set up in a
+    // few instructions, for the short calls: an address below `o` (no room)
+    // turns the path off.
+    blockFar = static_cast<ptrdiff_t>(bytes.size) - 128;
+    outBlockFar = reinterpret_cast<uintptr_t>(end) - (64 * f.unit + 128);
   }
 
   // Copies in[a, b) to the output. Runs end at the latest with their block,
@@ -106,6 +107,11 @@ struct Walk {
   // block's end, so that a block that follows with no "<" is stored whole.
   __attribute__((always_inline)) void step(uint64_t open, uint64_t close, size_t base, size_t width) {
     if (width == 64 && whole_block(open, close, base)) return;
+    step_by_brackets(open, close, base, width);
+  }
+
+  // step() without the whole-block path: for the blocks that end the input.
+  __attribute__((always_inline)) void step_by_brackets(uint64_t open, uint64_t close, size_t base, size_t width) {
     brackets(open, close, base);
     if (depth == 0) {
       text(start, base + width);
@@ -119,7 +125,7 @@ struct Walk {
   // False for any other block, or where the output has too little room, with
   // at most the filling since the last bracket written (and `start` moved).
   __attribute__((always_inline)) bool whole_block(uint64_t open, uint64_t close, size_t base) {
-    if (depth > 1 || base > blockFar) return false;
+    if (depth > 1 || static_cast<ptrdiff_t>(base) > blockFar) return false;
     // Bit k: in[base + k] is at depth 1 once it is read, "<" included. Where
     // the brackets take turns, each pair "<" at a, ">" at b adds bits a to
     // b - 1 by the difference of its two bits, and the pairs' spans do not
