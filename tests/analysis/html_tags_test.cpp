@@ -98,6 +98,20 @@ std::vector<std::string> tag_inputs() {
       inputs.push_back(s.substr(1));
     }
   }
+  // Markup whose brackets take turns, tags and text of every length from 0
+  // to 70, so that blocks of 64 start and end inside tags and inside text;
+  // now and then a ">" in the text or a "<" inside a tag.
+  for (int variant = 0; variant < 12; ++variant) {
+    std::string s;
+    while (s.size() < 700) {
+      s += std::string(rng() % 71, 't');
+      s += "<" + std::string(rng() % 71, 'g');
+      if (variant % 4 == 3 && rng() % 8 == 0) s += rng() % 2 == 0 ? "<" : ">>";
+      s += ">";
+    }
+    inputs.push_back(s);
+    inputs.push_back(s.substr(0, s.size() - 1 - rng() % 40));  // ending inside a tag or just after one
+  }
   inputs.push_back(std::string(300, '<') + "x" + std::string(299, '>') + "tail");
   inputs.push_back("<" + std::string(500, 'x'));
   return inputs;

@@ -538,3 +538,40 @@ TEST_P(EncodingToHTMLZTK, FormsEncodeAsOneUnitAtATime) {
     EXPECT_EQ(call("EncodingToHTMLZTK", {S(form), I(keep ? 1 : 0)}).bytes, contents(slow, 1));
   }
 }
+
+// Each reference, and each near miss, at every place around the ends of the
+// blocks of 32 units and of the stretch a block may read past itself: cut
+// after every one of its units, so that the text ends inside it right
+// before an unreadable page.
+TEST(HtmlCodecKernels, ReferencesAtEveryPlaceAroundBlockEnds) {
+  const std::vector<std::u16string> references = {
+      u"&amp;", u"&eacute;", u"&thetasym;", u"&nbsp;", u"&lt;", u"&#58;", u"&#x3A;", u"&#x3a;", u"&#-60;",
+      u"&#12-3;", u"&#x1F600;", u"&#99999;", u"&#0;", u"&#;", u"&#x;", u"&;", u"&&amp;", u"&amp&lt;",
+      // Units that narrow to a byte of a name or to ";" must not count as one.
+      u"&\u0161mp;", u"&am\u0170;", u"&amp\u013B", u"&\u0126\u013B", u"&#\u0135\u0138;", u"&\uFF1B",
+      u"&Amp;", u"&amp ;", u"&aacute", u"&euro;x", u"&#x\u0100;",
+      // An "&" inside a numeric reference is part of it.
+      u"&#1&2;", u"&#x4&;", u"&#65&lt;", u"&#x4&lt;"};
+  std::vector<std::u16string> texts;
+  for (const std::u16string &r : references) {
+    for (size_t at = 0; at <= 100; ++at) {
+      const std::u16string whole = std::u16string(at, u'a') + r + std::u16string(140 - at, u'b');
+      texts.push_back(whole);
+      for (size_t cut = 1; cut < r.size(); ++cut) texts.push_back(whole.substr(0, at + cut));
+    }
+  }
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::u16string &text : texts) {
+      const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
+      const ztk::U16View units{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)), text.size()};
+      // Into exactly the room the kernel is promised, a sentinel after it.
+      std::vector<uint16_t> fast(text.size() + 1, 0xBEEF);
+      const size_t n = ztk::html::kernels().decode(units, fast.data(), fast.data() + text.size());
+      ASSERT_EQ(fast[text.size()], 0xBEEF) << "a store past the room";
+      UnicodeStringHandle slow(2 * int64_t(units.size) + 4096);
+      decode_one_at_a_time(units, slow);
+      ASSERT_EQ(std::string(reinterpret_cast<const char *>(fast.data()), 2 * n), contents(slow, 2))
+          << std::string(text.begin(), text.end());
+    }
+  });
+}

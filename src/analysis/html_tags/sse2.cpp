@@ -17,10 +17,8 @@ size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uin
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
-    const __m128i la = _mm_cmpeq_epi8(a, lt), lb = _mm_cmpeq_epi8(b, lt);
-    const __m128i lc = _mm_cmpeq_epi8(c, lt), ld = _mm_cmpeq_epi8(d, lt);
-    const bool anyOpen = _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(la, lb), _mm_or_si128(lc, ld))) != 0;
-    if (w.depth == 0 && !anyOpen) {
+    const uint64_t open = bits_of(a, lt) | bits_of(b, lt) << 16 | bits_of(c, lt) << 32 | bits_of(d, lt) << 48;
+    if (open == 0 && w.depth == 0) {
       auto *o = reinterpret_cast<__m128i *>(w.out);
       _mm_storeu_si128(o, a);
       _mm_storeu_si128(o + 1, b);
@@ -29,11 +27,6 @@ size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uin
       w.clean(i, 64);
       continue;
     }
-    const uint64_t open = anyOpen ? static_cast<uint32_t>(_mm_movemask_epi8(la)) |
-                                        uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(lb))} << 16 |
-                                        uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(lc))} << 32 |
-                                        uint64_t{static_cast<uint32_t>(_mm_movemask_epi8(ld))} << 48
-                                  : 0;
     const uint64_t close = bits_of(a, gt) | bits_of(b, gt) << 16 | bits_of(c, gt) << 32 | bits_of(d, gt) << 48;
     w.step(open, close, i, 64);
   }

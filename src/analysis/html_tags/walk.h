@@ -13,6 +13,9 @@
 
 namespace ztk::tags {
 
+// The index of the lowest set bit of x (not 0), with no sign to extend.
+inline unsigned lowest(uint64_t x) { return static_cast<unsigned>(__builtin_ctzll(x)); }
+
 struct Walk {
   const uint8_t *in;
   size_t size;
@@ -22,6 +25,8 @@ struct Walk {
   const Filler *filler;
   ptrdiff_t inFar;       // the last offset 64 bytes can be read from
   ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
+  ptrdiff_t blockFar;     // the last block that can take the whole-block path
+  uintptr_t outBlockFar;  // the last output address from which that path may write
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
 
@@ -35,7 +40,15 @@ struct Walk {
         inFar(static_cast<ptrdiff_t>(bytes.size) - 64),
         outFar((end - o) - 64),
         start(from),
-        depth(d) {}
+        depth(d) {
+    // The whole-block path reads up to 64 bytes from anywhere in its block
+    // and stores up to 64 bytes past every piece it writes: a block of 64
+    // writes at most 64 times the filler's unit, or 64 bytes. Set up in a
+    // few instructions, for the short calls: an address below `o` (no room)
+    // turns the path off.
+    blockFar = static_cast<ptrdiff_t>(bytes.size) - 128;
+    outBlockFar = reinterpret_cast<uintptr_t>(end) - (64 * f.unit + 128);
+  }
 
   // Copies in[a, b) to the output. Runs end at the latest with their block,
   // so most are at most 64 bytes long: those move in four 16-byte steps
@@ -93,10 +106,87 @@ struct Walk {
   // of `open` and `close` for in[base + k]. A text run is copied up to the
   // block's end, so that a block that follows with no "<" is stored whole.
   __attribute__((always_inline)) void step(uint64_t open, uint64_t close, size_t base, size_t width) {
+    if (width == 64 && whole_block(open, close, base)) return;
+    step_by_brackets(open, close, base, width);
+  }
+
+  // step() without the whole-block path: for the blocks that end the input.
+  __attribute__((always_inline)) void step_by_brackets(uint64_t open, uint64_t close, size_t base, size_t width) {
     brackets(open, close, base);
     if (depth == 0) {
       text(start, base + width);
       start = base + width;
+    }
+  }
+
+  // A block whose brackets take turns, "<" then ">", from depth 0 or 1 (most
+  // markup): one subtraction of its bracket masks tells every byte's side,
+  // and the block goes out run by run, without the bracket-by-bracket walk.
+  // False for any other block, or where the output has too little room, with
+  // at most the filling since the last bracket written (and `start` moved).
+  __attribute__((always_inline)) bool whole_block(uint64_t open, uint64_t close, size_t base) {
+    if (depth > 1 || static_cast<ptrdiff_t>(base) > blockFar) return false;
+    // Bit k: in[base + k] is at depth 1 once it is read, "<" included. Where
+    // the brackets take turns, each pair "<" at a, ">" at b adds bits a to
+    // b - 1 by the difference of its two bits, and the pairs' spans do not
+    // overlap; an open tag at the start adds bits 0 to b - 1 (the "- 1"),
+    // one at the end bits a to 63 (the borrow). Where they do not take
+    // turns, some "<" lands outside these spans or some ">" inside: the
+    // same test as on the prefix parity of the brackets.
+    const uint64_t inside = close - open - static_cast<uint64_t>(depth);
+    if (((open & ~inside) | (close & inside)) != 0) return false;  // a "<" inside, or a ">" outside
+    const uint8_t *block = in + base;
+    const size_t unit = filler->unit;
+    if (unit != 0 && depth != 0 && start < base) {
+      fill(base - start);  // the filling since the last bracket, however long
+      start = base;
+    }
+    if (reinterpret_cast<uintptr_t>(out) > outBlockFar) return false;
+    if (unit == 0) {
+      copy_runs(block, ~(inside | close));
+    } else {
+      // Runs are split by the brackets, so each is text or filling throughout.
+      for_runs(~(open | close), [&](unsigned s, unsigned e) {
+        if ((inside >> s & 1) == 0) {
+          piece(block + s, e - s);
+        } else if ((e - s) * unit <= 64) {
+          piece(filler->pattern, (e - s) * unit);  // within its span: the pattern has 64 readable bytes
+        } else {
+          fill(e - s);
+        }
+      });
+    }
+    depth = static_cast<int64_t>(inside >> 63);
+    start = base + 64;
+    return true;
+  }
+
+  // Writes n <= 64 bytes from p, which has 64 readable bytes.
+  __attribute__((always_inline)) void piece(const uint8_t *p, size_t n) {
+    std::memcpy(out, p, 16);
+    if (n > 16) {
+      std::memcpy(out + 16, p + 16, 16);
+      std::memcpy(out + 32, p + 32, 16);
+      std::memcpy(out + 48, p + 48, 16);
+    }
+    out += n;
+  }
+
+  // Copies the runs of `keep` (bit k for block[k]).
+  __attribute__((always_inline)) void copy_runs(const uint8_t *block, uint64_t keep) {
+    for_runs(keep, [&](unsigned s, unsigned e) { piece(block + s, e - s); });
+  }
+
+  // Calls f(s, e) for each run of set bits [s, e) of m, lowest first: the
+  // first and the last bit of every run, both in the word.
+  template <class F>
+  __attribute__((always_inline)) static void for_runs(uint64_t m, F f) {
+    uint64_t firsts = m & ~(m << 1), lasts = m & ~(m >> 1);
+    while (firsts != 0) {
+      const unsigned s = lowest(firsts), e = lowest(lasts) + 1;
+      firsts &= firsts - 1;
+      lasts &= lasts - 1;
+      f(s, e);
     }
   }
 

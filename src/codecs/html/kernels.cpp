@@ -162,9 +162,46 @@ constexpr References make_references() {
   return all;
 }
 
+constexpr EncodeTable make_encode_table() {
+  EncodeTable table{};
+  for (int r = 0; r < kEntityCount; ++r) {
+    const size_t n = name_length(escapecodes[r].name);
+    EncodeRow &row = table.row[r + 1];
+    row.text[0] = '&';
+    for (size_t j = 0; j < n; ++j) row.text[1 + j] = escapecodes[r].name[j];
+    row.text[n + 1] = ';';
+    row.length = static_cast<uint8_t>(n + 2);
+    table.index[escapecodes[r].code] = static_cast<uint8_t>(r + 1);
+  }
+  constexpr int kApos = kEntityCount + 1;
+  const char apos[] = "&#39;";
+  for (size_t j = 0; j < 5; ++j) table.row[kApos].text[j] = apos[j];
+  table.row[kApos].length = 5;
+  table.index['\''] = static_cast<uint8_t>(kApos);
+  return table;
+}
+static_assert(kEntityCount + 1 < 256, "encoder rows are numbered in a byte");
+
+constexpr ByteNameIndex make_byte_name_index() {
+  ByteNameIndex index{};
+  for (int r = 0; r < kEntityCount; ++r) {
+    const size_t k = name_length(escapecodes[r].name);
+    if (k > kMaxName) continue;
+    uint64_t key = 0;
+    for (size_t j = 0; j < k; ++j) key |= uint64_t{static_cast<uint8_t>(escapecodes[r].name[j])} << (8 * j);
+    size_t slot = byte_slot_of(key);
+    while (index.key[slot] != 0) slot = (slot + 1) % 512;
+    index.key[slot] = key;
+    index.code[slot] = static_cast<uint16_t>(escapecodes[r].code);
+  }
+  return index;
+}
+
 }  // namespace
 
 constexpr CodeIndex kCodeIndex = make_code_index();
+constexpr EncodeTable kEncodeTable = make_encode_table();
+constexpr ByteNameIndex kByteNameIndex = make_byte_name_index();
 constexpr NameIndex kNameIndex = make_name_index();
 constexpr References kReferences = make_references();
 constexpr Reference kApostrophe = {"&#39;", 3};

@@ -16,7 +16,9 @@ namespace plain {
 namespace {
 // Unit c is written as a reference.
 inline bool special(uint16_t c, bool keepASCII) {
-  return c >= 0x80 || (!keepASCII && (c == '"' || c == '&' || c == '\'' || c == '<' || c == '>'));
+  // The five markup characters are all below 64: one bit each in a word.
+  constexpr uint64_t kMarkup = 1ull << '"' | 1ull << '&' | 1ull << '\'' | 1ull << '<' | 1ull << '>';
+  return c >= 0x80 || (!keepASCII && c < 64 && (kMarkup >> c & 1) != 0);
 }
 // Decodes from unit i on, 32 units a block, and ends the walk.
 inline size_t decode_from(DecodeWalk &w, size_t i) {
@@ -29,15 +31,24 @@ inline size_t decode_from(DecodeWalk &w, size_t i) {
   return w.finish();
 }
 // Encodes units[i, units.size) a unit at a time; returns the bytes written.
-inline size_t encode_from(EncodeWalk &w, U16View units, size_t i, bool keepASCII) {
-  for (; i < units.size; ++i) {
-    if (special(units[i], keepASCII)) {
-      w.reference(units[i]);
+template <bool kKeepASCII>
+inline size_t encode_units(EncodeWalk &w, U16View units, size_t i) {
+  // A local pointer: the byte stores could otherwise reach w.out itself.
+  uint8_t *o = w.out;
+  const uint16_t *u = units.data;
+  for (const size_t n = units.size; i < n; ++i) {
+    const uint16_t c = u[i];
+    if (special(c, kKeepASCII)) {
+      o = EncodeWalk::reference(c, o);
     } else {
-      *w.out++ = static_cast<uint8_t>(units[i]);
+      *o++ = static_cast<uint8_t>(c);
     }
   }
+  w.out = o;
   return w.written();
+}
+inline size_t encode_from(EncodeWalk &w, U16View units, size_t i, bool keepASCII) {
+  return keepASCII ? encode_units<true>(w, units, i) : encode_units<false>(w, units, i);
 }
 }  // namespace
 extern const Kernels kKernels;

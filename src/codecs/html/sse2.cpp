@@ -13,7 +13,35 @@ inline uint32_t bits_of(__m128i a, __m128i b) {
 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   DecodeWalk w(in, out, outEnd);
   const __m128i amp = _mm_set1_epi16('&');
+  const __m128i semi = _mm_set1_epi8(';');
+  // The eight units after an "&" as bytes, saturated: a unit above 0xFF
+  // becomes 0x00 or 0xFF, which no name holds and which is no ";".
+  const auto narrow = [&in, semi](size_t at) {
+    const __m128i b = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + at + 1)),
+                                       _mm_setzero_si128());
+    DecodeWalk::Narrowed name;
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(&name.bytes), b);
+    name.semis = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(b, semi))) & 0x7F;
+    return name;
+  };
   size_t i = 0;
+  for (; i + 64 <= in.size; i += 32) {
+    const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
+    const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
+    const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
+    const uint32_t amps = bits_of(_mm_cmpeq_epi16(a, amp), _mm_cmpeq_epi16(b, amp)) |
+                          bits_of(_mm_cmpeq_epi16(c, amp), _mm_cmpeq_epi16(d, amp)) << 16;
+    if (amps == 0 && w.start == i) {
+      auto *o = reinterpret_cast<__m128i *>(w.out);
+      _mm_storeu_si128(o, a);
+      _mm_storeu_si128(o + 1, b);
+      _mm_storeu_si128(o + 2, c);
+      _mm_storeu_si128(o + 3, d);
+      w.clean(i);
+      continue;
+    }
+    w.step_inside(amps, i, narrow);
+  }
   for (; i + 32 <= in.size; i += 32) {
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
@@ -37,9 +65,11 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
 // Bytes of all ones for the five markup characters among 16 narrowed units
 // (a unit from 0x80 up is marked anyway, whatever its byte became).
 inline __m128i markup_bytes(__m128i b) {
-  return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('"')), _mm_cmpeq_epi8(b, _mm_set1_epi8('&'))),
-                      _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(b, _mm_set1_epi8('\'')), _mm_cmpeq_epi8(b, _mm_set1_epi8('<'))),
-                                   _mm_cmpeq_epi8(b, _mm_set1_epi8('>'))));
+  // "&" and "'" differ only in bit 0, "<" and ">" only in bit 1: three
+  // compares for the five.
+  const __m128i ampOrApos = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(1)), _mm_set1_epi8('\''));
+  const __m128i angle = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(2)), _mm_set1_epi8('>'));
+  return _mm_or_si128(_mm_or_si128(ampOrApos, angle), _mm_cmpeq_epi8(b, _mm_set1_epi8('"')));
 }
 
 template <bool kKeepASCII>

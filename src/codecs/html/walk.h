@@ -63,12 +63,46 @@ struct References {
 extern const References kReferences;
 extern const Reference kApostrophe;  // "&#39;": the apos row is for decoding only
 
+// The encoder's table: per unit below kCodeSpan the row it is written as (0:
+// a numeric reference), the apostrophe's row being "&#39;"; a row is the
+// reference padded to 15 bytes and its length, one 16-byte load and store.
+struct EncodeRow {
+  char text[15];
+  uint8_t length;
+};
+struct EncodeTable {
+  uint8_t index[kCodeSpan];
+  EncodeRow row[kEntityCount + 2];
+};
+extern const EncodeTable kEncodeTable;
+
 // The slot of the name whose words are lo and hi, or -1.
 inline int slot_of_name(uint64_t lo, uint64_t hi) {
   for (size_t slot = slot_of(lo, hi); kNameIndex.row[slot] >= 0; slot = (slot + 1) % 512) {
     if (kNameIndex.lo[slot] == lo && kNameIndex.hi[slot] == hi) return static_cast<int>(slot);
   }
   return -1;
+}
+
+// The same names as one word of bytes, a name's characters from the low
+// byte up and zero bytes after them (no name holds a zero byte, so the
+// length needs no field): for a level that narrows the units after an "&"
+// to bytes. A key of 0 is an empty slot.
+struct ByteNameIndex {
+  uint64_t key[512];
+  uint16_t code[512];
+};
+constexpr size_t byte_slot_of(uint64_t key) { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 55); }
+extern const ByteNameIndex kByteNameIndex;
+
+// The code of the name whose key is `key`, or 0.
+inline uint32_t code_of_key(uint64_t key) {
+  size_t slot = byte_slot_of(key);
+  if (kByteNameIndex.key[slot] == key) return kByteNameIndex.code[slot];  // most names: their own slot
+  for (; kByteNameIndex.key[slot] != 0; slot = (slot + 1) % 512) {
+    if (kByteNameIndex.key[slot] == key) return kByteNameIndex.code[slot];
+  }
+  return 0;
 }
 
 // Keeps the first k units of the words of a name.
@@ -235,6 +269,93 @@ struct DecodeWalk {
     }
   }
 
+  // The units after an "&" as a level narrows them: the first eight as
+  // bytes (a unit above 0xFF becomes a byte no name holds, 0x00 or 0xFF),
+  // and bit j set where unit j is ";" (j < 7).
+  struct Narrowed {
+    uint64_t bytes;
+    uint32_t semis;
+  };
+
+  // Keeps the first k bytes of a word (k < 7).
+  static constexpr uint64_t kByteMasks[7] = {0, 0xFF, 0xFFFF, 0xFFFFFF, 0xFFFFFFFF, 0xFFFFFFFFFF, 0xFFFFFFFFFFFF};
+
+  // numeric() for a reference of k < 7 units before its ";", from its
+  // bytes: the ";" ends every scan there, as a unit no digit would.
+  static int32_t numeric(uint64_t bytes, size_t k) {
+    int32_t value = 0;
+    bool minus = false;
+    if ((bytes >> 8 & 0xFF) == 'x') {
+      for (size_t j = 2; j < k && j < 6; ++j) {
+        const auto c = static_cast<uint8_t>(bytes >> (8 * j));
+        if (c == '-') {
+          minus = true;
+        } else if (is_decimal(c)) {
+          value = value * 16 + (c - '0');
+        } else if ((c | 0x20) >= 'a' && (c | 0x20) <= 'f') {
+          value = value * 16 + ((c | 0x20) - 'a' + 10);
+        } else {
+          break;
+        }
+      }
+    } else {
+      for (size_t j = 1; j < k; ++j) {  // at most five digits: no overflow
+        const auto c = static_cast<uint8_t>(bytes >> (8 * j));
+        if (c == '-') {
+          minus = true;
+        } else if (is_decimal(c)) {
+          value = value * 10 + (c - '0');
+        } else {
+          break;
+        }
+      }
+    }
+    return minus ? -value : value;
+  }
+
+  // step() for a block of 32 units at `base` with 32 more units after it,
+  // `narrow(at)` giving the Narrowed units after the "&" at `at`. Text
+  // moves in whole 64-byte copies: what follows the block, and room for the
+  // units written (never more than those read), are there.
+  template <class Narrow>
+  __attribute__((always_inline)) void step_inside(uint64_t amps, size_t base, Narrow narrow) {
+    while (amps != 0) {
+      const size_t at = base + static_cast<size_t>(__builtin_ctzll(amps));
+      amps &= amps - 1;
+      if (at < start) continue;  // inside the reference before
+      // reference(), unfolded: an "&" that begins none stays in the run.
+      const Narrowed name = narrow(at);
+      if (name.semis == 0 || (name.semis & 1) != 0) continue;  // no ";" within seven, or "&;"
+      const size_t k = static_cast<size_t>(__builtin_ctz(name.semis));
+      if ((name.bytes & 0xFF) != '#') {
+        const uint32_t code = code_of_key(name.bytes & kByteMasks[k]);
+        if (code == 0) continue;
+        copy(start, at);
+        *out++ = static_cast<uint16_t>(code);  // every name is in the BMP
+      } else {
+        const int32_t value = numeric(name.bytes, k);
+        if (value <= 0) continue;
+        copy(start, at);
+        put(value);
+      }
+      start = at + k + 2;
+    }
+    if (start < base + 32) {
+      copy(start, base + 32);
+      start = base + 32;
+    }
+  }
+
+  // Copies u[a, b) for b - a <= 32, storing 32 units whatever the length.
+  __attribute__((always_inline)) void copy(size_t a, size_t b) {
+    const uint16_t *p = u + a;
+    std::memcpy(out, p, 16);
+    std::memcpy(out + 8, p + 8, 16);
+    std::memcpy(out + 16, p + 16, 16);
+    std::memcpy(out + 24, p + 24, 16);
+    out += b - a;
+  }
+
   // A block of 32 units with no "&" that the level has stored.
   void clean(size_t base) {
     start = base + 32;
@@ -254,45 +375,47 @@ struct EncodeWalk {
 
   EncodeWalk(const uint16_t *units, uint8_t *o) : u(units), out(o), outStart(o) {}
 
-  // Writes the reference of unit c; 16 bytes may be stored.
-  void reference(uint16_t c) {
-    const Reference *r = nullptr;
-    if (c == '\'') {
-      r = &kApostrophe;
-    } else if (c < kCodeSpan && kCodeIndex.row[c] != 0) {
-      r = &kReferences.row[kCodeIndex.row[c] - 1];
-    } else {
-      char number[16] = {'&', '#'};
-      const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
-      for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) {
-        number[d] = static_cast<char>('0' + c % 10);
-      }
-      number[digits + 2] = ';';
-      std::memcpy(out, number, 16);
-      out += digits + 3;
-      return;
+  // Writes the reference of unit c at o; 16 bytes may be stored. Returns
+  // the end of what it wrote.
+  __attribute__((always_inline)) static uint8_t *reference(uint16_t c, uint8_t *o) {
+    const size_t row = c < kCodeSpan ? kEncodeTable.index[c] : 0;
+    if (row == 0) return numeric(c, o);
+    const EncodeRow &r = kEncodeTable.row[row];
+    std::memcpy(o, &r, 16);
+    return o + r.length;
+  }
+
+  __attribute__((noinline)) static uint8_t *numeric(uint16_t c, uint8_t *o) {
+    char number[16] = {'&', '#'};
+    const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
+    for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) {
+      number[d] = static_cast<char>('0' + c % 10);
     }
-    std::memcpy(out, r->text, 16);
-    out += r->nameLength + 2;
+    number[digits + 2] = ';';
+    std::memcpy(o, number, 16);
+    return o + digits + 3;
   }
 
   // Takes a block of `width` <= 32 units at `base` whose low bytes are at
   // `bytes` (48 readable), `special` marking the units written as references.
   // Up to 32 bytes may be stored past what is written.
   __attribute__((always_inline)) void step(uint32_t special, const uint8_t *bytes, size_t base, size_t width) {
-    size_t from = 0;
+    // A local pointer: the byte stores could otherwise reach the walk itself.
+    uint8_t *o = out;
+    const uint16_t *units = u + base;
+    unsigned from = 0;
     while (special != 0) {
-      const size_t at = static_cast<size_t>(__builtin_ctz(special));
+      const auto at = static_cast<unsigned>(__builtin_ctz(special));
       special &= special - 1;
-      std::memcpy(out, bytes + from, 16);
-      if (at - from > 16) std::memcpy(out + 16, bytes + from + 16, 16);
-      out += at - from;
-      reference(u[base + at]);
+      std::memcpy(o, bytes + from, 16);
+      if (at - from > 16) std::memcpy(o + 16, bytes + from + 16, 16);
+      o += at - from;
+      o = reference(units[at], o);
       from = at + 1;
     }
-    std::memcpy(out, bytes + from, 16);
-    if (width - from > 16) std::memcpy(out + 16, bytes + from + 16, 16);
-    out += width - from;
+    std::memcpy(o, bytes + from, 16);
+    if (width - from > 16) std::memcpy(o + 16, bytes + from + 16, 16);
+    out = o + (width - from);
   }
 
   size_t written() const { return static_cast<size_t>(out - outStart); }
