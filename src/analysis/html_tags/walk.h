@@ -12,6 +12,10 @@
 #include "frame/byte_view.h"
 
 namespace ztk::tags {
+// Internal to each source that includes it, so that a copy compiled for NEON
+// (32-bit ARM builds only the NEON sources with NEON enabled) is never the
+// one another source calls.
+namespace {
 
 // The index of the lowest set bit of x (not 0), with no sign to extend.
 inline unsigned lowest(uint64_t x) { return static_cast<unsigned>(__builtin_ctzll(x)); }
@@ -241,4 +245,5 @@ struct Walk {
   }
 };
 
+}  // namespace
 }  // namespace ztk::tags

@@ -76,6 +76,10 @@ struct EncodeTable {
 };
 extern const EncodeTable kEncodeTable;
 
+// Internal to each source that includes it, so that a copy compiled for NEON
+// (32-bit ARM builds only the NEON sources with NEON enabled) is never the
+// one another source calls.
+namespace {
 // The slot of the name whose words are lo and hi, or -1.
 inline int slot_of_name(uint64_t lo, uint64_t hi) {
   for (size_t slot = slot_of(lo, hi); kNameIndex.row[slot] >= 0; slot = (slot + 1) % 512) {
@@ -83,6 +87,7 @@ inline int slot_of_name(uint64_t lo, uint64_t hi) {
   }
   return -1;
 }
+}  // namespace
 
 // The same names as one word of bytes, a name's characters from the low
 // byte up and zero bytes after them (no name holds a zero byte, so the
@@ -95,6 +100,7 @@ struct ByteNameIndex {
 constexpr size_t byte_slot_of(uint64_t key) { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 55); }
 extern const ByteNameIndex kByteNameIndex;
 
+namespace {
 // The code of the name whose key is `key`, or 0.
 inline uint32_t code_of_key(uint64_t key) {
   size_t slot = byte_slot_of(key);
@@ -104,6 +110,7 @@ inline uint32_t code_of_key(uint64_t key) {
   }
   return 0;
 }
+}  // namespace
 
 // Keeps the first k units of the words of a name.
 struct NameMasks {
@@ -114,6 +121,7 @@ constexpr NameMasks kNameMasks = {
     {0, 0, 0, 0, 0, 0xFFFF, 0xFFFFFFFF, 0xFFFFFFFFFFFF},
 };
 
+namespace {
 namespace swar {
 constexpr uint64_t kLanes = 0x0001000100010001ull;
 // Bit 15 of each 16-bit lane of x that is zero.
@@ -421,4 +429,5 @@ struct EncodeWalk {
   size_t written() const { return static_cast<size_t>(out - outStart); }
 };
 
+}  // namespace
 }  // namespace ztk::html
