@@ -306,3 +306,15 @@ TEST(QuotedPrintableKernel, TokensInEveryLaneAndNearTheInputsEndGiveThePlainKern
   }
   expect_levels_equal_plain_kernel(inputs, {2, 3, 5, 16, 17, 20, 76});
 }
+
+TEST(QuotedPrintableKernel, LinesLongerThanAMebibyteBreakAsThePlainKernel) {
+  // Line lengths around and above what the vector levels keep as an address
+  // in the output (their room is cut at 1 MiB and the column found from the
+  // output): lines that end before, near and past a mebibyte, across many
+  // stretches.
+  std::mt19937 rng(31);
+  std::string text = random_text(rng, (size_t{5} << 20) / 2, "abcdefgh =\xC3");
+  text.insert(size_t{3} << 19, "\r\n");
+  text.insert(size_t{1} << 16, " \r\n");
+  expect_levels_equal_plain_kernel({text}, {(1 << 20) - 70000, (1 << 20) + 3, (1 << 20) + 100000, 3 << 20, INT32_MAX});
+}
