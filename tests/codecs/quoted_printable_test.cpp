@@ -277,3 +277,44 @@ TEST(QuotedPrintableKernel, EscapesAndLiteralsStraddlingTheLineLimitBreakAsThePl
   }
   expect_levels_equal_plain_kernel(inputs, {2, 3, 4, 5, 6, 7, 15, 16, 17, 18, 31, 32, 33, 34, 63, 64, 65, 66, 72, 76, 100});
 }
+
+TEST(QuotedPrintableKernel, TokensInEveryLaneAndNearTheInputsEndGiveThePlainKernelsBytes) {
+  // Each token at every lane of the first windows, followed by so few bytes
+  // that the windows' last one falls before, on or after it: escapes and line
+  // ends that pass a window's end, soft breaks whose CR and LF are tokens of
+  // the same window, soft breaks after white space that run past it, and
+  // control bytes that some levels look at but copy.
+  static const char *const kTokens[] = {"=C3=A9", "=\r\n", "\r\n",  "=20\r\n", "= \t\r\nz", "\x01", "\t",  "\x0B=41",
+                                        "=\n",    "\n\r",  " \r\n", "\xE2\x82\xAC", "=4",       "=\r",  "\t\r\n", "=3d=\r\n"};
+  std::vector<std::string> inputs;
+  for (const char *token : kTokens) {
+    for (size_t at = 0; at < 40; ++at) {
+      for (size_t after : {0, 1, 2, 3, 14, 15, 16, 17, 18, 19, 33}) {
+        inputs.push_back(std::string(at, 'x') + token + std::string(after, 'y'));
+      }
+    }
+  }
+  // Tokens in twos at every pair of lanes of a window: the second found from
+  // the same mask after the first moved the output.
+  for (size_t first = 0; first < 18; ++first) {
+    for (size_t gap = 0; gap < 18; ++gap) {
+      for (const char *pair : {"=C3", "\r\n", "=\r\n", "\xC3"}) {
+        inputs.push_back(std::string(first, 'a') + pair + std::string(gap, 'b') + "=A9" + std::string(40, 'c'));
+        inputs.push_back(std::string(first, 'a') + pair + std::string(gap, 'b') + "\r\n" + std::string(40, 'c'));
+      }
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {2, 3, 5, 16, 17, 20, 76});
+}
+
+TEST(QuotedPrintableKernel, LinesLongerThanAMebibyteBreakAsThePlainKernel) {
+  // Line lengths around and above what the vector levels keep as an address
+  // in the output (their room is cut at 1 MiB and the column found from the
+  // output): lines that end before, near and past a mebibyte, across many
+  // stretches.
+  std::mt19937 rng(31);
+  std::string text = random_text(rng, (size_t{5} << 20) / 2, "abcdefgh =\xC3");
+  text.insert(size_t{3} << 19, "\r\n");
+  text.insert(size_t{1} << 16, " \r\n");
+  expect_levels_equal_plain_kernel({text}, {(1 << 20) - 70000, (1 << 20) + 3, (1 << 20) + 100000, 3 << 20, INT32_MAX});
+}

@@ -40,6 +40,8 @@ struct V {
                                _mm_cmpeq_epi8(v, _mm_set1_epi8('\n')));
     return static_cast<uint32_t>(_mm_movemask_epi8(m));
   }
+  // The bytes the decoder's windows look at: those it treats, exactly.
+  ZTK_AVX2 static uint64_t decoder_candidates(reg v) { return decoder_special(v); }
   // Every byte but space and the printable ones other than "=".
   ZTK_AVX2 static uint64_t encoder_special(reg v) {
     const reg d = _mm_sub_epi8(v, _mm_set1_epi8(' '));

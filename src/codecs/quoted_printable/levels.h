@@ -43,6 +43,32 @@ inline constexpr PairTables kPair = [] {
   }
   return t;
 }();
+// The decoder's windows sum three lookups over a token's bytes, as 32-bit
+// words that the add instructions take straight from memory, to tell its
+// common kinds apart with one comparison each:
+// - below 0x100, a valid escape, whose byte the sum is;
+// - 0x1100, "=" CR LF, a soft break as mail has it;
+// - 0x600 in bits 8 to 11, CR LF, a hard line end.
+// No other three bytes give these: the digits' values stay below 0x100, and
+// each byte's other classes add bits that no sum of the rest reaches.
+struct TokenTables {
+  uint32_t first[256];  // "=": 0, CR: 0x400, LF: 0x800, else 0xC00
+  uint32_t high[256];   // a digit's value times 16, CR: 0x100, LF: 0x200, else 0x300
+  uint32_t low[256];    // a digit's value, LF: 0x1000, else 0x4000
+};
+inline constexpr uint32_t kSoftBreakSum = 0x1100;
+inline constexpr uint32_t kLineEndBits = 0xF00, kLineEndSum = 0x600;
+inline constexpr TokenTables kTokenSum = [] {
+  TokenTables t{};
+  for (int b = 0; b < 256; ++b) {
+    const uint8_t v = ascii::kHexValue.value[b];
+    const bool digit = v < ascii::kNotHex;
+    t.first[b] = b == '=' ? 0 : b == '\r' ? 0x400 : b == '\n' ? 0x800 : 0xC00;
+    t.high[b] = digit ? static_cast<uint32_t>(v << 4) : b == '\r' ? 0x100 : b == '\n' ? 0x200 : 0x300;
+    t.low[b] = digit ? v : b == '\n' ? 0x1000 : 0x4000;
+  }
+  return t;
+}();
 // CR and LF differ in these bits only: b ^ next == kPartnerBits says next is
 // b's partner (LF after CR, CR after LF) when b is a line end.
 constexpr uint8_t kPartnerBits = '\r' ^ '\n';

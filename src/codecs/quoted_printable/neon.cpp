@@ -21,6 +21,8 @@ struct V {
   static uint64_t decoder_special(reg v) {
     return bits(vorrq_u8(vorrq_u8(vceqq_u8(v, vdupq_n_u8('=')), vceqq_u8(v, vdupq_n_u8('\r'))), vceqq_u8(v, vdupq_n_u8('\n'))));
   }
+  // The bytes the decoder's windows look at: those it treats, exactly.
+  static uint64_t decoder_candidates(reg v) { return decoder_special(v); }
   // Every byte but space and the printable ones other than "=".
   static uint64_t encoder_special(reg v) {
     return bits(vorrq_u8(vcgtq_u8(vsubq_u8(v, vdupq_n_u8(' ')), vdupq_n_u8('~' - ' ')), vceqq_u8(v, vdupq_n_u8('='))));
