@@ -177,7 +177,7 @@ constexpr EncodeTable make_encode_table() {
   const char apos[] = "&#39;";
   for (size_t j = 0; j < 5; ++j) table.row[kApos].text[j] = apos[j];
   table.row[kApos].length = 5;
-  table.index['\''] = static_cast<uint8_t>(kApos);
+  table.index[static_cast<uint8_t>('\'')] = static_cast<uint8_t>(kApos);
   return table;
 }
 static_assert(kEntityCount + 1 < 256, "encoder rows are numbered in a byte");
