@@ -15,6 +15,7 @@
 
 #include "frame/byte_view.h"
 #include "frame/dispatch.h"
+#include "text/byte_scan.h"
 
 // The growable buffers the kernels append to (text/string_handles.h).
 struct AsciiStringHandle;
@@ -64,7 +65,12 @@ void encode_by_units(U16View units, bool keepASCII, AsciiStringHandle &out);
 void decode_by_units(U16View units, UnicodeStringHandle &out);
 
 // True when every byte can stand in HTML unchanged: no NUL, nothing from 0x80
-// up, none of " & ' < >.
-bool is_html_ready(ByteView bytes);
+// up, none of " & ' < >. Inline: most texts that are not ready stop at their
+// first bytes, where a call would cost more than the test.
+inline bool is_html_ready(ByteView bytes) {
+  // Zero, the five markup characters and every byte of a multi-byte character.
+  static constexpr scan::ByteSet kNotReady{{0, 0}, {'"', '"'}, {'&', '\''}, {'<', '<'}, {'>', '>'}, {0x80, 0xFF}};
+  return scan::find(bytes, 0, kNotReady) == bytes.size;
+}
 
 }  // namespace ztk::html

@@ -376,10 +376,4 @@ constexpr simd::Dispatch<Kernels> kDispatch{&plain::kKernels, kBase, ZTK_ON_WIDE
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase),
                                             ZTK_ON_WIDE(&avx512::kKernels, kBase)};
 
-bool is_html_ready(ByteView bytes) {
-  // Zero, the five markup characters and every byte of a multi-byte character.
-  static constexpr scan::ByteSet kNotReady{{0, 0}, {'"', '"'}, {'&', '\''}, {'<', '<'}, {'>', '>'}, {0x80, 0xFF}};
-  return scan::find(bytes, 0, kNotReady) == bytes.size;
-}
-
 }  // namespace ztk::html
