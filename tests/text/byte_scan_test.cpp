@@ -125,7 +125,9 @@ TEST(ByteScanKernels, CountsEqualTheOneByteLoopAtEveryLevel) {
   // Two to four bytes are matched whole by the lanes, with (aa, aba, abca) or
   // without (ab, abc, abcd) an end that is also a start; longer ones are checked.
   const std::string needles[] = {"ab",  "aa",    "aba",   "abc",    "abca",     "abcd",
-                                 "abcab", "abbab", "xyzzy", "a b", "aaaaaaaa", std::string("\0\xFF", 2)};
+                                 "abcab", "abbab", "xyzzy", "a b", "aaaaaaaa", std::string("\0\xFF", 2),
+                                 // Middles of 8, 16 and 17 bytes: the widest word compares and memcmp.
+                                 "abcdabcdab", "ababababababababab", "abcdabcdabcdabcdabc"};
   for_each_level([&](ztk::cpu::Level) {
     for (size_t n = 0; n <= kLongest; ++n) {
       // A small alphabet gives many matches, overlapping candidates included.

@@ -78,7 +78,8 @@ ZTK_AVX2 size_t count(ByteView in, uint8_t b) {
 
 ZTK_AVX2 size_t count_needle(ByteView in, ByteView needle) {
   size_t total = 0, next = 0;
-  size_t i = count_needle_blocks(in, needle, 0, next, total);
+  // A short text goes straight to the narrower blocks, with no call to set up nothing.
+  size_t i = in.size >= needle.size - 1 + V::kWidth ? count_needle_blocks(in, needle, 0, next, total) : 0;
   if (in.size - i >= needle.size - 1 + 16) i = sse2::count_needle_blocks(in, needle, i, next, total);
   return total + plain::count_needle_from(in, needle, i, next);
 }
