@@ -393,14 +393,17 @@ struct EncodeWalk {
     return o + r.length;
   }
 
+  // Byte stores straight into the output: a number built on the stack and
+  // copied in one 16-byte move stalled on its byte stores (and, called from
+  // the 64-byte level, ran as legacy SSE code beside live wide registers).
   __attribute__((noinline)) static uint8_t *numeric(uint16_t c, uint8_t *o) {
-    char number[16] = {'&', '#'};
     const size_t digits = c >= 10000 ? 5 : c >= 1000 ? 4 : c >= 100 ? 3 : c >= 10 ? 2 : 1;
+    o[0] = '&';
+    o[1] = '#';
     for (size_t d = digits + 1; d > 1; --d, c = static_cast<uint16_t>(c / 10)) {
-      number[d] = static_cast<char>('0' + c % 10);
+      o[d] = static_cast<uint8_t>('0' + c % 10);
     }
-    number[digits + 2] = ';';
-    std::memcpy(o, number, 16);
+    o[digits + 2] = ';';
     return o + digits + 3;
   }
 
