@@ -11,7 +11,12 @@ ZTK_AVX2 inline uint32_t bits_of(__m256i a, __m256i b) {
   return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xD8)));
 }
 
+// A text of 64 units or more is decoded by the 16-byte level, which narrows the
+// units after an "&" and finds a name by one key compare: on pages it measured
+// twice as fast as this walk over 32-unit blocks, which stays for short texts
+// (no call, one block).
 ZTK_AVX2 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
+  if (in.size >= 64) return sse2::decode(in, out, outEnd);
   DecodeWalk w(in, out, outEnd);
   const __m256i amp = _mm256_set1_epi16('&');
   size_t i = 0;

@@ -11,7 +11,12 @@ ZTK_AVX512 inline __mmask32 live_units(size_t left) {
   return left >= 32 ? ~__mmask32{0} : (__mmask32{1} << left) - 1;
 }
 
+// A text of 64 units or more is decoded by the 16-byte level, which narrows the
+// units after an "&" and finds a name by one key compare: on pages it measured
+// twice as fast as this walk over 32-unit blocks, which stays for short texts
+// (no call, one block).
 ZTK_AVX512 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
+  if (in.size >= 64) return sse2::decode(in, out, outEnd);
   DecodeWalk w(in, out, outEnd);
   const __m512i amp = _mm512_set1_epi16('&');
   size_t i = 0;

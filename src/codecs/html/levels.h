@@ -56,6 +56,8 @@ extern const Kernels kKernels;
 
 namespace sse2 {
 extern const Kernels kKernels;
+// The wider x86 levels decode with it too.
+size_t decode(U16View in, uint16_t *out, uint16_t *outEnd);
 }  // namespace sse2
 
 namespace neon {

@@ -10,6 +10,8 @@ inline uint32_t bits_of(__m128i a, __m128i b) {
   return static_cast<uint32_t>(_mm_movemask_epi8(_mm_packs_epi16(a, b)));
 }
 
+}  // namespace
+
 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   DecodeWalk w(in, out, outEnd);
   const __m128i amp = _mm_set1_epi16('&');
@@ -61,6 +63,8 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   }
   return plain::decode_from(w, i);
 }
+
+namespace {
 
 // Bytes of all ones for the five markup characters among 16 narrowed units
 // (a unit from 0x80 up is marked anyway, whatever its byte became).
