@@ -37,7 +37,31 @@ struct Classes {
           vorrq_u8(vceqq_u8(lower, vdupq_n_u8('t')), vceqq_u8(lower, vdupq_n_u8('f')))};
 }
 
+// The lanes rewrite_marked tells apart, as the x86 levels mark them: quotes
+// (with # and &: byte | 5 is the same for the four), and t or f (with d and v:
+// byte | 0x32 is the same for the eight in either case) after a byte that may
+// separate (not above ';' as a signed byte).
+[[gnu::always_inline]] inline uint8x16_t mark_lanes(uint8x16_t v, uint8x16_t before) {
+  const uint8x16_t letter = vceqq_u8(vorrq_u8(v, vdupq_n_u8(0x32)), vdupq_n_u8(0x76));
+  const uint8x16_t mayEnd = vcleq_s8(vreinterpretq_s8_u8(before), vdupq_n_s8(';'));
+  const uint8x16_t quote = vceqq_u8(vorrq_u8(v, vdupq_n_u8(5)), vdupq_n_u8(0x27));
+  return vorrq_u8(vandq_u8(letter, mayEnd), quote);
+}
+
 struct Neon {
+  // 64 bytes de-interleaved (vector j holds bytes j, j + 4, ...), and the
+  // bytes before each likewise, gathered to a mask by mask_of.
+  [[gnu::always_inline]] static uint64_t marks_of(const uint8x16x4_t &v, const uint8x16x4_t &before) {
+    return mask_of(mark_lanes(v.val[0], before.val[0]), mark_lanes(v.val[1], before.val[1]),
+                   mark_lanes(v.val[2], before.val[2]), mark_lanes(v.val[3], before.val[3]));
+  }
+  [[gnu::always_inline]] static uint64_t marks(const uint8_t *at) { return marks_of(vld4q_u8(at), vld4q_u8(at - 1)); }
+  // The marks, with the 64 bytes stored at `to` once they are read.
+  [[gnu::always_inline]] static uint64_t marks_stored(const uint8_t *at, uint8_t *to) {
+    const uint8x16x4_t v = vld4q_u8(at);
+    vst4q_u8(to, v);
+    return marks_of(v, vld4q_u8(at - 1));
+  }
   [[gnu::always_inline]] static LaneClasses classify(const uint8_t *at) {
     const uint8x16x4_t separators = {
         {vld1q_u8(kSeparators), vld1q_u8(kSeparators + 16), vld1q_u8(kSeparators + 32), vld1q_u8(kSeparators + 48)}};
@@ -54,7 +78,7 @@ struct Neon {
 
 const Kernels kKernels = {
     [](ByteView in, size_t from) { return EventCursor<Neon>(in).next(from, 0); },
-    [](ByteView in, AsciiStringHandle &out) { rewrite_blocks<Neon>(in, out); },
+    [](ByteView in, AsciiStringHandle &out) { rewrite_marked<Neon>(in, out); },
 };
 
 }  // namespace ztk::sql::neon
