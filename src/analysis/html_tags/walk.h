@@ -61,13 +61,7 @@ struct Walk {
     const uint8_t *p = in + a;
     size_t n = b - a;
     if (n <= 64 && static_cast<ptrdiff_t>(a) <= inFar && out - outStart <= outFar) {
-      std::memcpy(out, p, 16);
-      if (n > 16) {
-        std::memcpy(out + 16, p + 16, 16);
-        std::memcpy(out + 32, p + 32, 16);
-        std::memcpy(out + 48, p + 48, 16);
-      }
-      out += n;
+      piece(p, n);
       return;
     }
     for (; n >= 16; n -= 16, p += 16, out += 16) std::memcpy(out, p, 16);
