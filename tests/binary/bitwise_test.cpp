@@ -69,7 +69,9 @@ TEST(BitwiseKernel, EveryLevelGivesTheOneByteRule) {
     for (size_t n = 0; n <= 300; ++n) {
       for (size_t m : maskSizes) check(n, m);
     }
-    for (size_t m : {1, 3, 64, 257, 5000}) check(70001, m);
+    // Periods of whole lines (10, 48), of a mask whose lines would pass the
+    // period (33), and masks around the period itself.
+    for (size_t m : {1, 3, 10, 33, 48, 64, 257, 2047, 2048, 5000}) check(70001, m);
   });
 }
 

@@ -33,8 +33,11 @@ template <Kind K>
 void run(ByteView data, ByteView mask, size_t start, uint8_t *out) {
   // Each run costs a call through the table, so runs are long; inputs this
   // short are not worth repeating the mask for.
-  constexpr size_t kMinPeriod = 2048, kShortInput = 256;
-  uint8_t repeated[2 * kMinPeriod];
+  constexpr size_t kMinPeriod = 2048, kShortInput = 256, kLine = 64;
+  // Aligned, and (below) a whole number of cache lines long where the mask
+  // allows, so that the mask's loads stay within lines and every run after
+  // the first starts at the same offset within a line of the data and output.
+  alignas(kLine) uint8_t repeated[2 * kMinPeriod];
   const uint8_t *period = mask.data;
   size_t periodSize = mask.size;
   size_t p = start;
@@ -48,7 +51,12 @@ void run(ByteView data, ByteView mask, size_t start, uint8_t *out) {
   if (mask.size < kMinPeriod) {
     // No longer than one run over the whole input needs.
     const size_t want = data.size + mask.size < kMinPeriod ? data.size + mask.size : kMinPeriod;
-    periodSize = mask.size * ((want + mask.size - 1) / mask.size);
+    // The least common multiple of the mask and a line: the mask times the
+    // part of a line its lowest set bit does not cover.
+    const size_t lowBit = mask.size & (~mask.size + 1);
+    const size_t lcm = mask.size * (lowBit >= kLine ? 1 : kLine / lowBit);
+    const size_t unit = lcm <= kMinPeriod ? lcm : mask.size;
+    periodSize = unit * ((want + unit - 1) / unit);
     std::memcpy(repeated, mask.data, mask.size);
     for (size_t filled = mask.size; filled < periodSize; filled *= 2) {
       std::memcpy(repeated + filled, repeated, filled < periodSize - filled ? filled : periodSize - filled);
