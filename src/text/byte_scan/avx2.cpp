@@ -37,61 +37,8 @@ struct V {
   }
 };
 #include "text/byte_scan/blocks.inc"
+#include "text/byte_scan/wide_entries.inc"
 #undef ZTK_SCAN_TARGET
-
-// Each level is skipped where less than its block is left: setting up its
-// tests would cost more than the few bytes. The entries take the level's
-// attribute, so that its loops may be inlined into them. (Forcing that for
-// find and copy_until measured slower at the 64-byte level.)
-ZTK_AVX2 size_t find(ByteView in, size_t from, const ByteSet &set) {
-  Stop s{from, false};
-  if (in.size - s.at >= V::kWidth) {
-    s = find_blocks(in, s.at, set);
-    if (s.found) return s.at;
-  }
-  if (in.size - s.at >= 16) {
-    s = sse2::find_blocks(in, s.at, set);
-    if (s.found) return s.at;
-  }
-  return plain::find_from(in, s.at, set);
-}
-
-ZTK_AVX2 size_t copy_until(ByteView in, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out) {
-  Stop s{from, false};
-  if (in.size - s.at >= V::kWidth) {
-    s = copy_blocks(in, from, s.at, stop, add, out);
-    if (s.found) return s.at;
-  }
-  if (in.size - s.at >= 16) {
-    s = sse2::copy_blocks(in, from, s.at, stop, add, out);
-    if (s.found) return s.at;
-  }
-  return plain::copy_from(in, from, s.at, stop, add, out);
-}
-
-ZTK_AVX2 size_t count(ByteView in, uint8_t b) {
-  size_t total = 0;
-  size_t i = count_blocks(in, 0, b, total);
-  if (in.size - i >= 16) i = sse2::count_blocks(in, i, b, total);
-  return total + plain::count_from(in, i, b);
-}
-
-ZTK_AVX2 size_t count_needle(ByteView in, ByteView needle) {
-  size_t total = 0, next = 0;
-  // A short text goes straight to the narrower blocks, with no call to set up nothing.
-  size_t i = in.size >= needle.size - 1 + V::kWidth ? count_needle_blocks(in, needle, 0, next, total) : 0;
-  if (in.size - i >= needle.size - 1 + 16) i = sse2::count_needle_blocks(in, needle, i, next, total);
-  return total + plain::count_needle_from(in, needle, i, next);
-}
-
-ZTK_AVX2 size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
-  uint8_t *o = out;
-  const uint8_t *const end = out + in.size;
-  size_t i = unescape_blocks(in, 0, escape, add, escaped_add, o, end);
-  if (in.size - i >= 16) i = sse2::unescape_blocks(in, i, escape, add, escaped_add, o, end);
-  plain::unescape_from(in, i, escape, add, escaped_add, o);
-  return static_cast<size_t>(o - out);
-}
 
 }  // namespace
 

@@ -40,46 +40,7 @@ struct V {
 
 namespace {
 
-// A scan with less than a block left skips the blocks: setting up their
-// tests would cost more than the few bytes. The entries are flattened, their
-// block loops inlined: the codecs call find and copy_until after every escape.
-__attribute__((flatten)) size_t find(ByteView in, size_t from, const ByteSet &set) {
-  if (in.size - from >= V::kWidth) {
-    const Stop s = find_blocks(in, from, set);
-    if (s.found) return s.at;
-    from = s.at;
-  }
-  return plain::find_from(in, from, set);
-}
-
-__attribute__((flatten)) size_t copy_until(ByteView in, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out) {
-  size_t at = from;
-  if (in.size - from >= V::kWidth) {
-    const Stop s = copy_blocks(in, from, from, stop, add, out);
-    if (s.found) return s.at;
-    at = s.at;
-  }
-  return plain::copy_from(in, from, at, stop, add, out);
-}
-
-__attribute__((flatten)) size_t count(ByteView in, uint8_t b) {
-  size_t total = 0;
-  const size_t i = count_blocks(in, 0, b, total);
-  return total + plain::count_from(in, i, b);
-}
-
-__attribute__((flatten)) size_t count_needle(ByteView in, ByteView needle) {
-  size_t total = 0, next = 0;
-  const size_t i = count_needle_blocks(in, needle, 0, next, total);
-  return total + plain::count_needle_from(in, needle, i, next);
-}
-
-__attribute__((flatten)) size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *out) {
-  uint8_t *o = out;
-  const size_t i = unescape_blocks(in, 0, escape, add, escaped_add, o, out + in.size);
-  plain::unescape_from(in, i, escape, add, escaped_add, o);
-  return static_cast<size_t>(o - out);
-}
+#include "text/byte_scan/narrow_entries.inc"
 
 }  // namespace
 
