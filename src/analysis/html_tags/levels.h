@@ -42,7 +42,8 @@ inline void masks(const uint8_t *p, size_t w, uint64_t &open, uint64_t &close) {
   }
 }
 // Walks in[i, in.size) and finishes the walk.
-inline size_t finish_from(Walk &w, size_t i, int64_t &depth) {
+template <class W>
+inline size_t finish_from(W &w, size_t i, int64_t &depth) {
   for (; i < w.size; i += 64) {
     const size_t n = w.size - i < 64 ? w.size - i : 64;
     uint64_t open, close;

@@ -20,6 +20,10 @@ namespace {
 // The index of the lowest set bit of x (not 0), with no sign to extend.
 inline unsigned lowest(uint64_t x) { return static_cast<unsigned>(__builtin_ctzll(x)); }
 
+// kFill: with a filler (the form that writes a replacement for the bytes
+// inside tags); the two forms are separate instances, so that the one without
+// carries none of the other's tests or registers.
+template <bool kFill>
 struct Walk {
   const uint8_t *in;
   size_t size;
@@ -109,19 +113,23 @@ struct Walk {
   }
 
   // step() without the whole-block path: for the blocks that end the input.
+  // Both runs are written up to the block's end, so that the whole-block path
+  // starts with nothing pending.
   __attribute__((always_inline)) void step_by_brackets(uint64_t open, uint64_t close, size_t base, size_t width) {
     brackets(open, close, base);
     if (depth == 0) {
       text(start, base + width);
-      start = base + width;
+    } else if (kFill) {
+      fill(base + width - start);
     }
+    start = base + width;
   }
 
   // A block whose brackets take turns, "<" then ">", from depth 0 or 1 (most
   // markup): one subtraction of its bracket masks tells every byte's side,
   // and the block goes out run by run, without the bracket-by-bracket walk.
-  // False for any other block, or where the output has too little room, with
-  // at most the filling since the last bracket written (and `start` moved).
+  // False, with nothing written, for any other block or where the output has
+  // too little room.
   __attribute__((always_inline)) bool whole_block(uint64_t open, uint64_t close, size_t base) {
     if (depth > 1 || static_cast<ptrdiff_t>(base) > blockFar) return false;
     // Bit k: in[base + k] is at depth 1 once it is read, "<" included. Where
@@ -134,29 +142,56 @@ struct Walk {
     const uint64_t inside = close - open - static_cast<uint64_t>(depth);
     if (((open & ~inside) | (close & inside)) != 0) return false;  // a "<" inside, or a ">" outside
     const uint8_t *block = in + base;
-    const size_t unit = filler->unit;
-    if (unit != 0 && depth != 0 && start < base) {
-      fill(base - start);  // the filling since the last bracket, however long
-      start = base;
-    }
     if (reinterpret_cast<uintptr_t>(out) > outBlockFar) return false;
-    if (unit == 0) {
+    if (!kFill) {
       copy_runs(block, ~(inside | close));
     } else {
-      // Runs are split by the brackets, so each is text or filling throughout.
-      for_runs(~(open | close), [&](unsigned s, unsigned e) {
-        if ((inside >> s & 1) == 0) {
-          piece(block + s, e - s);
-        } else if ((e - s) * unit <= 64) {
-          piece(filler->pattern, (e - s) * unit);  // within its span: the pattern has 64 readable bytes
-        } else {
-          fill(e - s);
-        }
-      });
+      tag_by_tag(block, open, close, filler->unit);
     }
     depth = static_cast<int64_t>(inside >> 63);
     start = base + 64;
     return true;
+  }
+
+  // Writes a block whose brackets take turns as pairs of pieces, the filling
+  // of a tag and the text after it: one step per tag, not per run, and no
+  // test for the empty pieces ("><", "<>"), whose stores are overwritten.
+  __attribute__((always_inline)) void tag_by_tag(const uint8_t *block, uint64_t open, uint64_t close, size_t unit) {
+    unsigned next = 0;  // where the current text run starts
+    if (depth != 0) {  // the tag open before the block closes at its first ">", if any
+      if (close == 0) {
+        filling(64, unit);
+        return;
+      }
+      const unsigned b = lowest(close);
+      filling(b, unit);
+      close &= close - 1;
+      next = b + 1;
+    }
+    while (close != 0) {
+      const unsigned a = lowest(open), b = lowest(close);
+      open &= open - 1;
+      close &= close - 1;
+      piece(block + next, a - next);
+      filling(b - a - 1, unit);
+      next = b + 1;
+    }
+    if (open == 0) {
+      piece(block + next, 64 - next);
+    } else {  // a tag left open at the block's end
+      const unsigned a = lowest(open);
+      piece(block + next, a - next);
+      filling(63 - a, unit);
+    }
+  }
+
+  // The filling of k bytes inside a tag.
+  __attribute__((always_inline)) void filling(size_t k, size_t unit) {
+    if (k * unit <= 64) {
+      piece(filler->pattern, k * unit);  // within its span: the pattern has 64 readable bytes
+    } else {
+      fill(k);
+    }
   }
 
   // Writes n <= 64 bytes from p, which has 64 readable bytes.
@@ -202,7 +237,7 @@ struct Walk {
         const uint64_t end = close & (0 - close);
         if (end != 0 && (open & (end - 1)) == 0) {
           const size_t last = base + static_cast<size_t>(__builtin_ctzll(close));
-          if (filler->unit != 0) fill(last - at - 1);
+          if (kFill) fill(last - at - 1);
           start = last + 1;
           const uint64_t after = ~(end * 2 - 1);
           open &= after;
@@ -216,7 +251,7 @@ struct Walk {
         if (both == 0) return;
         const uint64_t bit = both & (0 - both);
         const size_t at = base + static_cast<size_t>(__builtin_ctzll(both));
-        if (filler->unit != 0) fill(at - start);
+        if (kFill) fill(at - start);
         start = at + 1;
         depth += (open & bit) != 0 ? 1 : -1;
         const uint64_t above = ~(bit * 2 - 1);
@@ -231,7 +266,7 @@ struct Walk {
   size_t finish(int64_t &depthAfter) {
     if (depth == 0) {
       text(start, size);
-    } else if (filler->unit != 0) {
+    } else if (kFill) {
       fill(size - start);
     }
     depthAfter = depth;
