@@ -187,8 +187,12 @@ struct Walk {
 
   // The filling of k bytes inside a tag.
   __attribute__((always_inline)) void filling(size_t k, size_t unit) {
-    if (k * unit <= 64) {
-      piece(filler->pattern, k * unit);  // within its span: the pattern has 64 readable bytes
+    const size_t n = k * unit;
+    if (n <= 16) {  // most tags: one store
+      std::memcpy(out, filler->pattern, 16);
+      out += n;
+    } else if (n <= 64) {
+      piece(filler->pattern, n);  // within its span: the pattern has 64 readable bytes
     } else {
       fill(k);
     }
