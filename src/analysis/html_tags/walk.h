@@ -184,6 +184,8 @@ struct Walk {
     const uintptr_t oLast = outBlockFar - 64 * filler->unit - 64;
     const uint8_t *const pattern = filler->pattern;
     const size_t unit = filler->unit;
+    uint8_t head[16];  // the pattern's first 16 bytes, which most tags take, kept in a register
+    std::memcpy(head, pattern, 16);
     const uint8_t *run = in + start;
     uint8_t *o = out;
     uint64_t d = static_cast<uint64_t>(depth);
@@ -194,31 +196,31 @@ struct Walk {
       if (((open & ~inside) | (close & inside)) != 0) break;
       if (d != 0) {
         if (close == 0) {  // the whole block inside the tag: its filling so far goes out
-          o = filling_at(o, static_cast<size_t>(p + 64 - run), unit, pattern);
+          o = filling_at(o, static_cast<size_t>(p + 64 - run), unit, pattern, head);
           run = p + 64;
           continue;
         }
         const uint64_t b = lowest_word(close);
         close &= close - 1;
-        o = filling_at(o, static_cast<size_t>(p + b - run), unit, pattern);
+        o = filling_at(o, static_cast<size_t>(p + b - run), unit, pattern, head);
         run = p + b + 1;
-      } else if ((open | close) == 0) {
-        o = text_at(o, run, static_cast<size_t>(p + 64 - run));
-        run = p + 64;
-        continue;
       }
-      while (close != 0) {
-        const uint64_t a = lowest_word(open), b = lowest_word(close);
-        open &= open - 1;
-        close &= close - 1;
-        o = text_at(o, run, static_cast<size_t>(p + a - run));
-        o = filling_at(o, b - a - 1, unit, pattern);
-        run = p + b + 1;
+      if (close != 0) {
+        do {
+          const uint64_t a = lowest_word(open), b = lowest_word(close);
+          open &= open - 1;
+          o = text_at(o, run, static_cast<size_t>(p + a - run));
+          o = filling_at(o, b - a - 1, unit, pattern, head);
+          run = p + b + 1;
+        } while ((close &= close - 1) != 0);
       }
       if (open != 0) {  // a tag left open at the block's end
         const uint64_t a = lowest_word(open);
         o = text_at(o, run, static_cast<size_t>(p + a - run));
         run = p + a + 1;
+      } else if (run < p) {  // no bracket in the block: the text so far goes out
+        o = text_at(o, run, static_cast<size_t>(p + 64 - run));
+        run = p + 64;
       }
       d = inside >> 63;
     }
@@ -255,9 +257,10 @@ struct Walk {
   }
 
   // The filling of k bytes inside a tag at o; returns its end.
-  __attribute__((always_inline)) uint8_t *filling_at(uint8_t *o, size_t k, size_t unit, const uint8_t *pattern) {
+  __attribute__((always_inline)) uint8_t *filling_at(uint8_t *o, size_t k, size_t unit, const uint8_t *pattern,
+                                                    const uint8_t *head) {
     const size_t n = k * unit;
-    std::memcpy(o, pattern, 16);
+    std::memcpy(o, head, 16);
     if (n > 16) {
       if (n > 64) {
         out = o;
