@@ -6,7 +6,17 @@ namespace {
 template <bool kFill>
 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
   Walk<kFill> w(in, from, filler, depth, out, outEnd);
-  return finish_from(w, from, depth);
+  size_t i = from;
+  if constexpr (kFill) {
+    for (; i + 64 <= in.size; i += 64) {
+      i = w.blocks(i, [](const uint8_t *p, uint64_t &open, uint64_t &close) { masks(p, 64, open, close); });
+      if (i + 64 > in.size) break;
+      uint64_t open, close;
+      masks(in.data + i, 64, open, close);
+      w.step(open, close, i, 64);
+    }
+  }
+  return finish_from(w, i, depth);
 }
 
 // The two forms apart, each with its own walk.
