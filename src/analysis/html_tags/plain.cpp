@@ -9,7 +9,9 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
   size_t i = from;
   if constexpr (kFill) {
     for (; i + 64 <= in.size; i += 64) {
-      i = w.blocks(i, [](const uint8_t *p, uint64_t &open, uint64_t &close) { masks(p, 64, open, close); });
+      i = w.blocks(
+          i, [](const uint8_t *p) { return equal_bits_of(p, 0x3C3C3C3C3C3C3C3Cull); },
+          [](const uint8_t *p) { return equal_bits_of(p, 0x3E3E3E3E3E3E3E3Eull); });
       if (i + 64 > in.size) break;
       uint64_t open, close;
       masks(in.data + i, 64, open, close);

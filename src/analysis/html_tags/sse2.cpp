@@ -16,13 +16,13 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
     if constexpr (kFill) {
-      i = w.blocks(i, [&](const uint8_t *q, uint64_t &open, uint64_t &close) {
+      const auto masks_of = [](const uint8_t *q, __m128i b) {
         const auto *v = reinterpret_cast<const __m128i *>(q);
-        const __m128i a = _mm_loadu_si128(v), b = _mm_loadu_si128(v + 1);
-        const __m128i c = _mm_loadu_si128(v + 2), d = _mm_loadu_si128(v + 3);
-        open = bits_of(a, lt) | bits_of(b, lt) << 16 | bits_of(c, lt) << 32 | bits_of(d, lt) << 48;
-        close = bits_of(a, gt) | bits_of(b, gt) << 16 | bits_of(c, gt) << 32 | bits_of(d, gt) << 48;
-      });
+        return bits_of(_mm_loadu_si128(v), b) | bits_of(_mm_loadu_si128(v + 1), b) << 16 |
+               bits_of(_mm_loadu_si128(v + 2), b) << 32 | bits_of(_mm_loadu_si128(v + 3), b) << 48;
+      };
+      i = w.blocks(
+          i, [&](const uint8_t *q) { return masks_of(q, lt); }, [&](const uint8_t *q) { return masks_of(q, gt); });
       if (i + 64 > in.size) break;
     }
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);

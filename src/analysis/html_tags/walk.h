@@ -173,10 +173,11 @@ struct Walk {
   // in locals, so that the loop keeps it in registers, and the run after a
   // block's last bracket left open for the next block's first piece (it is
   // shorter than a block, so the run a block starts with is shorter than
-  // two). `masks(p, open, close)` gives the bracket masks of the 64 bytes at
-  // p. Returns where it stopped, with the open run written.
-  template <class Masks>
-  __attribute__((always_inline)) size_t blocks(size_t i, const Masks &masks) {
+  // two). `open_of(p)` and `close_of(p)` give the masks of the "<" and the
+  // ">" of the 64 bytes at p. Returns where it stopped, with the open run
+  // written.
+  template <class OpenOf, class CloseOf>
+  __attribute__((always_inline)) size_t blocks(size_t i, const OpenOf &open_of, const CloseOf &close_of) {
     static_assert(kFill, "the form without a filler has the whole-block path");
     if (depth > 1 || static_cast<ptrdiff_t>(i) > blockFar) return i;
     const uint8_t *p = in + i;
@@ -199,8 +200,18 @@ struct Walk {
     uint8_t *o = out;
     uint64_t d = static_cast<uint64_t>(depth);
     for (; p <= last && reinterpret_cast<uintptr_t>(o) <= oLast; p += 64) {
-      uint64_t open, close;
-      masks(p, open, close);
+      uint64_t open = open_of(p);
+      if ((open | d) == 0) {  // text throughout (a ">" too): the run before it, then the block whole
+        if (run != p) o = text_at(o, run, static_cast<size_t>(p - run));
+        std::memcpy(o, p, 16);  // the loads of open_of(p), where the compiler keeps them
+        std::memcpy(o + 16, p + 16, 16);
+        std::memcpy(o + 32, p + 32, 16);
+        std::memcpy(o + 48, p + 48, 16);
+        o += 64;
+        run = p + 64;
+        continue;
+      }
+      uint64_t close = close_of(p);
       const uint64_t inside = close - open - d;  // as in whole_block()
       if (((open & ~inside) | (close & inside)) != 0) break;
       if (d != 0) {
@@ -230,9 +241,6 @@ struct Walk {
         const uint64_t a = lowest_word(open);
         o = text_at(o, run, static_cast<size_t>(p + a - run));
         run = p + a + 1;
-      } else if (run < p) {  // no bracket in the block: the text so far goes out
-        o = text_at(o, run, static_cast<size_t>(p + 64 - run));
-        run = p + 64;
       }
       d = inside >> 63;
     }
