@@ -203,7 +203,7 @@ struct Walk {
       uint64_t open = open_of(p);
       if ((open | d) == 0) {  // text throughout (a ">" too): the run before it, then the block whole
         if (run != p) o = text_at(o, run, static_cast<size_t>(p - run));
-        std::memcpy(o, p, 16);  // the loads of open_of(p), where the compiler keeps them
+        std::memcpy(o, p, 16);
         std::memcpy(o + 16, p + 16, 16);
         std::memcpy(o + 32, p + 32, 16);
         std::memcpy(o + 48, p + 48, 16);
