@@ -117,15 +117,12 @@ std::vector<std::string> tag_inputs() {
   return inputs;
 }
 
-}  // namespace
-
 // The kernel writes into exactly the room it is given: the byte after it
 // must stay as it was, whatever the level's whole stores do. The input goes
 // in two calls, cut at a place of its own, the depth carried between them.
-TEST(TagRemovalKernel, StripEqualsTheReferenceAtEveryLevel) {
-  const std::vector<std::string> inputs = tag_inputs();
-  for (const std::string &replacement : {std::string(), std::string(" "), std::string("ab"), std::string(23, '*'),
-                                         std::string(64, '+')}) {
+void expect_strip_equals_reference(const std::vector<std::string> &inputs,
+                                   const std::vector<std::string> &replacements) {
+  for (const std::string &replacement : replacements) {
     SCOPED_TRACE(replacement);
     const ztk::ByteView r{reinterpret_cast<const uint8_t *>(replacement.data()), replacement.size()};
     const ztk::tags::Filler filler = ztk::tags::filler_of(r);
@@ -151,6 +148,44 @@ TEST(TagRemovalKernel, StripEqualsTheReferenceAtEveryLevel) {
           return out;
         });
   }
+}
+
+// Markup whose brackets take turns, with one text length and one tag length
+// throughout, so that over the blocks of 64 every tag and text run starts
+// and ends at many offsets: runs left open across one or two block ends,
+// tags that fill more than a block's worth, whole blocks inside a tag or
+// inside text. Each ends at a few places, inside a tag name included, right
+// before the guard page.
+std::vector<std::string> block_edge_inputs() {
+  std::vector<std::string> inputs;
+  const size_t lengths[] = {0, 1, 7, 15, 16, 17, 31, 33, 62, 63, 64, 65, 100, 127, 130};
+  for (size_t text : lengths) {
+    for (size_t tag : lengths) {
+      std::string s;
+      while (s.size() < 520) s += std::string(text, 't') + "<" + std::string(tag, 'g') + ">";
+      for (size_t drop : {0, 1, 2, 5, 40}) {
+        if (drop < s.size()) inputs.push_back(s.substr(0, s.size() - drop));
+      }
+      // A nested or stray bracket now and then stops a run of whole blocks.
+      std::string broken = s;
+      for (size_t at = 150; at < broken.size(); at += 197) broken[at] = at % 2 == 0 ? '<' : '>';
+      inputs.push_back(broken);
+    }
+  }
+  return inputs;
+}
+
+}  // namespace
+
+TEST(TagRemovalKernel, StripEqualsTheReferenceAtEveryLevel) {
+  expect_strip_equals_reference(tag_inputs(), {std::string(), std::string(" "), std::string("ab"),
+                                               std::string(23, '*'), std::string(64, '+')});
+}
+
+TEST(TagRemovalKernel, StripEqualsTheReferenceAcrossBlockEnds) {
+  expect_strip_equals_reference(block_edge_inputs(), {std::string(), std::string(" "), std::string("ab"),
+                                                      std::string("abc"), std::string(17, '*'),
+                                                      std::string(64, '+')});
 }
 
 // Through the buffer as the handler sizes it: the same bytes and the same

@@ -7,9 +7,10 @@ namespace {
 
 ZTK_AVX2 inline uint64_t bits_of(__m256i v) { return static_cast<uint32_t>(_mm256_movemask_epi8(v)); }
 
-ZTK_AVX2 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
+template <bool kFill>
+ZTK_AVX2 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
                       uint8_t *outEnd) {
-  Walk w(in, from, filler, depth, out, outEnd);
+  Walk<kFill> w(in, from, filler, depth, out, outEnd);
   const __m256i lt = _mm256_set1_epi8('<'), gt = _mm256_set1_epi8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
@@ -33,6 +34,12 @@ ZTK_AVX2 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &d
     i += 32;
   }
   return plain::finish_from(w, i, depth);
+}
+
+// The two forms apart, each with its own walk.
+ZTK_AVX2 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd);
 }
 
 }  // namespace

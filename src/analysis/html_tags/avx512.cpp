@@ -6,9 +6,10 @@ namespace ztk::tags::avx512 {
 namespace {
 
 // The last block is read through a mask: no byte past the end is touched.
-ZTK_AVX512 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
+template <bool kFill>
+ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
                         uint8_t *outEnd) {
-  Walk w(in, from, filler, depth, out, outEnd);
+  Walk<kFill> w(in, from, filler, depth, out, outEnd);
   const __m512i lt = _mm512_set1_epi8('<'), gt = _mm512_set1_epi8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
@@ -28,6 +29,12 @@ ZTK_AVX512 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t 
     w.step(_mm512_mask_cmpeq_epi8_mask(live, v, lt), _mm512_mask_cmpeq_epi8_mask(live, v, gt), i, left);
   }
   return w.finish(depth);
+}
+
+// The two forms apart, each with its own walk.
+ZTK_AVX512 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd);
 }
 
 }  // namespace

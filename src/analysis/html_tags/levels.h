@@ -26,6 +26,16 @@ inline uint64_t equal_bits(uint64_t x, uint64_t all) {
   const uint64_t zero = ~(((t & kLow7) + kLow7) | t | kLow7);
   return ((zero >> 7) * 0x0102040810204080ull) >> 56;
 }
+// The mask of the bytes equal to the byte of `all` in the 64 at p.
+inline uint64_t equal_bits_of(const uint8_t *p, uint64_t all) {
+  uint64_t m = 0;
+  for (size_t k = 0; k < 64; k += 8) {
+    uint64_t x;
+    std::memcpy(&x, p + k, 8);
+    m |= equal_bits(x, all) << k;
+  }
+  return m;
+}
 // The masks of p[0, w) for w <= 64 bytes, eight bytes at a time.
 inline void masks(const uint8_t *p, size_t w, uint64_t &open, uint64_t &close) {
   open = close = 0;
@@ -42,7 +52,8 @@ inline void masks(const uint8_t *p, size_t w, uint64_t &open, uint64_t &close) {
   }
 }
 // Walks in[i, in.size) and finishes the walk.
-inline size_t finish_from(Walk &w, size_t i, int64_t &depth) {
+template <class W>
+inline size_t finish_from(W &w, size_t i, int64_t &depth) {
   for (; i < w.size; i += 64) {
     const size_t n = w.size - i < 64 ? w.size - i : 64;
     uint64_t open, close;

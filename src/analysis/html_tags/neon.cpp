@@ -16,8 +16,9 @@ inline uint64_t bits_of(uint8x16_t a, uint8x16_t b, uint8x16_t c, uint8x16_t d) 
   return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(abcd, abcd)), 0);
 }
 
-size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  Walk w(in, from, filler, depth, out, outEnd);
+template <bool kFill>
+size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  Walk<kFill> w(in, from, filler, depth, out, outEnd);
   const uint8x16_t lt = vdupq_n_u8('<'), gt = vdupq_n_u8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
@@ -39,6 +40,12 @@ size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uin
   }
   // The last bytes a word at a time, so that no load passes the end.
   return plain::finish_from(w, i, depth);
+}
+
+// The two forms apart, each with its own walk.
+size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd);
 }
 
 }  // namespace

@@ -9,11 +9,22 @@ inline uint64_t bits_of(__m128i v, __m128i b) {
   return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, b)));
 }
 
-size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  Walk w(in, from, filler, depth, out, outEnd);
+template <bool kFill>
+size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  Walk<kFill> w(in, from, filler, depth, out, outEnd);
   const __m128i lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
+    if constexpr (kFill) {
+      const auto masks_of = [](const uint8_t *q, __m128i b) {
+        const auto *v = reinterpret_cast<const __m128i *>(q);
+        return bits_of(_mm_loadu_si128(v), b) | bits_of(_mm_loadu_si128(v + 1), b) << 16 |
+               bits_of(_mm_loadu_si128(v + 2), b) << 32 | bits_of(_mm_loadu_si128(v + 3), b) << 48;
+      };
+      i = w.blocks(
+          i, [&](const uint8_t *q) { return masks_of(q, lt); }, [&](const uint8_t *q) { return masks_of(q, gt); });
+      if (i + 64 > in.size) break;
+    }
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
@@ -35,6 +46,12 @@ size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uin
     w.step(bits_of(a, lt), bits_of(a, gt), i, 16);
   }
   return plain::finish_from(w, i, depth);
+}
+
+// The two forms apart, each with its own walk.
+size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd);
 }
 
 }  // namespace

@@ -20,6 +20,23 @@ namespace {
 // The index of the lowest set bit of x (not 0), with no sign to extend.
 inline unsigned lowest(uint64_t x) { return static_cast<unsigned>(__builtin_ctzll(x)); }
 
+// The same as a word, for address arithmetic. On x86-64 one BSF: the
+// compiler's TZCNT comes with a clearing XOR against a false dependency of
+// older cores, an instruction more per bracket where a tag costs about 20.
+inline uint64_t lowest_word(uint64_t x) {
+#if defined(__x86_64__)
+  uint64_t r;
+  __asm__("bsfq %1, %0" : "=r"(r) : "rm"(x) : "cc");
+  return r;
+#else
+  return static_cast<uint64_t>(__builtin_ctzll(x));
+#endif
+}
+
+// kFill: with a filler (the form that writes a replacement for the bytes
+// inside tags); the two forms are separate instances, so that the one without
+// carries none of the other's tests or registers.
+template <bool kFill>
 struct Walk {
   const uint8_t *in;
   size_t size;
@@ -31,6 +48,8 @@ struct Walk {
   ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
   ptrdiff_t blockFar;     // the last block that can take the whole-block path
   uintptr_t outBlockFar;  // the last output address from which that path may write
+  size_t filled[64];     // filled[k]: k times the filler's unit, once blocks() has set it up
+  bool filled_ready = false;
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
 
@@ -109,19 +128,23 @@ struct Walk {
   }
 
   // step() without the whole-block path: for the blocks that end the input.
+  // Both runs are written up to the block's end, so that the whole-block path
+  // starts with nothing pending.
   __attribute__((always_inline)) void step_by_brackets(uint64_t open, uint64_t close, size_t base, size_t width) {
     brackets(open, close, base);
     if (depth == 0) {
       text(start, base + width);
-      start = base + width;
+    } else if (kFill) {
+      fill(base + width - start);
     }
+    start = base + width;
   }
 
   // A block whose brackets take turns, "<" then ">", from depth 0 or 1 (most
   // markup): one subtraction of its bracket masks tells every byte's side,
   // and the block goes out run by run, without the bracket-by-bracket walk.
-  // False for any other block, or where the output has too little room, with
-  // at most the filling since the last bracket written (and `start` moved).
+  // False, with nothing written, for any other block or where the output has
+  // too little room.
   __attribute__((always_inline)) bool whole_block(uint64_t open, uint64_t close, size_t base) {
     if (depth > 1 || static_cast<ptrdiff_t>(base) > blockFar) return false;
     // Bit k: in[base + k] is at depth 1 once it is read, "<" included. Where
@@ -134,29 +157,186 @@ struct Walk {
     const uint64_t inside = close - open - static_cast<uint64_t>(depth);
     if (((open & ~inside) | (close & inside)) != 0) return false;  // a "<" inside, or a ">" outside
     const uint8_t *block = in + base;
-    const size_t unit = filler->unit;
-    if (unit != 0 && depth != 0 && start < base) {
-      fill(base - start);  // the filling since the last bracket, however long
-      start = base;
-    }
     if (reinterpret_cast<uintptr_t>(out) > outBlockFar) return false;
-    if (unit == 0) {
+    if (!kFill) {
       copy_runs(block, ~(inside | close));
     } else {
-      // Runs are split by the brackets, so each is text or filling throughout.
-      for_runs(~(open | close), [&](unsigned s, unsigned e) {
-        if ((inside >> s & 1) == 0) {
-          piece(block + s, e - s);
-        } else if ((e - s) * unit <= 64) {
-          piece(filler->pattern, (e - s) * unit);  // within its span: the pattern has 64 readable bytes
-        } else {
-          fill(e - s);
-        }
-      });
+      tag_by_tag(block, open, close, filler->unit);
     }
     depth = static_cast<int64_t>(inside >> 63);
     start = base + 64;
     return true;
+  }
+
+  // The form with a filler over whole blocks whose brackets take turns, from
+  // block i on, for as long as they do and both sides have room: its state
+  // in locals, so that the loop keeps it in registers, and the run after a
+  // block's last bracket left open for the next block's first piece (it is
+  // shorter than a block, so the run a block starts with is shorter than
+  // two). `open_of(p)` and `close_of(p)` give the masks of the "<" and the
+  // ">" of the 64 bytes at p. Returns where it stopped, with the open run
+  // written.
+  template <class OpenOf, class CloseOf>
+  __attribute__((always_inline)) size_t blocks(size_t i, const OpenOf &open_of, const CloseOf &close_of) {
+    static_assert(kFill, "the form without a filler has the whole-block path");
+    if (depth > 1 || static_cast<ptrdiff_t>(i) > blockFar) return i;
+    const uint8_t *p = in + i;
+    const uint8_t *const last = in + blockFar;
+    // A block writes at most 64 times the unit, the run it starts with 63
+    // times as much, and the last piece's stores reach 64 bytes further.
+    const uintptr_t oLast = outBlockFar - 64 * filler->unit - 64;
+    const uint8_t *const pattern = filler->pattern;
+    const size_t unit = filler->unit;
+    uint8_t head[16];  // the pattern's first 16 bytes, which most tags take, kept in a register
+    std::memcpy(head, pattern, 16);
+    // The filling's length for each tag length in a block: one load added to
+    // the output, where a multiplication takes a copy and two instructions.
+    if (!filled_ready) {
+      for (size_t k = 0; k < 64; ++k) filled[k] = k * unit;
+      filled_ready = true;
+    }
+    const size_t shortTag = 16 / unit;  // tags up to this long take one store
+    const uint8_t *run = in + start;
+    uint8_t *o = out;
+    uint64_t d = static_cast<uint64_t>(depth);
+    for (; p <= last && reinterpret_cast<uintptr_t>(o) <= oLast; p += 64) {
+      uint64_t open = open_of(p);
+      if ((open | d) == 0) {  // text throughout (a ">" too): the run before it, then the block whole
+        if (run != p) o = text_at(o, run, static_cast<size_t>(p - run));
+        std::memcpy(o, p, 16);
+        std::memcpy(o + 16, p + 16, 16);
+        std::memcpy(o + 32, p + 32, 16);
+        std::memcpy(o + 48, p + 48, 16);
+        o += 64;
+        run = p + 64;
+        continue;
+      }
+      uint64_t close = close_of(p);
+      const uint64_t inside = close - open - d;  // as in whole_block()
+      if (((open & ~inside) | (close & inside)) != 0) break;
+      if (d != 0) {
+        if (close == 0) {  // the whole block inside the tag: its filling so far goes out
+          o = filling_at(o, static_cast<size_t>(p + 64 - run), unit, pattern, head);
+          run = p + 64;
+          continue;
+        }
+        const uint64_t b = lowest_word(close);
+        close &= close - 1;
+        o = filling_at(o, static_cast<size_t>(p + b - run), unit, pattern, head);
+        run = p + b + 1;
+      }
+      if (close != 0) {
+        do {
+          const uint64_t a = lowest_word(open), b = lowest_word(close);
+          open &= open - 1;
+          o = text_at(o, run, static_cast<size_t>(p + a - run));
+          const size_t k = b - a - 1;
+          std::memcpy(o, head, 16);
+          if (k > shortTag) o = filling_at(o, k, unit, pattern, head);
+          else o += filled[k];
+          run = p + b + 1;
+        } while ((close &= close - 1) != 0);
+      }
+      if (open != 0) {  // a tag left open at the block's end
+        const uint64_t a = lowest_word(open);
+        o = text_at(o, run, static_cast<size_t>(p + a - run));
+        run = p + a + 1;
+      }
+      d = inside >> 63;
+    }
+    out = o;
+    depth = static_cast<int64_t>(d);
+    start = static_cast<size_t>(run - in);
+    i = static_cast<size_t>(p - in);
+    // The open run goes out, so that the other paths start at the block.
+    if (d == 0) {
+      text(start, i);
+    } else {
+      fill(i - start);
+    }
+    start = i;
+    return i;
+  }
+
+  // Writes the n < 128 bytes at p to o, with 64 readable bytes past p + n
+  // and 64 bytes of room past o + n; returns o + n.
+  __attribute__((always_inline)) static uint8_t *text_at(uint8_t *o, const uint8_t *p, size_t n) {
+    std::memcpy(o, p, 16);
+    if (n > 16) {
+      std::memcpy(o + 16, p + 16, 16);
+      std::memcpy(o + 32, p + 32, 16);
+      std::memcpy(o + 48, p + 48, 16);
+      if (n > 64) {
+        std::memcpy(o + 64, p + 64, 16);
+        std::memcpy(o + 80, p + 80, 16);
+        std::memcpy(o + 96, p + 96, 16);
+        std::memcpy(o + 112, p + 112, 16);
+      }
+    }
+    return o + n;
+  }
+
+  // The filling of k bytes inside a tag at o; returns its end.
+  __attribute__((always_inline)) uint8_t *filling_at(uint8_t *o, size_t k, size_t unit, const uint8_t *pattern,
+                                                    const uint8_t *head) {
+    const size_t n = k * unit;
+    std::memcpy(o, head, 16);
+    if (n > 16) {
+      if (n > 64) {
+        out = o;
+        fill(k);
+        return out;
+      }
+      std::memcpy(o + 16, pattern + 16, 16);  // within its span: the pattern has 64 readable bytes
+      std::memcpy(o + 32, pattern + 32, 16);
+      std::memcpy(o + 48, pattern + 48, 16);
+    }
+    return o + n;
+  }
+
+  // Writes a block whose brackets take turns as pairs of pieces, the filling
+  // of a tag and the text after it: one step per tag, not per run, and no
+  // test for the empty pieces ("><", "<>"), whose stores are overwritten.
+  __attribute__((always_inline)) void tag_by_tag(const uint8_t *block, uint64_t open, uint64_t close, size_t unit) {
+    unsigned next = 0;  // where the current text run starts
+    if (depth != 0) {  // the tag open before the block closes at its first ">", if any
+      if (close == 0) {
+        filling(64, unit);
+        return;
+      }
+      const unsigned b = lowest(close);
+      filling(b, unit);
+      close &= close - 1;
+      next = b + 1;
+    }
+    while (close != 0) {
+      const unsigned a = lowest(open), b = lowest(close);
+      open &= open - 1;
+      close &= close - 1;
+      piece(block + next, a - next);
+      filling(b - a - 1, unit);
+      next = b + 1;
+    }
+    if (open == 0) {
+      piece(block + next, 64 - next);
+    } else {  // a tag left open at the block's end
+      const unsigned a = lowest(open);
+      piece(block + next, a - next);
+      filling(63 - a, unit);
+    }
+  }
+
+  // The filling of k bytes inside a tag.
+  __attribute__((always_inline)) void filling(size_t k, size_t unit) {
+    const size_t n = k * unit;
+    if (n <= 16) {  // most tags: one store
+      std::memcpy(out, filler->pattern, 16);
+      out += n;
+    } else if (n <= 64) {
+      piece(filler->pattern, n);  // within its span: the pattern has 64 readable bytes
+    } else {
+      fill(k);
+    }
   }
 
   // Writes n <= 64 bytes from p, which has 64 readable bytes.
@@ -202,7 +382,7 @@ struct Walk {
         const uint64_t end = close & (0 - close);
         if (end != 0 && (open & (end - 1)) == 0) {
           const size_t last = base + static_cast<size_t>(__builtin_ctzll(close));
-          if (filler->unit != 0) fill(last - at - 1);
+          if (kFill) fill(last - at - 1);
           start = last + 1;
           const uint64_t after = ~(end * 2 - 1);
           open &= after;
@@ -216,7 +396,7 @@ struct Walk {
         if (both == 0) return;
         const uint64_t bit = both & (0 - both);
         const size_t at = base + static_cast<size_t>(__builtin_ctzll(both));
-        if (filler->unit != 0) fill(at - start);
+        if (kFill) fill(at - start);
         start = at + 1;
         depth += (open & bit) != 0 ? 1 : -1;
         const uint64_t above = ~(bit * 2 - 1);
@@ -231,7 +411,7 @@ struct Walk {
   size_t finish(int64_t &depthAfter) {
     if (depth == 0) {
       text(start, size);
-    } else if (filler->unit != 0) {
+    } else if (kFill) {
       fill(size - start);
     }
     depthAfter = depth;
