@@ -19,10 +19,11 @@ struct V {
     return static_cast<uint32_t>(_mm_movemask_epi8(m));
   }
   // The bytes the decoder's windows look at: "=" and every byte up to CR,
-  // which takes two instructions fewer than CR and LF alone; the windows
-  // copy the other control bytes as they are.
+  // which costs less than CR and LF alone; the windows copy the other
+  // control bytes as they are. 0x8D minus a byte, saturated, has its top bit
+  // set exactly for the bytes up to CR, and the mask takes only top bits.
   static uint64_t decoder_candidates(reg v) {
-    const reg low = _mm_cmpeq_epi8(_mm_max_epu8(v, _mm_set1_epi8('\r')), _mm_set1_epi8('\r'));
+    const reg low = _mm_subs_epu8(_mm_set1_epi8(static_cast<char>(0x80 + '\r')), v);
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), low)));
   }
   // Every byte but space and the printable ones other than "=".
