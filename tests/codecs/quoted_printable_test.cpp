@@ -318,3 +318,45 @@ TEST(QuotedPrintableKernel, LinesLongerThanAMebibyteBreakAsThePlainKernel) {
   text.insert(size_t{1} << 16, " \r\n");
   expect_levels_equal_plain_kernel({text}, {(1 << 20) - 70000, (1 << 20) + 3, (1 << 20) + 100000, 3 << 20, INT32_MAX});
 }
+
+TEST(QuotedPrintableKernel, AdjacentTokensAtEveryLaneAndNearTheInputsEndGiveThePlainKernelsBytes) {
+  // Runs of tokens that the windows take one after another without a new
+  // mask: escapes of a UTF-8 character, the CR LF after them, a soft break
+  // and the escapes after it, and runs the rules cut short (an invalid or
+  // lower-case pair, a soft break inside the run, a fourth escape). Each
+  // starts at every lane of the first windows, so that the run passes the
+  // window's end by every amount, and is followed by so few bytes that it
+  // reaches the last window and the input's end. The encoder sees the
+  // UTF-8 bytes as such runs.
+  static const char *const kRuns[] = {"=C3=A9",           "=E2=82=AC",      "=E2=82=AC=C3=A9", "=C3=A9\r\n",
+                                      "=E2=82=AC\r\nx",   "=20\r\n",        "=\r\n=C3=A9",     "=\r\n=E2=82=AC\r\n",
+                                      "=C3=a9=3d",        "=C3=G9=A9",      "=C3=\r\n=A9",     "=C3=A9\r\r\n",
+                                      "=C3=A9\n\r",       "=\r\n\r\n",      "=\r\n=\r\n=41",   "\xC3\xA9\xE2\x82\xAC",
+                                      "\xE2\x82\xAC\xC3", "\xC3\xA9\r\n",   "\xC3 \xA9\t\xE2", "=C3=A9="};
+  std::vector<std::string> inputs;
+  for (const char *run : kRuns) {
+    for (size_t at = 0; at < 50; ++at) {
+      for (size_t after : {0, 1, 2, 3, 5, 8, 13, 16, 17, 20, 29, 30, 31, 33, 45}) {
+        inputs.push_back(std::string(at, 'x') + run + std::string(after, 'y'));
+      }
+    }
+  }
+  // Runs across the encoder's stretches of 8 KiB and its line room.
+  for (size_t at = 8185; at <= 8194; ++at) {
+    inputs.push_back(std::string(at, 'a') + "\xE2\x82\xAC\xC3\xA9" + std::string(60, 'b'));
+  }
+  expect_levels_equal_plain_kernel(inputs, {2, 4, 5, 7, 8, 10, 16, 17, 40, 76});
+}
+
+TEST(QuotedPrintableKernel, RunsBrokenAtTheLineRoomByEveryAmountGiveThePlainKernelsBytes) {
+  // A run of letters that passes the line's room by 0 to 70 bytes before an
+  // escape or a line end ends it: the rest of the run moves after the soft
+  // break by one block or by several.
+  std::vector<std::string> inputs;
+  for (size_t k = 40; k <= 160; ++k) {
+    for (const char *then : {"\xC3\xA9", "\r\n", "=", "\xE2\x82\xAC"}) {
+      inputs.push_back(std::string(k, 'w') + then + std::string(k % 23, 'v') + then + std::string(50, 'u'));
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {3, 10, 20, 33, 50, 76});
+}

@@ -19,19 +19,19 @@ struct V {
     return static_cast<uint32_t>(_mm_movemask_epi8(m));
   }
   // The bytes the decoder's windows look at: "=" and every byte up to CR,
-  // which takes two instructions fewer than CR and LF alone; the windows
-  // copy the other control bytes as they are.
+  // which costs less than CR and LF alone; the windows copy the other
+  // control bytes as they are. 0x8D minus a byte, saturated, has its top bit
+  // set exactly for the bytes up to CR, and the mask takes only top bits.
   static uint64_t decoder_candidates(reg v) {
-    const reg low = _mm_cmpeq_epi8(_mm_max_epu8(v, _mm_set1_epi8('\r')), _mm_set1_epi8('\r'));
+    const reg low = _mm_subs_epu8(_mm_set1_epi8(static_cast<char>(0x80 + '\r')), v);
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), low)));
   }
   // Every byte but space and the printable ones other than "=".
-  // One signed comparison after adding 1 finds the bytes from space to "~":
-  // DEL and the bytes above it wrap to the negative ones.
+  // One signed comparison after adding 1 finds the bytes below space, DEL
+  // and those above it, which wrap to the negative ones.
   static uint64_t encoder_special(reg v) {
-    const reg inside = _mm_cmpgt_epi8(_mm_add_epi8(v, _mm_set1_epi8(1)), _mm_set1_epi8(' '));
-    const reg literal = _mm_andnot_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), inside);
-    return static_cast<uint32_t>(_mm_movemask_epi8(literal)) ^ 0xFFFFu;
+    const reg outside = _mm_cmpgt_epi8(_mm_set1_epi8(' ' + 1), _mm_add_epi8(v, _mm_set1_epi8(1)));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), outside)));
   }
 };
 using Wide = V;
