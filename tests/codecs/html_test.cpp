@@ -550,8 +550,12 @@ TEST(HtmlCodecKernels, ReferencesAtEveryPlaceAroundBlockEnds) {
       // Units that narrow to a byte of a name or to ";" must not count as one.
       u"&\u0161mp;", u"&am\u0170;", u"&amp\u013B", u"&\u0126\u013B", u"&#\u0135\u0138;", u"&\uFF1B",
       u"&Amp;", u"&amp ;", u"&aacute", u"&euro;x", u"&#x\u0100;",
+      // Units that narrow to a zero byte, where a shorter name would end.
+      std::u16string(u"&lt\0;", 5), u"&lt\u8000;", u"&amp\uFF00;", std::u16string(u"&quot\0\0;", 8),
+      // A name out of its own slot, the longest, a reference right after one.
+      u"&fnof;", u"&thetasym;", u"&upsih;", u"&amp;&lt;", u"&eacute;&#233;",
       // An "&" inside a numeric reference is part of it.
-      u"&#1&2;", u"&#x4&;", u"&#65&lt;", u"&#x4&lt;"};
+      u"&#1&2;", u"&#x4&;", u"&#65&lt;", u"&#x4&lt;", u"&#1&amp;&lt;", u"&#-&;&gt;"};
   std::vector<std::u16string> texts;
   for (const std::u16string &r : references) {
     for (size_t at = 0; at <= 100; ++at) {
