@@ -146,24 +146,27 @@ inline __m128i markup_bytes(__m128i b) {
 template <bool kKeepASCII>
 size_t encode(U16View in, size_t from, uint8_t *out) {
   EncodeWalk w(in.data, out);
-  alignas(16) uint8_t bytes[48] = {};
+  // The block's bytes and 32 more, so that a 32-byte move from any of them
+  // stays inside.
+  alignas(16) uint8_t bytes[64] = {};
   size_t i = from;
   for (; i + 32 <= in.size; i += 32) {
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
-    const __m128i low = _mm_packus_epi16(a, b), high = _mm_packus_epi16(c, d);
-    // A unit below 0x80 is the same byte under both saturations; any other
-    // becomes 0x7F or 0x80 under the signed one and 0xFF, 0x00 or itself
-    // under the unsigned one.
-    __m128i plainLow = _mm_cmpeq_epi8(_mm_packs_epi16(a, b), low);
-    __m128i plainHigh = _mm_cmpeq_epi8(_mm_packs_epi16(c, d), high);
+    // Under signed saturation a unit below 0x80 is its byte, one from 0x8000
+    // up has the top bit set, and any other is 0x7F; under unsigned
+    // saturation those others have the top bit set. The top bit of the two
+    // or-ed marks the units from 0x80 up; the signed bytes are the text.
+    const __m128i low = _mm_packs_epi16(a, b), high = _mm_packs_epi16(c, d);
+    __m128i markLow = _mm_or_si128(_mm_packus_epi16(a, b), low);
+    __m128i markHigh = _mm_or_si128(_mm_packus_epi16(c, d), high);
     if (!kKeepASCII) {
-      plainLow = _mm_andnot_si128(markup_bytes(low), plainLow);
-      plainHigh = _mm_andnot_si128(markup_bytes(high), plainHigh);
+      markLow = _mm_or_si128(markLow, markup_bytes(low));
+      markHigh = _mm_or_si128(markHigh, markup_bytes(high));
     }
-    const uint32_t special = ~(static_cast<uint32_t>(_mm_movemask_epi8(plainLow)) |
-                               static_cast<uint32_t>(_mm_movemask_epi8(plainHigh)) << 16);
+    uint32_t special = static_cast<uint32_t>(_mm_movemask_epi8(markLow)) |
+                       static_cast<uint32_t>(_mm_movemask_epi8(markHigh)) << 16;
     if (special == 0) {
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out), low);
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out + 16), high);
@@ -172,7 +175,21 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     }
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes), low);
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes + 16), high);
-    w.step(special, bytes, i, 32);
+    // A local pointer: the byte stores could otherwise reach w.out itself.
+    uint8_t *o = w.out;
+    const uint16_t *units = in.data + i;
+    const uint8_t *text = bytes;  // the first byte not yet written
+    do {
+      const auto at = static_cast<unsigned>(__builtin_ctz(special));
+      special &= special - 1;
+      std::memcpy(o, text, 16);
+      if (bytes + at - text > 16) std::memcpy(o + 16, text + 16, 16);
+      o += bytes + at - text;
+      o = EncodeWalk::reference(units[at], o);
+      text = bytes + at + 1;
+    } while (special != 0);
+    std::memcpy(o, text, 32);
+    w.out = o + (bytes + 32 - text);
   }
   return plain::encode_from(w, in, i, kKeepASCII);
 }
