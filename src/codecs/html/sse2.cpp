@@ -65,30 +65,40 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   // with no "&" costs its test alone.
   const uint16_t *s = u;
   const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
-  size_t i = 0;
-  // 32 units after the block stay readable: the eight after an "&" and the
+  // One loop over the "&"s, the blocks advanced where one has none left.
+  // 32 units after a block stay readable: the eight after an "&" and the
   // moves of the text before it.
-  for (; i + 64 <= in.size; i += 32) {
-    // Narrowed with unsigned saturation a unit above 0xFF becomes 0x00 or
-    // 0xFF, no "&" and no ";".
-    const uint16_t *const p = u + i;
-    const auto *v = reinterpret_cast<const __m128i *>(p);
+  // The "&"s of the block of 32 units at q. Narrowed with unsigned
+  // saturation a unit above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
+  const auto amps_at = [amp](const uint16_t *q) {
+    const auto *v = reinterpret_cast<const __m128i *>(q);
     const __m128i lo = _mm_packus_epi16(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
     const __m128i hi = _mm_packus_epi16(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
-    uint64_t amps = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
-                    static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp)))) << 16;
-    if (amps == 0) continue;
-    // A numeric reference may hold "&"s, up to nine units past its own.
-    if (s > p) amps &= ~uint64_t{0} << (s - p);
-    while (amps != 0) {
-      const uint16_t *const a = p + static_cast<unsigned>(__builtin_ctzll(amps));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
+           static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp)))) << 16;
+  };
+  size_t i = 0;
+  if (in.size >= 64) {
+    const size_t last = in.size - 64;
+    uint64_t amps = amps_at(u);
+    const uint16_t *p = u;
+    for (;;) {
+      while (amps == 0) {
+        i += 32;
+        if (i > last) goto blocks_done;
+        p = u + i;
+        amps = amps_at(p);
+        // A numeric reference may hold "&"s, up to nine units past its own.
+        if (s > p) amps &= ~uint64_t{0} << (s - p);
+      }
+      const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
       amps &= amps - 1;
       const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
       uint64_t bytes;
       _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
       // The first ";" within seven units; 7 when there is none.
-      const auto k = static_cast<unsigned>(
-          __builtin_ctz(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi))) | 0x80));
+      const auto k = static_cast<size_t>(
+          static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi))) | 0x80)));
       const uint64_t key = bytes & DecodeWalk::kKeyMasks[k];
       const size_t slot = byte_slot_of(key);
       if (__builtin_expect(kByteNameIndex.key[slot] == key, 1)) {
@@ -105,6 +115,7 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
         amps &= ~uint64_t{0} << (s - p);
       }
     }
+  blocks_done:;
   }
   const size_t start = static_cast<size_t>(s - u);
   DecodeWalk w(in, out, outEnd);
@@ -112,9 +123,9 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   w.start = start;
   const __m128i amp16 = _mm_set1_epi16('&');
   for (; i + 32 <= in.size; i += 32) {
-    const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
-    const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
-    const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
+    const auto *v = reinterpret_cast<const __m128i *>(in.data + i);
+    const __m128i a = _mm_loadu_si128(v), b = _mm_loadu_si128(v + 1);
+    const __m128i c = _mm_loadu_si128(v + 2), d = _mm_loadu_si128(v + 3);
     const uint32_t amps = bits_of(_mm_cmpeq_epi16(a, amp16), _mm_cmpeq_epi16(b, amp16)) |
                           bits_of(_mm_cmpeq_epi16(c, amp16), _mm_cmpeq_epi16(d, amp16)) << 16;
     if (amps == 0 && w.start == i) {
