@@ -579,3 +579,35 @@ TEST(HtmlCodecKernels, ReferencesAtEveryPlaceAroundBlockEnds) {
     }
   });
 }
+
+// Stretches of blocks with no "&" between references, each starting at
+// every place in a block: the text before them, held back by the reference
+// before, and the blocks themselves must come out whole, in order.
+TEST(HtmlCodecKernels, CleanBlocksBetweenReferences) {
+  const std::vector<std::u16string> around = {u"&amp;", u"&#58;", u"&#1&lt;", u"&bogus;", u"&#x1F600;"};
+  std::vector<std::u16string> texts;
+  for (const std::u16string &r : around) {
+    for (size_t lead = 0; lead < 40; lead += 3) {
+      for (size_t clean : {size_t{31}, size_t{32}, size_t{33}, size_t{64}, size_t{95}, size_t{200}, size_t{1000}}) {
+        std::u16string text(lead, u'x');
+        text += r;
+        for (size_t j = 0; j < clean; ++j) text += static_cast<char16_t>(j % 7 == 0 ? 0x00E9 : 'a' + j % 26);
+        text += r + u"tail" + r;
+        texts.push_back(text);
+      }
+    }
+  }
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::u16string &text : texts) {
+      const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
+      const ztk::U16View units{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)),
+                               text.size()};
+      std::vector<uint16_t> fast(text.size() + 1, 0xBEEF);
+      const size_t n = ztk::html::kernels().decode(units, fast.data(), fast.data() + text.size());
+      ASSERT_EQ(fast[text.size()], 0xBEEF) << "a store past the room";
+      UnicodeStringHandle slow(2 * int64_t(units.size) + 4096);
+      decode_one_at_a_time(units, slow);
+      ASSERT_EQ(std::string(reinterpret_cast<const char *>(fast.data()), 2 * n), contents(slow, 2)) << text.size();
+    }
+  });
+}

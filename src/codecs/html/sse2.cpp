@@ -61,8 +61,8 @@ __attribute__((noinline)) Written other_reference(const uint16_t *a, uint64_t by
 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   const uint16_t *const u = in.data;
   uint16_t *o = out;
-  // Text is written lazily, when a reference or the end needs it: a block
-  // with no "&" costs its test alone.
+  // Text is written when a reference or a block with none needs it, in whole
+  // moves that may run past it.
   const uint16_t *s = u;
   const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
   // One loop over the "&"s, the blocks advanced where one has none left.
@@ -88,6 +88,18 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
         if (i > last) goto blocks_done;
         p = u + i;
         amps = amps_at(p);
+        if (amps == 0) {
+          // The text up to the end of a block with none is written while it
+          // is at hand, not reread from afar at the next reference.
+          if (s == p) {
+            std::memcpy(o, p, 64);
+            o += 32;
+          } else {
+            o = copy_text(s, p + 32, o);
+          }
+          s = p + 32;
+          continue;
+        }
         // A numeric reference may hold "&"s, up to nine units past its own.
         if (s > p) amps &= ~uint64_t{0} << (s - p);
       }
