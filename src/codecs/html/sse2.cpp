@@ -120,6 +120,7 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
         s = a + k + 2;
         continue;
       }
+      if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
       const Written w = other_reference(a, bytes, key, k, s, o);
       if (w.text != s) {
         s = w.text;
