@@ -36,15 +36,11 @@ struct Written {
 // A reference the block loop does not take from its name's own slot: a name
 // that lost its slot to another or a numeric reference, written after the
 // text [s, a); or none, `s` and `o` handed back as they were. `bytes` are
-// the narrowed units after the "&" at a, `key` them up to the ";" at k.
+// the narrowed units after the "&" at a, `key` them up to the ";" at k
+// (1 <= k <= 6).
 __attribute__((noinline)) Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key, size_t k,
                                                   const uint16_t *s, uint16_t *o) {
-  int32_t value = 0;
-  if ((bytes & 0xFF) == '#') {
-    if (k < 7) value = DecodeWalk::numeric(bytes, k);
-  } else if (k >= 1 && k <= kMaxName) {
-    value = static_cast<int32_t>(code_of_key(key));
-  }
+  const int32_t value = (bytes & 0xFF) == '#' ? DecodeWalk::numeric(bytes, k) : static_cast<int32_t>(code_of_key(key));
   if (value <= 0) return {s, o};  // the "&" stays in the text
   o = copy_text(s, a, o);
   if (value <= 0xFFFF) {
@@ -65,9 +61,6 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   // moves that may run past it.
   const uint16_t *s = u;
   const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
-  // One loop over the "&"s, the blocks advanced where one has none left.
-  // 32 units after a block stay readable: the eight after an "&" and the
-  // moves of the text before it.
   // The "&"s of the block of 32 units at q. Narrowed with unsigned
   // saturation a unit above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
   const auto amps_at = [amp](const uint16_t *q) {
@@ -77,6 +70,9 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
            static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp)))) << 16;
   };
+  // One loop over the "&"s, the blocks advanced where one has none left.
+  // 32 units after a block stay readable: the eight after an "&" and the
+  // moves of the text before it.
   size_t i = 0;
   if (in.size >= 64) {
     const size_t last = in.size - 64;
@@ -109,8 +105,8 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
       uint64_t bytes;
       _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
       // The first ";" within seven units; 7 when there is none.
-      const auto k = static_cast<size_t>(
-          static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi))) | 0x80)));
+      const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
+      const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
       const uint64_t key = bytes & DecodeWalk::kKeyMasks[k];
       const size_t slot = byte_slot_of(key);
       if (__builtin_expect(kByteNameIndex.key[slot] == key, 1)) {
