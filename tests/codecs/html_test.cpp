@@ -550,8 +550,12 @@ TEST(HtmlCodecKernels, ReferencesAtEveryPlaceAroundBlockEnds) {
       // Units that narrow to a byte of a name or to ";" must not count as one.
       u"&\u0161mp;", u"&am\u0170;", u"&amp\u013B", u"&\u0126\u013B", u"&#\u0135\u0138;", u"&\uFF1B",
       u"&Amp;", u"&amp ;", u"&aacute", u"&euro;x", u"&#x\u0100;",
+      // Units that narrow to a zero byte, where a shorter name would end.
+      std::u16string(u"&lt\0;", 5), u"&lt\u8000;", u"&amp\uFF00;", std::u16string(u"&quot\0\0;", 8),
+      // A name out of its own slot, the longest, a reference right after one.
+      u"&fnof;", u"&thetasym;", u"&upsih;", u"&amp;&lt;", u"&eacute;&#233;",
       // An "&" inside a numeric reference is part of it.
-      u"&#1&2;", u"&#x4&;", u"&#65&lt;", u"&#x4&lt;"};
+      u"&#1&2;", u"&#x4&;", u"&#65&lt;", u"&#x4&lt;", u"&#1&amp;&lt;", u"&#-&;&gt;"};
   std::vector<std::u16string> texts;
   for (const std::u16string &r : references) {
     for (size_t at = 0; at <= 100; ++at) {
@@ -572,6 +576,38 @@ TEST(HtmlCodecKernels, ReferencesAtEveryPlaceAroundBlockEnds) {
       decode_one_at_a_time(units, slow);
       ASSERT_EQ(std::string(reinterpret_cast<const char *>(fast.data()), 2 * n), contents(slow, 2))
           << std::string(text.begin(), text.end());
+    }
+  });
+}
+
+// Stretches of blocks with no "&" between references, each starting at
+// every place in a block: the text before them, held back by the reference
+// before, and the blocks themselves must come out whole, in order.
+TEST(HtmlCodecKernels, CleanBlocksBetweenReferences) {
+  const std::vector<std::u16string> around = {u"&amp;", u"&#58;", u"&#1&lt;", u"&bogus;", u"&#x1F600;"};
+  std::vector<std::u16string> texts;
+  for (const std::u16string &r : around) {
+    for (size_t lead = 0; lead < 40; lead += 3) {
+      for (size_t clean : {size_t{31}, size_t{32}, size_t{33}, size_t{64}, size_t{95}, size_t{200}, size_t{1000}}) {
+        std::u16string text(lead, u'x');
+        text += r;
+        for (size_t j = 0; j < clean; ++j) text += static_cast<char16_t>(j % 7 == 0 ? 0x00E9 : 'a' + j % 26);
+        text += r + u"tail" + r;
+        texts.push_back(text);
+      }
+    }
+  }
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::u16string &text : texts) {
+      const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
+      const ztk::U16View units{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)),
+                               text.size()};
+      std::vector<uint16_t> fast(text.size() + 1, 0xBEEF);
+      const size_t n = ztk::html::kernels().decode(units, fast.data(), fast.data() + text.size());
+      ASSERT_EQ(fast[text.size()], 0xBEEF) << "a store past the room";
+      UnicodeStringHandle slow(2 * int64_t(units.size) + 4096);
+      decode_one_at_a_time(units, slow);
+      ASSERT_EQ(std::string(reinterpret_cast<const char *>(fast.data()), 2 * n), contents(slow, 2)) << text.size();
     }
   });
 }

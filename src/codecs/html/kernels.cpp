@@ -182,17 +182,41 @@ constexpr EncodeTable make_encode_table() {
 }
 static_assert(kEntityCount + 1 < 256, "encoder rows are numbered in a byte");
 
+// The names texts use most, placed first so that each has its own slot and
+// is found by one compare; the others may have to probe.
+constexpr const char *kCommonNames[] = {
+    "amp",    "lt",     "gt",     "quot",   "apos",   "nbsp",   "copy",   "reg",   "trade", "eacute", "egrave",
+    "agrave", "ecirc",  "ccedil", "ouml",   "uuml",   "auml",   "szlig",  "ndash", "mdash", "hellip", "rsquo",
+    "lsquo",  "ldquo",  "rdquo",  "laquo",  "raquo",  "euro",   "pound",  "middot", "bull", "times",  "ucirc",
+};
+
+constexpr bool same_name(const char *a, const char *b) {
+  for (; *a != 0 && *a == *b; ++a, ++b) {
+  }
+  return *a == *b;
+}
+
+constexpr bool is_common(const char *name) {
+  for (const char *common : kCommonNames) {
+    if (same_name(name, common)) return true;
+  }
+  return false;
+}
+
 constexpr ByteNameIndex make_byte_name_index() {
   ByteNameIndex index{};
-  for (int r = 0; r < kEntityCount; ++r) {
-    const size_t k = name_length(escapecodes[r].name);
-    if (k > kMaxName) continue;
-    uint64_t key = 0;
-    for (size_t j = 0; j < k; ++j) key |= uint64_t{static_cast<uint8_t>(escapecodes[r].name[j])} << (8 * j);
-    size_t slot = byte_slot_of(key);
-    while (index.key[slot] != 0) slot = (slot + 1) % 512;
-    index.key[slot] = key;
-    index.code[slot] = static_cast<uint16_t>(escapecodes[r].code);
+  for (const bool common : {true, false}) {
+    for (int r = 0; r < kEntityCount; ++r) {
+      const size_t k = name_length(escapecodes[r].name);
+      if (k > kMaxName || is_common(escapecodes[r].name) != common) continue;
+      uint64_t key = 0;
+      for (size_t j = 0; j < k; ++j) key |= uint64_t{static_cast<uint8_t>(escapecodes[r].name[j])} << (8 * j);
+      key |= uint64_t{';'} << (8 * k);
+      size_t slot = byte_slot_of(key);
+      while (index.key[slot] != 0) slot = (slot + 1) % 512;
+      index.key[slot] = key;
+      index.code[slot] = static_cast<uint16_t>(escapecodes[r].code);
+    }
   }
   return index;
 }
@@ -202,6 +226,21 @@ constexpr ByteNameIndex make_byte_name_index() {
 constexpr CodeIndex kCodeIndex = make_code_index();
 constexpr EncodeTable kEncodeTable = make_encode_table();
 constexpr ByteNameIndex kByteNameIndex = make_byte_name_index();
+
+namespace {
+// Every common name sits in the slot its key hashes to.
+constexpr bool common_names_in_own_slots() {
+  for (const char *name : kCommonNames) {
+    uint64_t key = 0;
+    size_t k = 0;
+    for (; name[k] != 0; ++k) key |= uint64_t{static_cast<uint8_t>(name[k])} << (8 * k);
+    key |= uint64_t{';'} << (8 * k);
+    if (kByteNameIndex.key[byte_slot_of(key)] != key) return false;
+  }
+  return true;
+}
+static_assert(common_names_in_own_slots(), "a common name lost its slot: choose another multiplier");
+}  // namespace
 constexpr NameIndex kNameIndex = make_name_index();
 constexpr References kReferences = make_references();
 constexpr Reference kApostrophe = {"&#39;", 3};

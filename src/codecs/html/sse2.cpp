@@ -1,6 +1,8 @@
 #include "codecs/html/levels.h"
 #include "frame/simd.h"
 
+#include <cstring>
+
 #if ZTK_X86
 namespace ztk::html::sse2 {
 namespace {
@@ -12,50 +14,135 @@ inline uint32_t bits_of(__m128i a, __m128i b) {
 
 }  // namespace
 
-size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
-  DecodeWalk w(in, out, outEnd);
-  const __m128i amp = _mm_set1_epi16('&');
-  const __m128i semi = _mm_set1_epi8(';');
-  // The eight units after an "&" as bytes, saturated: a unit above 0xFF
-  // becomes 0x00 or 0xFF, which no name holds and which is no ";".
-  const auto narrow = [&in, semi](size_t at) {
-    const __m128i b = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + at + 1)),
-                                       _mm_setzero_si128());
-    DecodeWalk::Narrowed name;
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(&name.bytes), b);
-    name.semis = static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(b, semi))) & 0x7F;
-    return name;
-  };
-  size_t i = 0;
-  for (; i + 64 <= in.size; i += 32) {
-    const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
-    const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
-    const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
-    const uint32_t amps = bits_of(_mm_cmpeq_epi16(a, amp), _mm_cmpeq_epi16(b, amp)) |
-                          bits_of(_mm_cmpeq_epi16(c, amp), _mm_cmpeq_epi16(d, amp)) << 16;
-    if (amps == 0 && w.start == i) {
-      auto *o = reinterpret_cast<__m128i *>(w.out);
-      _mm_storeu_si128(o, a);
-      _mm_storeu_si128(o + 1, b);
-      _mm_storeu_si128(o + 2, c);
-      _mm_storeu_si128(o + 3, d);
-      w.clean(i);
-      continue;
-    }
-    w.step_inside(amps, i, narrow);
+namespace {
+
+// Copies the text [s, a) to o in 32-byte moves; 16 units past a stay
+// readable, and o has room for them. Returns the end of what it wrote.
+__attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, const uint16_t *a, uint16_t *o) {
+  const auto *from = reinterpret_cast<const char *>(s);
+  auto *to = reinterpret_cast<char *>(o);
+  const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
+  std::memcpy(to, from, 32);
+  for (size_t j = 32; j < length; j += 32) std::memcpy(to + j, from + j, 32);
+  return reinterpret_cast<uint16_t *>(to + length);
+}
+
+// Where the text and the output stand after a reference.
+struct Written {
+  const uint16_t *text;
+  uint16_t *out;
+};
+
+// A reference the block loop does not take from its name's own slot: a name
+// that lost its slot to another or a numeric reference, written after the
+// text [s, a); or none, `s` and `o` handed back as they were. `bytes` are
+// the narrowed units after the "&" at a, `key` them up to the ";" at k
+// (1 <= k <= 6).
+__attribute__((noinline)) Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key, size_t k,
+                                                  const uint16_t *s, uint16_t *o) {
+  const int32_t value = (bytes & 0xFF) == '#' ? DecodeWalk::numeric(bytes, k) : static_cast<int32_t>(code_of_key(key));
+  if (value <= 0) return {s, o};  // the "&" stays in the text
+  o = copy_text(s, a, o);
+  if (value <= 0xFFFF) {
+    *o++ = static_cast<uint16_t>(value);
+  } else {
+    *o++ = static_cast<uint16_t>(0xD800 + ((value - 0x10000) >> 10));
+    *o++ = static_cast<uint16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
   }
+  return {a + k + 2, o};
+}
+
+}  // namespace
+
+size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
+  const uint16_t *const u = in.data;
+  uint16_t *o = out;
+  // Text is written when a reference or a block with none needs it, in whole
+  // moves that may run past it.
+  const uint16_t *s = u;
+  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
+  // The "&"s of the block of 32 units at q. Narrowed with unsigned
+  // saturation a unit above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
+  const auto amps_at = [amp](const uint16_t *q) {
+    const auto *v = reinterpret_cast<const __m128i *>(q);
+    const __m128i lo = _mm_packus_epi16(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
+    const __m128i hi = _mm_packus_epi16(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
+           static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp)))) << 16;
+  };
+  // One loop over the "&"s, the blocks advanced where one has none left.
+  // 32 units after a block stay readable: the eight after an "&" and the
+  // moves of the text before it.
+  size_t i = 0;
+  if (in.size >= 64) {
+    const size_t last = in.size - 64;
+    uint64_t amps = amps_at(u);
+    const uint16_t *p = u;
+    for (;;) {
+      while (amps == 0) {
+        i += 32;
+        if (i > last) goto blocks_done;
+        p = u + i;
+        amps = amps_at(p);
+        if (amps == 0) {
+          // The text up to the end of a block with none is written while it
+          // is at hand, not reread from afar at the next reference.
+          if (s == p) {
+            std::memcpy(o, p, 64);
+            o += 32;
+          } else {
+            o = copy_text(s, p + 32, o);
+          }
+          s = p + 32;
+          continue;
+        }
+        // A numeric reference may hold "&"s, up to nine units past its own.
+        if (s > p) amps &= ~uint64_t{0} << (s - p);
+      }
+      const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
+      amps &= amps - 1;
+      const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
+      uint64_t bytes;
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+      // The first ";" within seven units; 7 when there is none.
+      const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
+      const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
+      const uint64_t key = bytes & DecodeWalk::kKeyMasks[k];
+      const size_t slot = byte_slot_of(key);
+      if (__builtin_expect(kByteNameIndex.key[slot] == key, 1)) {
+        // A name, all letters and digits: no "&" inside it.
+        o = copy_text(s, a, o);
+        *o++ = kByteNameIndex.code[slot];  // every name is in the BMP
+        s = a + k + 2;
+        continue;
+      }
+      if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
+      const Written w = other_reference(a, bytes, key, k, s, o);
+      if (w.text != s) {
+        s = w.text;
+        o = w.out;
+        amps &= ~uint64_t{0} << (s - p);
+      }
+    }
+  blocks_done:;
+  }
+  const size_t start = static_cast<size_t>(s - u);
+  DecodeWalk w(in, out, outEnd);
+  w.out = o;
+  w.start = start;
+  const __m128i amp16 = _mm_set1_epi16('&');
   for (; i + 32 <= in.size; i += 32) {
-    const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
-    const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
-    const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
-    const uint32_t amps = bits_of(_mm_cmpeq_epi16(a, amp), _mm_cmpeq_epi16(b, amp)) |
-                          bits_of(_mm_cmpeq_epi16(c, amp), _mm_cmpeq_epi16(d, amp)) << 16;
+    const auto *v = reinterpret_cast<const __m128i *>(in.data + i);
+    const __m128i a = _mm_loadu_si128(v), b = _mm_loadu_si128(v + 1);
+    const __m128i c = _mm_loadu_si128(v + 2), d = _mm_loadu_si128(v + 3);
+    const uint32_t amps = bits_of(_mm_cmpeq_epi16(a, amp16), _mm_cmpeq_epi16(b, amp16)) |
+                          bits_of(_mm_cmpeq_epi16(c, amp16), _mm_cmpeq_epi16(d, amp16)) << 16;
     if (amps == 0 && w.start == i) {
-      auto *o = reinterpret_cast<__m128i *>(w.out);
-      _mm_storeu_si128(o, a);
-      _mm_storeu_si128(o + 1, b);
-      _mm_storeu_si128(o + 2, c);
-      _mm_storeu_si128(o + 3, d);
+      auto *dst = reinterpret_cast<__m128i *>(w.out);
+      _mm_storeu_si128(dst, a);
+      _mm_storeu_si128(dst + 1, b);
+      _mm_storeu_si128(dst + 2, c);
+      _mm_storeu_si128(dst + 3, d);
       w.clean(i);
       continue;
     }
@@ -79,24 +166,27 @@ inline __m128i markup_bytes(__m128i b) {
 template <bool kKeepASCII>
 size_t encode(U16View in, size_t from, uint8_t *out) {
   EncodeWalk w(in.data, out);
-  alignas(16) uint8_t bytes[48] = {};
+  // The block's bytes and 32 more, so that a 32-byte move from any of them
+  // stays inside.
+  alignas(16) uint8_t bytes[64] = {};
   size_t i = from;
   for (; i + 32 <= in.size; i += 32) {
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
-    const __m128i low = _mm_packus_epi16(a, b), high = _mm_packus_epi16(c, d);
-    // A unit below 0x80 is the same byte under both saturations; any other
-    // becomes 0x7F or 0x80 under the signed one and 0xFF, 0x00 or itself
-    // under the unsigned one.
-    __m128i plainLow = _mm_cmpeq_epi8(_mm_packs_epi16(a, b), low);
-    __m128i plainHigh = _mm_cmpeq_epi8(_mm_packs_epi16(c, d), high);
+    // Under signed saturation a unit below 0x80 is its byte, one from 0x8000
+    // up has the top bit set, and any other is 0x7F; under unsigned
+    // saturation those others have the top bit set. The top bit of the two
+    // or-ed marks the units from 0x80 up; the signed bytes are the text.
+    const __m128i low = _mm_packs_epi16(a, b), high = _mm_packs_epi16(c, d);
+    __m128i markLow = _mm_or_si128(_mm_packus_epi16(a, b), low);
+    __m128i markHigh = _mm_or_si128(_mm_packus_epi16(c, d), high);
     if (!kKeepASCII) {
-      plainLow = _mm_andnot_si128(markup_bytes(low), plainLow);
-      plainHigh = _mm_andnot_si128(markup_bytes(high), plainHigh);
+      markLow = _mm_or_si128(markLow, markup_bytes(low));
+      markHigh = _mm_or_si128(markHigh, markup_bytes(high));
     }
-    const uint32_t special = ~(static_cast<uint32_t>(_mm_movemask_epi8(plainLow)) |
-                               static_cast<uint32_t>(_mm_movemask_epi8(plainHigh)) << 16);
+    uint32_t special = static_cast<uint32_t>(_mm_movemask_epi8(markLow)) |
+                       static_cast<uint32_t>(_mm_movemask_epi8(markHigh)) << 16;
     if (special == 0) {
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out), low);
       _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out + 16), high);
@@ -105,7 +195,21 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     }
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes), low);
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes + 16), high);
-    w.step(special, bytes, i, 32);
+    // A local pointer: the byte stores could otherwise reach w.out itself.
+    uint8_t *o = w.out;
+    const uint16_t *units = in.data + i;
+    const uint8_t *text = bytes;  // the first byte not yet written
+    do {
+      const auto at = static_cast<unsigned>(__builtin_ctz(special));
+      special &= special - 1;
+      std::memcpy(o, text, 16);
+      if (bytes + at - text > 16) std::memcpy(o + 16, text + 16, 16);
+      o += bytes + at - text;
+      o = EncodeWalk::reference(units[at], o);
+      text = bytes + at + 1;
+    } while (special != 0);
+    std::memcpy(o, text, 32);
+    w.out = o + (bytes + 32 - text);
   }
   return plain::encode_from(w, in, i, kKeepASCII);
 }

@@ -90,14 +90,17 @@ inline int slot_of_name(uint64_t lo, uint64_t hi) {
 }  // namespace
 
 // The same names as one word of bytes, a name's characters from the low
-// byte up and zero bytes after them (no name holds a zero byte, so the
-// length needs no field): for a level that narrows the units after an "&"
-// to bytes. A key of 0 is an empty slot.
+// byte up, its ";" and zero bytes after them: for a level that narrows the
+// units after an "&" to bytes. The ";" fixes the length, so a unit that
+// narrows to a zero byte inside a name never passes for its end. A key of 0
+// is an empty slot.
 struct ByteNameIndex {
   uint64_t key[512];
   uint16_t code[512];
 };
-constexpr size_t byte_slot_of(uint64_t key) { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> 55); }
+// The multiplier leaves every name of kernels.cpp's common list in its own
+// slot (checked there when the table is built).
+constexpr size_t byte_slot_of(uint64_t key) { return static_cast<size_t>((key * 0xB6754BA6198C6693ull) >> 55); }
 extern const ByteNameIndex kByteNameIndex;
 
 namespace {
@@ -285,8 +288,10 @@ struct DecodeWalk {
     uint32_t semis;
   };
 
-  // Keeps the first k bytes of a word (k < 7).
-  static constexpr uint64_t kByteMasks[7] = {0, 0xFF, 0xFFFF, 0xFFFFFF, 0xFFFFFFFF, 0xFFFFFFFFFF, 0xFFFFFFFFFFFF};
+  // Keeps the first k + 1 bytes of a word: a name of k characters and its
+  // ";". With no ";" within seven (k = 7) it keeps eight, a key no name has.
+  static constexpr uint64_t kKeyMasks[8] = {0xFF,           0xFFFF,           0xFFFFFF,           0xFFFFFFFF,
+                                            0xFFFFFFFFFF,   0xFFFFFFFFFFFF,   0xFFFFFFFFFFFFFF,   ~uint64_t{0}};
 
   // numeric() for a reference of k < 7 units before its ";", from its
   // bytes: the ";" ends every scan there, as a unit no digit would.
@@ -336,7 +341,7 @@ struct DecodeWalk {
       if (name.semis == 0 || (name.semis & 1) != 0) continue;  // no ";" within seven, or "&;"
       const size_t k = static_cast<size_t>(__builtin_ctz(name.semis));
       if ((name.bytes & 0xFF) != '#') {
-        const uint32_t code = code_of_key(name.bytes & kByteMasks[k]);
+        const uint32_t code = code_of_key(name.bytes & kKeyMasks[k]);
         if (code == 0) continue;
         copy(start, at);
         *out++ = static_cast<uint16_t>(code);  // every name is in the BMP
