@@ -147,6 +147,18 @@ inline constexpr SeparatorTable kSeparators{};
   return word_at(in, p, "true", 4) ? 1 : word_at(in, p, "false", 5) ? 2 : 0;
 }
 
+// The index of the lowest set lane of m, which is not 0. (On x86-64 the
+// builtin's int result would be widened again before every use as an index.)
+[[gnu::always_inline]] inline size_t lowest_lane(uint64_t m) {
+#if defined(__x86_64__)
+  size_t k;
+  __asm__("rep bsfq %1, %0" : "=r"(k) : "rm"(m) : "cc");
+  return k;
+#else
+  return static_cast<size_t>(__builtin_ctzll(m));
+#endif
+}
+
 // Copies n bytes with fixed-size moves, never past either end: the runs
 // between booleans are short, where a call to memcpy costs more than they do.
 [[gnu::always_inline]] inline void copy_run(uint8_t *to, const uint8_t *from, size_t n) {
@@ -218,9 +230,8 @@ template <class Level>
   size_t from = 0;     // the bytes before it are written
   uint8_t quote = 0;   // the quote open, 0 for none
   constexpr size_t kBlock = 64, kAfter = 8;  // a word's bytes read past a block
-  // The events of the block at `base` read at `at`; `ahead`: the 64 bytes
-  // from `from` are written.
-  auto events = [&](const uint8_t *at, size_t base, uint64_t m, bool ahead) __attribute__((always_inline)) {
+  // The events of the block at `base` read at `at`.
+  auto events = [&](const uint8_t *at, size_t base, uint64_t m) __attribute__((always_inline)) {
     for (; m != 0; m &= m - 1) {
       const size_t k = static_cast<unsigned>(__builtin_ctzll(m));
       const uint8_t *const word = at + k;
@@ -246,11 +257,10 @@ template <class Level>
       const size_t p = base + k;
       // A word starts after the separator that follows the word before.
       if (p < from) __builtin_unreachable();
-      if (!ahead) copy_pieces(o, in.data + from, p - from);
+      copy_pieces(o, in.data + from, p - from);
       o += p - from;
       *o++ = len == 5 ? '0' : '1';
       from = p + len;
-      if (ahead) copy64(o, in.data + from);
     }
   };
   alignas(16) uint8_t copy[1 + kBlock + kAfter];
@@ -259,7 +269,7 @@ template <class Level>
     copy[0] = base == 0 ? ' ' : in[base - 1];  // the text's start counts as a separator
     std::memcpy(copy + 1, in.data + base, n);
     std::memset(copy + 1 + n, 'x', kBlock + kAfter - n);
-    events(copy + 1, base, Level::marks(copy + 1), false);
+    events(copy + 1, base, Level::marks(copy + 1));
   };
   size_t base = 0;
   if (in.size > 0) {
@@ -275,19 +285,64 @@ template <class Level>
     } else {
       copy64(o, in.data + from);  // a word ended past the block's end
     }
-    for (; base + kBlock + kBlock + kAfter <= in.size; base += kBlock) {
-      const uint8_t *const at = in.data + base;
-      uint64_t m;
-      if (from <= base) {
-        // (After a word that ends past the block's start, its bytes are written.)
-        o += base - from;
-        from = base;
-        m = Level::marks_stored(at, o);
-      } else {
-        m = Level::marks(at);
+    // Here the output of in[i], for i from `from` on, is at outAt + i - base,
+    // and `after` is in.data + from: a word moves outAt back by the bytes it
+    // saves. Each mark costs the test of its kind only: the loop outside
+    // quotes tells words from quotes, the one inside looks for the closing
+    // quote alone.
+    uint8_t *outAt = o - (from - base);
+    const uint8_t *at = in.data + base;
+    const uint8_t *after = in.data + from;
+    const uint8_t *const last = in.data + (in.size - (kBlock + kBlock + kAfter));
+    for (; at <= last; at += kBlock, outAt += kBlock) {
+      // (After a word that ends past the block's start, its bytes are written.)
+      uint64_t m = after <= at ? Level::marks_stored(at, outAt) : Level::marks(at);
+      while (m != 0) {
+        if (quote != 0) {
+          do {
+            const size_t k = lowest_lane(m);
+            m &= m - 1;
+            if (at[k] == quote) {
+              quote = 0;
+              break;
+            }
+          } while (m != 0);
+          continue;
+        }
+        do {
+          const size_t k = lowest_lane(m);
+          m &= m - 1;
+          const uint8_t *const word = at + k;
+          uint32_t w;
+          std::memcpy(&w, word, 4);
+          w |= 0x20202020U;
+          // Each kind writes with its length fixed, so a word is a byte, a
+          // step back and one fixed copy.
+          if (w == kTrue) {
+            if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
+              outAt[k] = '1';
+              outAt -= 3;
+              after = word + 4;
+              copy64(outAt + k + 4, after);
+            }
+          } else if (w == kFals) {
+            if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
+              outAt[k] = '0';
+              outAt -= 4;
+              after = word + 5;
+              copy64(outAt + k + 5, after);
+            }
+          } else if (static_cast<uint8_t>(w) < 0x40 && (word[0] == '\'' || word[0] == '"')) {
+            // (A letter's byte | 0x20 is above it, a quote's below.)
+            quote = word[0];
+            break;
+          }
+        } while (m != 0);
       }
-      events(at, base, m, true);
     }
+    base = static_cast<size_t>(at - in.data);
+    from = static_cast<size_t>(after - in.data);
+    o = outAt + (static_cast<ptrdiff_t>(from) - static_cast<ptrdiff_t>(base));
   }
   for (; base < in.size; base += kBlock) padded(base);
   copy_pieces(o, in.data + from, in.size - from);
