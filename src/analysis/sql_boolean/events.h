@@ -193,6 +193,86 @@ inline constexpr SeparatorTable kSeparators{};
   std::memcpy(to + 48, from + 48, 16);
 }
 
+// What the blocks read in place start from and hand back: the block at `at`
+// (up to `last`), whose byte at[i] goes to outAt[i] when no word comes
+// before it; `after`, the first byte after the last word, up to which the
+// output is written and from which the 64 bytes after it are; and the quote
+// open, 0 for none.
+struct InPlace {
+  const uint8_t *at;
+  const uint8_t *last;
+  uint8_t *outAt;
+  const uint8_t *after;
+  uint8_t quote;
+};
+
+// The blocks of rewrite_marked that the text goes on for more than a block
+// after, each stored as it is read (after a word that ends past the block's
+// start, its bytes are written already). A word moves outAt back by the
+// bytes it saves. Each mark costs the test of its kind only: the loop outside
+// quotes tells words from quotes, the one inside looks for the closing quote
+// alone. Each level runs this in a function of its own (Level::
+// rewrite_in_place), where the loop's state has the registers to itself.
+template <class Level>
+[[gnu::always_inline]] inline void rewrite_in_place(InPlace &s) {
+  uint32_t kTrue, kFals;  // the first four letters in any case, as one load of them | 0x20 gives them
+  std::memcpy(&kTrue, "true", 4);
+  std::memcpy(&kFals, "fals", 4);
+  constexpr size_t kBlock = 64;
+  const uint8_t *at = s.at, *after = s.after;
+  uint8_t *outAt = s.outAt;
+  uint8_t quote = s.quote;
+  for (; at <= s.last; at += kBlock, outAt += kBlock) {
+    uint64_t m = after <= at ? Level::marks_stored(at, outAt) : Level::marks(at);
+    while (m != 0) {
+      if (quote != 0) {
+        do {
+          const size_t k = lowest_lane(m);
+          m &= m - 1;
+          if (at[k] == quote) {
+            quote = 0;
+            break;
+          }
+        } while (m != 0);
+        continue;
+      }
+      do {
+        const size_t k = lowest_lane(m);
+        m &= m - 1;
+        const uint8_t *const word = at + k;
+        uint32_t w;
+        std::memcpy(&w, word, 4);
+        w |= 0x20202020U;
+        // Each kind writes with its length fixed, so a word is a byte, a
+        // step back and one fixed copy.
+        if (w == kTrue) {
+          if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
+            outAt[k] = '1';
+            outAt -= 3;
+            after = word + 4;
+            copy64(outAt + k + 4, after);
+          }
+        } else if (w == kFals) {
+          if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
+            outAt[k] = '0';
+            outAt -= 4;
+            after = word + 5;
+            copy64(outAt + k + 5, after);
+          }
+        } else if (static_cast<uint8_t>(w) < 0x40 && (word[0] == '\'' || word[0] == '"')) {
+          // (A letter's byte | 0x20 is above it, a quote's below.)
+          quote = word[0];
+          break;
+        }
+      } while (m != 0);
+    }
+  }
+  s.at = at;
+  s.outAt = outAt;
+  s.after = after;
+  s.quote = quote;
+}
+
 // The rewriting from one mask a block that may hold more lanes than the
 // events: Level::marks(at) sets lane k of 64 for every quote and every t or f
 // (any case) whose byte before (at[k - 1]) may be a separator, and may set
@@ -285,64 +365,13 @@ template <class Level>
     } else {
       copy64(o, in.data + from);  // a word ended past the block's end
     }
-    // Here the output of in[i], for i from `from` on, is at outAt + i - base,
-    // and `after` is in.data + from: a word moves outAt back by the bytes it
-    // saves. Each mark costs the test of its kind only: the loop outside
-    // quotes tells words from quotes, the one inside looks for the closing
-    // quote alone.
-    uint8_t *outAt = o - (from - base);
-    const uint8_t *at = in.data + base;
-    const uint8_t *after = in.data + from;
-    const uint8_t *const last = in.data + (in.size - (kBlock + kBlock + kAfter));
-    for (; at <= last; at += kBlock, outAt += kBlock) {
-      // (After a word that ends past the block's start, its bytes are written.)
-      uint64_t m = after <= at ? Level::marks_stored(at, outAt) : Level::marks(at);
-      while (m != 0) {
-        if (quote != 0) {
-          do {
-            const size_t k = lowest_lane(m);
-            m &= m - 1;
-            if (at[k] == quote) {
-              quote = 0;
-              break;
-            }
-          } while (m != 0);
-          continue;
-        }
-        do {
-          const size_t k = lowest_lane(m);
-          m &= m - 1;
-          const uint8_t *const word = at + k;
-          uint32_t w;
-          std::memcpy(&w, word, 4);
-          w |= 0x20202020U;
-          // Each kind writes with its length fixed, so a word is a byte, a
-          // step back and one fixed copy.
-          if (w == kTrue) {
-            if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
-              outAt[k] = '1';
-              outAt -= 3;
-              after = word + 4;
-              copy64(outAt + k + 4, after);
-            }
-          } else if (w == kFals) {
-            if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
-              outAt[k] = '0';
-              outAt -= 4;
-              after = word + 5;
-              copy64(outAt + k + 5, after);
-            }
-          } else if (static_cast<uint8_t>(w) < 0x40 && (word[0] == '\'' || word[0] == '"')) {
-            // (A letter's byte | 0x20 is above it, a quote's below.)
-            quote = word[0];
-            break;
-          }
-        } while (m != 0);
-      }
-    }
-    base = static_cast<size_t>(at - in.data);
-    from = static_cast<size_t>(after - in.data);
-    o = outAt + (static_cast<ptrdiff_t>(from) - static_cast<ptrdiff_t>(base));
+    InPlace state{in.data + base, in.data + (in.size - (kBlock + kBlock + kAfter)), o - (from - base), in.data + from,
+                  quote};
+    Level::rewrite_in_place(state);
+    base = static_cast<size_t>(state.at - in.data);
+    from = static_cast<size_t>(state.after - in.data);
+    o = state.outAt + (static_cast<ptrdiff_t>(from) - static_cast<ptrdiff_t>(base));
+    quote = state.quote;
   }
   for (; base < in.size; base += kBlock) padded(base);
   copy_pieces(o, in.data + from, in.size - from);
