@@ -222,49 +222,51 @@ template <class Level>
   const uint8_t *at = s.at, *after = s.after;
   uint8_t *outAt = s.outAt;
   uint8_t quote = s.quote;
+  // The quote state is where the code runs: the marks outside quotes and
+  // those inside them have a loop each, and a quote jumps from one to the
+  // other with no test of a state on the way.
   for (; at <= s.last; at += kBlock, outAt += kBlock) {
     uint64_t m = after <= at ? Level::marks_stored(at, outAt) : Level::marks(at);
+    if (quote != 0) goto inside;
+  outside:
     while (m != 0) {
-      if (quote != 0) {
-        do {
-          const size_t k = lowest_lane(m);
-          m &= m - 1;
-          if (at[k] == quote) {
-            quote = 0;
-            break;
-          }
-        } while (m != 0);
-        continue;
-      }
-      do {
-        const size_t k = lowest_lane(m);
-        m &= m - 1;
-        const uint8_t *const word = at + k;
-        uint32_t w;
-        std::memcpy(&w, word, 4);
-        w |= 0x20202020U;
-        // Each kind writes with its length fixed, so a word is a byte, a
-        // step back and one fixed copy.
-        if (w == kTrue) {
-          if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
-            outAt[k] = '1';
-            outAt -= 3;
-            after = word + 4;
-            copy64(outAt + k + 4, after);
-          }
-        } else if (w == kFals) {
-          if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
-            outAt[k] = '0';
-            outAt -= 4;
-            after = word + 5;
-            copy64(outAt + k + 5, after);
-          }
-        } else if (static_cast<uint8_t>(w) < 0x40 && (word[0] == '\'' || word[0] == '"')) {
-          // (A letter's byte | 0x20 is above it, a quote's below.)
-          quote = word[0];
-          break;
+      const size_t k = lowest_lane(m);
+      m &= m - 1;
+      const uint8_t *const word = at + k;
+      uint32_t w;
+      std::memcpy(&w, word, 4);
+      w |= 0x20202020U;
+      // Each kind writes with its length fixed, so a word is a byte, a step
+      // back and one fixed copy.
+      if (w == kTrue) {
+        if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
+          outAt[k] = '1';
+          outAt -= 3;
+          after = word + 4;
+          copy64(outAt + k + 4, after);
         }
-      } while (m != 0);
+      } else if (w == kFals) {
+        if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
+          outAt[k] = '0';
+          outAt -= 4;
+          after = word + 5;
+          copy64(outAt + k + 5, after);
+        }
+      } else if (static_cast<uint8_t>(w) < 0x40 && (word[0] == '\'' || word[0] == '"')) {
+        // (A letter's byte | 0x20 is above it, a quote's below.)
+        quote = word[0];
+        goto inside;
+      }
+    }
+    continue;
+  inside:
+    while (m != 0) {
+      const size_t k = lowest_lane(m);
+      m &= m - 1;
+      if (at[k] == quote) {
+        quote = 0;
+        goto outside;
+      }
     }
   }
   s.at = at;
