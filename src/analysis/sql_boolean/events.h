@@ -226,7 +226,7 @@ template <class Level>
   // those inside them have a loop each, and a quote jumps from one to the
   // other with no test of a state on the way.
   for (; at <= s.last; at += kBlock, outAt += kBlock) {
-    uint64_t m = after <= at ? Level::marks_stored(at, outAt) : Level::marks(at);
+    uint64_t m = __builtin_expect(after <= at, 1) ? Level::marks_stored(at, outAt) : Level::marks(at);
     if (quote != 0) goto inside;
   outside:
     while (m != 0) {
@@ -252,9 +252,9 @@ template <class Level>
           after = word + 5;
           copy64(outAt + k + 5, after);
         }
-      } else if (static_cast<uint8_t>(w) < 0x40 && (word[0] == '\'' || word[0] == '"')) {
-        // (A letter's byte | 0x20 is above it, a quote's below.)
-        quote = word[0];
+      } else if (static_cast<uint8_t>(w) < 0x40 && (static_cast<uint8_t>(w) == '\'' || static_cast<uint8_t>(w) == '"')) {
+        // (A letter's byte | 0x20 is above it, a quote's below, and itself.)
+        quote = static_cast<uint8_t>(w);
         goto inside;
       }
     }
