@@ -229,9 +229,11 @@ template <class Level>
     uint64_t m = __builtin_expect(after <= at, 1) ? Level::marks_stored(at, outAt) : Level::marks(at);
     if (quote != 0) goto inside;
   outside:
-    while (m != 0) {
+    // (Each loop clears a mark last, so the clearing itself tells whether
+    // any is left.)
+    if (m == 0) continue;
+    for (;;) {
       const size_t k = lowest_lane(m);
-      m &= m - 1;
       const uint8_t *const word = at + k;
       uint32_t w;
       std::memcpy(&w, word, 4);
@@ -255,18 +257,24 @@ template <class Level>
       } else if (static_cast<uint8_t>(w) < 0x40 && (static_cast<uint8_t>(w) == '\'' || static_cast<uint8_t>(w) == '"')) {
         // (A letter's byte | 0x20 is above it, a quote's below, and itself.)
         quote = static_cast<uint8_t>(w);
+        m &= m - 1;
         goto inside;
       }
+      m &= m - 1;
+      if (m == 0) break;
     }
     continue;
   inside:
-    while (m != 0) {
+    if (m == 0) continue;
+    for (;;) {
       const size_t k = lowest_lane(m);
-      m &= m - 1;
       if (at[k] == quote) {
         quote = 0;
+        m &= m - 1;
         goto outside;
       }
+      m &= m - 1;
+      if (m == 0) break;
     }
   }
   s.at = at;
