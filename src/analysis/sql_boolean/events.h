@@ -223,60 +223,74 @@ template <class Level>
   uint8_t *outAt = s.outAt;
   uint8_t quote = s.quote;
   // The quote state is where the code runs: the marks outside quotes and
-  // those inside them have a loop each, and a quote jumps from one to the
-  // other with no test of a state on the way.
-  for (; at <= s.last; at += kBlock, outAt += kBlock) {
-    uint64_t m = __builtin_expect(after <= at, 1) ? Level::marks_stored(at, outAt) : Level::marks(at);
-    if (quote != 0) goto inside;
-  outside:
-    // (Each loop clears a mark last, so the clearing itself tells whether
-    // any is left.)
-    if (m == 0) continue;
-    for (;;) {
-      const size_t k = lowest_lane(m);
-      const uint8_t *const word = at + k;
-      uint32_t w;
-      std::memcpy(&w, word, 4);
-      w |= 0x20202020U;
-      // Each kind writes with its length fixed, so a word is a byte, a step
-      // back and one fixed copy.
-      if (w == kTrue) {
-        if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
-          outAt[k] = '1';
-          outAt -= 3;
-          after = word + 4;
-          copy64(outAt + k + 4, after);
-        }
-      } else if (w == kFals) {
-        if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
-          outAt[k] = '0';
-          outAt -= 4;
-          after = word + 5;
-          copy64(outAt + k + 5, after);
-        }
-      } else if (static_cast<uint8_t>(w) < 0x40 && (static_cast<uint8_t>(w) == '\'' || static_cast<uint8_t>(w) == '"')) {
-        // (A letter's byte | 0x20 is above it, a quote's below, and itself.)
-        quote = static_cast<uint8_t>(w);
-        m &= m - 1;
-        goto inside;
-      }
-      m &= m - 1;
-      if (m == 0) break;
-    }
-    continue;
-  inside:
-    if (m == 0) continue;
-    for (;;) {
-      const size_t k = lowest_lane(m);
-      if (at[k] == quote) {
-        quote = 0;
-        m &= m - 1;
-        goto outside;
-      }
-      m &= m - 1;
-      if (m == 0) break;
-    }
+  // those inside them have a loop each, each going on to the next block
+  // itself, and a quote jumps from one to the other with no test of a state
+  // on the way.
+  const uint8_t *const last = s.last;
+  auto marks = [&]() __attribute__((always_inline)) {
+    return __builtin_expect(after <= at, 1) ? Level::marks_stored(at, outAt) : Level::marks(at);
+  };
+  uint64_t m;
+  if (at > last) goto done;
+  m = marks();
+  if (quote != 0) goto inside;
+outside:
+  // (Each loop clears a mark last, so the clearing itself tells whether any
+  // is left.)
+  while (m == 0) {
+    at += kBlock;
+    outAt += kBlock;
+    if (at > last) goto done;
+    m = marks();
   }
+  for (;;) {
+    const size_t k = lowest_lane(m);
+    const uint8_t *const word = at + k;
+    uint32_t w;
+    std::memcpy(&w, word, 4);
+    w |= 0x20202020U;
+    // Each kind writes with its length fixed, so a word is a byte, a step
+    // back and one fixed copy.
+    if (w == kTrue) {
+      if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
+        outAt[k] = '1';
+        outAt -= 3;
+        after = word + 4;
+        copy64(outAt + k + 4, after);
+      }
+    } else if (w == kFals) {
+      if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
+        outAt[k] = '0';
+        outAt -= 4;
+        after = word + 5;
+        copy64(outAt + k + 5, after);
+      }
+    } else if (static_cast<uint8_t>(w) < 0x40 && (static_cast<uint8_t>(w) == '\'' || static_cast<uint8_t>(w) == '"')) {
+      // (A letter's byte | 0x20 is above it, a quote's below, and itself.)
+      quote = static_cast<uint8_t>(w);
+      m &= m - 1;
+      goto inside;
+    }
+    m &= m - 1;
+    if (m == 0) goto outside;
+  }
+inside:
+  while (m == 0) {
+    at += kBlock;
+    outAt += kBlock;
+    if (at > last) goto done;
+    m = marks();
+  }
+  for (;;) {
+    const size_t k = lowest_lane(m);
+    m &= m - 1;
+    if (at[k] == quote) {
+      quote = 0;
+      goto outside;
+    }
+    if (m == 0) goto inside;
+  }
+done:
   s.at = at;
   s.outAt = outAt;
   s.after = after;
