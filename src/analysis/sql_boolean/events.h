@@ -148,7 +148,9 @@ inline constexpr SeparatorTable kSeparators{};
 }
 
 // The index of the lowest set lane of m, which is not 0. (On x86-64 the
-// builtin's int result would be widened again before every use as an index.)
+// builtin's int result would be widened again before every use as an index;
+// rep bsf is tzcnt where the CPU has it and bsf elsewhere, the same for a
+// word that is not 0.)
 [[gnu::always_inline]] inline size_t lowest_lane(uint64_t m) {
 #if defined(__x86_64__)
   size_t k;
@@ -195,9 +197,9 @@ inline constexpr SeparatorTable kSeparators{};
 
 // What the blocks read in place start from and hand back: the block at `at`
 // (up to `last`), whose byte at[i] goes to outAt[i] when no word comes
-// before it; `after`, the first byte after the last word, up to which the
-// output is written and from which the 64 bytes after it are; and the quote
-// open, 0 for none.
+// before it; `after`, the first byte after the last word (the output is
+// written up to it, and for the 64 bytes from it); and the quote open, 0 for
+// none.
 struct InPlace {
   const uint8_t *at;
   const uint8_t *last;
