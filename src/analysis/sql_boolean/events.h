@@ -220,6 +220,10 @@ template <class Level>
   uint32_t kTrue, kFals;  // the first four letters in any case, as one load of them | 0x20 gives them
   std::memcpy(&kTrue, "true", 4);
   std::memcpy(&kFals, "fals", 4);
+  const bool *separators = kSeparators.at;
+  // (Values the compiler cannot build again, so that it keeps them in
+  // registers across the jumps between the loops.)
+  __asm__("" : "+r"(kTrue), "+r"(kFals), "+r"(separators));
   constexpr size_t kBlock = 64;
   const uint8_t *at = s.at, *after = s.after;
   uint8_t *outAt = s.outAt;
@@ -254,14 +258,14 @@ outside:
     // Each kind writes with its length fixed, so a word is a byte, a step
     // back and one fixed copy.
     if (w == kTrue) {
-      if (kSeparators.at[word[4]] && kSeparators.at[word[-1]]) {
+      if (separators[word[4]] && separators[word[-1]]) {
         outAt[k] = '1';
         outAt -= 3;
         after = word + 4;
         copy64(outAt + k + 4, after);
       }
     } else if (w == kFals) {
-      if ((word[4] | 0x20) == 'e' && kSeparators.at[word[5]] && kSeparators.at[word[-1]]) {
+      if ((word[4] | 0x20) == 'e' && separators[word[5]] && separators[word[-1]]) {
         outAt[k] = '0';
         outAt -= 4;
         after = word + 5;
