@@ -210,11 +210,12 @@ struct InPlace {
 
 // The blocks of rewrite_marked that the text goes on for more than a block
 // after, each stored as it is read (after a word that ends past the block's
-// start, its bytes are written already). A word moves outAt back by the
-// bytes it saves. Each mark costs the test of its kind only: the loop outside
-// quotes tells words from quotes, the one inside looks for the closing quote
-// alone. Each level runs this in a function of its own (Level::
-// rewrite_in_place), where the loop's state has the registers to itself.
+// start, its bytes are written already). A word moves the output back by
+// the bytes it saves. Each mark costs the test of its kind only: the loop
+// outside quotes tells words from quotes, the one inside looks for the
+// closing quote alone. Each level runs this in a function of its own
+// (Level::rewrite_in_place), where the loop's state has the registers to
+// itself.
 template <class Level>
 [[gnu::always_inline]] inline void rewrite_in_place(InPlace &s) {
   uint32_t kTrue, kFals;  // the first four letters in any case, as one load of them | 0x20 gives them
@@ -226,7 +227,12 @@ template <class Level>
   __asm__("" : "+r"(kTrue), "+r"(kFals), "+r"(separators));
   constexpr size_t kBlock = 64;
   const uint8_t *at = s.at, *after = s.after;
-  uint8_t *outAt = s.outAt;
+  // Where the output of a byte of the text goes, as the distance between
+  // the two (taken modulo the address space): a block moves on with one step.
+  uintptr_t shift = reinterpret_cast<uintptr_t>(s.outAt) - reinterpret_cast<uintptr_t>(at);
+  auto out_of = [&](const uint8_t *p) __attribute__((always_inline)) {
+    return reinterpret_cast<uint8_t *>(reinterpret_cast<uintptr_t>(p) + shift);
+  };
   uint8_t quote = s.quote;
   // The quote state is where the code runs: the marks outside quotes and
   // those inside them have a loop each, each going on to the next block
@@ -234,7 +240,7 @@ template <class Level>
   // on the way.
   const uint8_t *const last = s.last;
   auto marks = [&]() __attribute__((always_inline)) {
-    return __builtin_expect(after <= at, 1) ? Level::marks_stored(at, outAt) : Level::marks(at);
+    return __builtin_expect(after <= at, 1) ? Level::marks_stored(at, out_of(at)) : Level::marks(at);
   };
   uint64_t m;
   if (at > last) goto done;
@@ -245,7 +251,6 @@ outside:
   // is left.)
   while (m == 0) {
     at += kBlock;
-    outAt += kBlock;
     if (at > last) goto done;
     m = marks();
   }
@@ -259,17 +264,17 @@ outside:
     // back and one fixed copy.
     if (w == kTrue) {
       if (separators[word[4]] && separators[word[-1]]) {
-        outAt[k] = '1';
-        outAt -= 3;
+        *out_of(word) = '1';
+        shift -= 3;
         after = word + 4;
-        copy64(outAt + k + 4, after);
+        copy64(out_of(after), after);
       }
     } else if (w == kFals) {
       if ((word[4] | 0x20) == 'e' && separators[word[5]] && separators[word[-1]]) {
-        outAt[k] = '0';
-        outAt -= 4;
+        *out_of(word) = '0';
+        shift -= 4;
         after = word + 5;
-        copy64(outAt + k + 5, after);
+        copy64(out_of(after), after);
       }
     } else if (static_cast<uint8_t>(w) < 0x40 && (static_cast<uint8_t>(w) == '\'' || static_cast<uint8_t>(w) == '"')) {
       // (A letter's byte | 0x20 is above it, a quote's below, and itself.)
@@ -283,7 +288,6 @@ outside:
 inside:
   while (m == 0) {
     at += kBlock;
-    outAt += kBlock;
     if (at > last) goto done;
     m = marks();
   }
@@ -298,7 +302,7 @@ inside:
   }
 done:
   s.at = at;
-  s.outAt = outAt;
+  s.outAt = out_of(at);
   s.after = after;
   s.quote = quote;
 }
