@@ -225,3 +225,45 @@ TEST(SqlBooleanKernel, TextsEndingInsideAWordOrQuoteEqualTheOneByteRulesAtEveryL
       inputs, [](ztk::ByteView in) { return rewritten(in, ztk::sql::replace_booleans); },
       [](const std::string &s) { return rewritten(view_of(s), rewrite_one_byte_at_a_time); });
 }
+
+// Inside a text long enough that the blocks around them are read in place
+// (not from a copy): a word or a quote at every offset of three blocks, so
+// that it starts a block, ends one, or runs over a block's end (the next
+// block then cannot be stored as read); a quoted string that opens in one
+// block and closes in a later one with a word of each kind inside it; two
+// words in one block; and after each, a word at a fixed place to show the
+// output's position and the quote state handed on. The texts end right
+// before an unreadable page, and also cut short inside the quoted string or
+// the word at the end.
+TEST(SqlBooleanKernel, WordsAndQuotesAtEveryOffsetOfBlocksReadInPlace) {
+  std::vector<std::string> inputs;
+  const std::vector<std::string> events = {"true ", "FALSE)", "(tRuE;", " false\n", "'", "\"", "'it''s true, \"false\" ' ",
+                                           "\"x 'true'\" ", "true false ", "d v", "#&", "truex ", "fals "};
+  for (const std::string &event : events) {
+    for (size_t at = 60; at <= 200; ++at) {
+      for (const char *before : {" ", "x", "3"}) {
+        std::string s(at, 'a');
+        s[at - 1] = before[0];
+        s += event;
+        // A quote left open here closes two blocks later.
+        if (event == "'" || event == "\"") s += std::string(130, 'b') + " true " + event;
+        s += std::string(300 - s.size() % 64, 'c') + " TRUE ";
+        s += std::string(200, 'd');
+        s += " true ";
+        inputs.push_back(s);
+      }
+    }
+  }
+  std::vector<std::string> cut;
+  for (const std::string &in : inputs) {
+    cut.push_back(in.substr(0, in.size() - 3));  // ends inside the last word
+  }
+  for (size_t k = 0; k < inputs.size(); k += 17) {
+    const std::string &in = inputs[k];
+    for (size_t n = 150; n <= in.size(); n += 7) cut.push_back(in.substr(0, n));  // and in every block
+  }
+  inputs.insert(inputs.end(), cut.begin(), cut.end());
+  expect_equal_at_every_level(
+      inputs, [](ztk::ByteView in) { return rewritten(in, ztk::sql::replace_booleans); },
+      [](const std::string &s) { return rewritten(view_of(s), rewrite_one_byte_at_a_time); });
+}

@@ -147,6 +147,20 @@ inline constexpr SeparatorTable kSeparators{};
   return word_at(in, p, "true", 4) ? 1 : word_at(in, p, "false", 5) ? 2 : 0;
 }
 
+// The index of the lowest set lane of m, which is not 0. (On x86-64 the
+// builtin's int result would be widened again before every use as an index;
+// rep bsf is tzcnt where the CPU has it and bsf elsewhere, the same for a
+// word that is not 0.)
+[[gnu::always_inline]] inline size_t lowest_lane(uint64_t m) {
+#if defined(__x86_64__)
+  size_t k;
+  __asm__("rep bsfq %1, %0" : "=r"(k) : "rm"(m) : "cc");
+  return k;
+#else
+  return static_cast<size_t>(__builtin_ctzll(m));
+#endif
+}
+
 // Copies n bytes with fixed-size moves, never past either end: the runs
 // between booleans are short, where a call to memcpy costs more than they do.
 [[gnu::always_inline]] inline void copy_run(uint8_t *to, const uint8_t *from, size_t n) {
@@ -179,6 +193,121 @@ inline constexpr SeparatorTable kSeparators{};
   std::memcpy(to + 16, from + 16, 16);
   std::memcpy(to + 32, from + 32, 16);
   std::memcpy(to + 48, from + 48, 16);
+}
+
+// What the blocks read in place start from and hand back: the block at `at`
+// (up to `last`), whose byte at[i] goes to outAt[i] when no word comes
+// before it; `after`, the first byte after the last word (the output is
+// written up to it, and for the 64 bytes from it); and the quote open, 0 for
+// none.
+struct InPlace {
+  const uint8_t *at;
+  const uint8_t *last;
+  uint8_t *outAt;
+  const uint8_t *after;
+  uint8_t quote;
+};
+
+// The blocks of rewrite_marked that the text goes on for more than a block
+// after, each stored as it is read (after a word that ends past the block's
+// start, its bytes are written already). A word moves the output back by
+// the bytes it saves. Each mark costs the test of its kind only: the loop
+// outside quotes tells words from quotes, the one inside looks for the
+// closing quote alone. Each level runs this in a function of its own
+// (Level::rewrite_in_place), where the loop's state has the registers to
+// itself.
+template <class Level>
+[[gnu::always_inline]] inline void rewrite_in_place(InPlace &s) {
+  uint32_t kTrue, kFals;  // the first four letters in any case, as one load of them | 0x20 gives them
+  std::memcpy(&kTrue, "true", 4);
+  std::memcpy(&kFals, "fals", 4);
+  const bool *separators = kSeparators.at;
+  // (Values the compiler cannot build again, so that it keeps them in
+  // registers across the jumps between the loops.)
+  __asm__("" : "+r"(kTrue), "+r"(kFals), "+r"(separators));
+  constexpr size_t kBlock = 64;
+  const uint8_t *at = s.at, *after = s.after;
+  // Where the output of a byte of the text goes, as the distance between
+  // the two (taken modulo the address space): a block moves on with one step.
+  uintptr_t shift = reinterpret_cast<uintptr_t>(s.outAt) - reinterpret_cast<uintptr_t>(at);
+  auto out_of = [&](const uint8_t *p) __attribute__((always_inline)) {
+    return reinterpret_cast<uint8_t *>(reinterpret_cast<uintptr_t>(p) + shift);
+  };
+  uint8_t quote = s.quote;
+  // The quote state is where the code runs: the marks outside quotes and
+  // those inside them have a loop each, each going on to the next block
+  // itself, and a quote jumps from one to the other with no test of a state
+  // on the way.
+  const uint8_t *const last = s.last;
+  auto marks = [&]() __attribute__((always_inline)) {
+    return __builtin_expect(after <= at, 1) ? Level::marks_stored(at, out_of(at)) : Level::marks(at);
+  };
+  uint64_t m;
+  if (at > last) goto done;
+  m = marks();
+  if (quote != 0) goto inside;
+outside:
+  // (Each loop clears a mark last, so the clearing itself tells whether any
+  // is left.)
+  while (m == 0) {
+    at += kBlock;
+    if (at > last) goto done;
+    m = marks();
+  }
+  for (;;) {
+    const size_t k = lowest_lane(m);
+    const uint8_t *const word = at + k;
+    uint32_t w;
+    std::memcpy(&w, word, 4);
+    w |= 0x20202020U;
+    // Each kind writes with its length fixed, so a word is a byte, a step
+    // back and one fixed copy.
+    if (w == kTrue) {
+      if (separators[word[4]] && separators[word[-1]]) {
+        *out_of(word) = '1';
+        shift -= 3;
+        after = word + 4;
+        copy64(out_of(after), after);
+      }
+    } else if (w == kFals) {
+      if ((word[4] | 0x20) == 'e' && separators[word[5]] && separators[word[-1]]) {
+        *out_of(word) = '0';
+        shift -= 4;
+        after = word + 5;
+        copy64(out_of(after), after);
+      }
+    } else if (static_cast<uint8_t>(w) < 0x40 && (static_cast<uint8_t>(w) == '\'' || static_cast<uint8_t>(w) == '"')) {
+      // (A letter's byte | 0x20 is above it, a quote's below, and itself.
+      // The empty asm keeps the compiler from copying the byte to `quote`
+      // ahead of the test, for every letter.)
+      quote = static_cast<uint8_t>(w);
+      __asm__("" : "+r"(quote));
+      m &= m - 1;
+      goto inside;
+    }
+    m &= m - 1;
+    if (m == 0) goto outside;
+  }
+inside:
+  while (m == 0) {
+    at += kBlock;
+    if (at > last) goto done;
+    m = marks();
+  }
+  for (;;) {
+    const size_t k = lowest_lane(m);
+    m &= m - 1;
+    if (at[k] == quote) {
+      quote = 0;
+      goto outside;
+    }
+    if (m == 0) goto inside;
+  }
+done:
+  s.at = at;
+  s.outAt = out_of(at);
+  s.after = after;
+  s.quote = quote;
 }
 
 // The rewriting from one mask a block that may hold more lanes than the
@@ -218,9 +347,8 @@ template <class Level>
   size_t from = 0;     // the bytes before it are written
   uint8_t quote = 0;   // the quote open, 0 for none
   constexpr size_t kBlock = 64, kAfter = 8;  // a word's bytes read past a block
-  // The events of the block at `base` read at `at`; `ahead`: the 64 bytes
-  // from `from` are written.
-  auto events = [&](const uint8_t *at, size_t base, uint64_t m, bool ahead) __attribute__((always_inline)) {
+  // The events of the block at `base` read at `at`.
+  auto events = [&](const uint8_t *at, size_t base, uint64_t m) __attribute__((always_inline)) {
     for (; m != 0; m &= m - 1) {
       const size_t k = static_cast<unsigned>(__builtin_ctzll(m));
       const uint8_t *const word = at + k;
@@ -246,11 +374,10 @@ template <class Level>
       const size_t p = base + k;
       // A word starts after the separator that follows the word before.
       if (p < from) __builtin_unreachable();
-      if (!ahead) copy_pieces(o, in.data + from, p - from);
+      copy_pieces(o, in.data + from, p - from);
       o += p - from;
       *o++ = len == 5 ? '0' : '1';
       from = p + len;
-      if (ahead) copy64(o, in.data + from);
     }
   };
   alignas(16) uint8_t copy[1 + kBlock + kAfter];
@@ -259,7 +386,7 @@ template <class Level>
     copy[0] = base == 0 ? ' ' : in[base - 1];  // the text's start counts as a separator
     std::memcpy(copy + 1, in.data + base, n);
     std::memset(copy + 1 + n, 'x', kBlock + kAfter - n);
-    events(copy + 1, base, Level::marks(copy + 1), false);
+    events(copy + 1, base, Level::marks(copy + 1));
   };
   size_t base = 0;
   if (in.size > 0) {
@@ -275,19 +402,13 @@ template <class Level>
     } else {
       copy64(o, in.data + from);  // a word ended past the block's end
     }
-    for (; base + kBlock + kBlock + kAfter <= in.size; base += kBlock) {
-      const uint8_t *const at = in.data + base;
-      uint64_t m;
-      if (from <= base) {
-        // (After a word that ends past the block's start, its bytes are written.)
-        o += base - from;
-        from = base;
-        m = Level::marks_stored(at, o);
-      } else {
-        m = Level::marks(at);
-      }
-      events(at, base, m, true);
-    }
+    InPlace state{in.data + base, in.data + (in.size - (kBlock + kBlock + kAfter)), o - (from - base), in.data + from,
+                  quote};
+    Level::rewrite_in_place(state);
+    base = static_cast<size_t>(state.at - in.data);
+    from = static_cast<size_t>(state.after - in.data);
+    o = state.outAt + (static_cast<ptrdiff_t>(from) - static_cast<ptrdiff_t>(base));
+    quote = state.quote;
   }
   for (; base < in.size; base += kBlock) padded(base);
   copy_pieces(o, in.data + from, in.size - from);

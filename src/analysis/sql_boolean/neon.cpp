@@ -62,6 +62,7 @@ struct Neon {
     vst4q_u8(to, v);
     return marks_of(v, vld4q_u8(at - 1));
   }
+  [[gnu::noinline]] static void rewrite_in_place(InPlace &s) { sql::rewrite_in_place<Neon>(s); }
   [[gnu::always_inline]] static LaneClasses classify(const uint8_t *at) {
     const uint8x16x4_t separators = {
         {vld1q_u8(kSeparators), vld1q_u8(kSeparators + 16), vld1q_u8(kSeparators + 32), vld1q_u8(kSeparators + 48)}};

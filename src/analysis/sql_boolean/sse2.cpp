@@ -55,6 +55,7 @@ struct Sse2 {
     store(to + 48, v3);
     return mark(v0, at) | mark(v1, at + 16) << 16 | mark(v2, at + 32) << 32 | mark(v3, at + 48) << 48;
   }
+  [[gnu::noinline]] static void rewrite_in_place(InPlace &s) { sql::rewrite_in_place<Sse2>(s); }
 };
 
 }  // namespace
