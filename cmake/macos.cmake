@@ -36,9 +36,14 @@ function(ztk_mac_compile source arch target variant defines out)
   string(REPLACE "/" "_" stem ${rel})
   set(obj ${CMAKE_BINARY_DIR}/macos/${arch}/${variant}/${stem}.o)
   file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/macos/${arch}/${variant})
+  # Branches kept off 32-byte boundaries on Intel, as in the other x86 builds.
+  set(arch_flags "")
+  if(arch STREQUAL "x86_64")
+    set(arch_flags -mbranches-within-32B-boundaries)
+  endif()
   add_custom_command(
     OUTPUT ${obj}
-    COMMAND ${ZTK_MAC_CLANG} -target ${target} ${ZTK_MAC_FLAGS} ${defines} -MD -MF ${obj}.d -c ${source} -o ${obj}
+    COMMAND ${ZTK_MAC_CLANG} -target ${target} ${ZTK_MAC_FLAGS} ${arch_flags} ${defines} -MD -MF ${obj}.d -c ${source} -o ${obj}
     DEPENDS ${source}
     DEPFILE ${obj}.d
     COMMENT "Compiling ${rel} for macOS ${arch}"
