@@ -72,6 +72,11 @@ TEST(BitwiseKernel, EveryLevelGivesTheOneByteRule) {
     // Periods of whole lines (10, 48), of a mask whose lines would pass the
     // period (33), and masks around the period itself.
     for (size_t m : {1, 3, 10, 33, 48, 64, 257, 2047, 2048, 5000}) check(70001, m);
+    // Inputs of one run and of more, around where the mask and the input
+    // together reach the period.
+    for (size_t n : {1024, 2037, 2038, 2039, 4100}) {
+      for (size_t m : {10, 33, 48}) check(n, m);
+    }
   });
 }
 

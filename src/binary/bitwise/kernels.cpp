@@ -52,10 +52,12 @@ void run(ByteView data, ByteView mask, size_t start, uint8_t *out) {
     // No longer than one run over the whole input needs.
     const size_t want = data.size + mask.size < kMinPeriod ? data.size + mask.size : kMinPeriod;
     // The least common multiple of the mask and a line: the mask times the
-    // part of a line its lowest set bit does not cover.
+    // part of a line its lowest set bit does not cover. Only an input that
+    // takes more than one run has use for it; a shorter one would only copy
+    // more of the mask.
     const size_t lowBit = mask.size & (~mask.size + 1);
     const size_t lcm = mask.size * (lowBit >= kLine ? 1 : kLine / lowBit);
-    const size_t unit = lcm <= kMinPeriod ? lcm : mask.size;
+    const size_t unit = lcm <= kMinPeriod && want == kMinPeriod ? lcm : mask.size;
     periodSize = unit * ((want + unit - 1) / unit);
     std::memcpy(repeated, mask.data, mask.size);
     for (size_t filled = mask.size; filled < periodSize; filled *= 2) {
