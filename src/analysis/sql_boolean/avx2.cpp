@@ -46,7 +46,7 @@ struct Avx2 {
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(to + 32), v1);
     return mark(v0, at) | mark(v1, at + 32) << 32;
   }
-  ZTK_AVX2 [[gnu::noinline]] static void rewrite_in_place(InPlace &s) { sql::rewrite_in_place<Avx2>(s); }
+  [[gnu::noinline]] ZTK_AVX2 static void rewrite_in_place(InPlace &s) { sql::rewrite_in_place<Avx2>(s); }
 };
 
 ZTK_AVX2 size_t find_event(ByteView in, size_t from) { return EventCursor<Avx2>(in).next(from, 0); }
