@@ -1,4 +1,5 @@
 #include "codecs/mysql/levels.h"
+#include "frame/lanes_avx512.h"
 #include "frame/simd.h"
 
 #if ZTK_WIDE_VECTORS
@@ -6,18 +7,7 @@ namespace ztk::mysql::avx512 {
 namespace {
 
 #define ZTK_MYSQL_TARGET ZTK_AVX512
-struct V {
-  using reg = __m512i;
-  static constexpr int kLaneBits = 1;
-  static constexpr size_t kWidth = 64;
-  ZTK_AVX512 static reg set1(uint8_t b) { return _mm512_set1_epi8(static_cast<char>(b)); }
-  ZTK_AVX512 static reg load(const uint8_t *p) { return _mm512_loadu_si512(p); }
-  ZTK_AVX512 static void store(uint8_t *p, reg v) { _mm512_storeu_si512(p, v); }
-  ZTK_AVX512 static uint64_t equal_bits(reg v, reg b) { return _mm512_cmpeq_epi8_mask(v, b); }
-  ZTK_AVX512 static bool any_equal(reg a, reg c, reg b) {
-    return (_mm512_cmpeq_epi8_mask(a, b) | _mm512_cmpeq_epi8_mask(c, b)) != 0;
-  }
-};
+using V = simd::avx512::ByteLanes;
 #include "codecs/mysql/blocks.inc"
 #undef ZTK_MYSQL_TARGET
 

@@ -1,23 +1,12 @@
 #include "codecs/yenc/levels.h"
+#include "frame/lanes_sse2.h"
 #include "frame/simd.h"
 
 #if ZTK_X86
 namespace ztk::yenc::sse2 {
 
 #define ZTK_YENC_TARGET
-struct V {
-  using reg = __m128i;
-  static constexpr int kLaneBits = 1;
-  static constexpr size_t kWidth = 16;
-  static reg set1(uint8_t b) { return _mm_set1_epi8(static_cast<char>(b)); }
-  static reg load(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-  static void store(uint8_t *p, reg v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
-  static reg add(reg a, reg b) { return _mm_add_epi8(a, b); }
-  static uint64_t equal_bits(reg v, reg b) { return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, b))); }
-  static bool any_equal(reg a, reg c, reg b) {
-    return _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(a, b), _mm_cmpeq_epi8(c, b))) != 0;
-  }
-};
+using V = simd::sse2::ByteLanes;
 #include "codecs/yenc/blocks.inc"
 #undef ZTK_YENC_TARGET
 
