@@ -30,17 +30,6 @@ struct V {
 #include "analysis/distances/compared_pattern.inc"
 #undef ZTK_DISTANCE_TARGET
 
-[[gnu::always_inline]] inline int64_t osa_short(U32View pattern, U32View text) {
-  if (text.size <= kComparedTextUnits && pattern.size <= V::kMaxUnits) return osa_word(pattern, text);
-  return plain::osa_short(pattern, text);
-}
-
-[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB,
-                                                uint32_t *matchedA) {
-  if (a.size <= kComparedTextUnits && b.size <= V::kMaxUnits) return jaro_matches(a, b, window, takenB, matchedA);
-  return plain::jaro_short(a, b, window, takenB, matchedA);
-}
-
 }  // namespace
 
 const Kernels kKernels = {jaro_winkler_with<jaro_short>, levenshtein_with<osa_short>};

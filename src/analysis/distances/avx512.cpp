@@ -1,4 +1,5 @@
 #include "analysis/distances/levels.h"
+#include "analysis/distances/masks.h"
 #include "analysis/distances/words.h"
 #include "frame/simd.h"
 
@@ -54,15 +55,6 @@ struct V {
 #define ZTK_DISTANCE_TARGET ZTK_AVX512
 #include "analysis/distances/compared_pattern.inc"
 #undef ZTK_DISTANCE_TARGET
-
-// Every pattern of up to 64 units fits the registers, and their compares
-// cost no more than the table's lookups.
-[[gnu::always_inline]] inline int64_t osa_short(U32View pattern, U32View text) { return osa_word(pattern, text); }
-
-[[gnu::always_inline]] inline size_t jaro_short(U32View a, U32View b, size_t window, uint64_t &takenB,
-                                                uint32_t *matchedA) {
-  return jaro_matches(a, b, window, takenB, matchedA);
-}
 
 }  // namespace
 
