@@ -77,25 +77,7 @@ ZTK_AVX2 size_t widen_blocks(const uint8_t *in, size_t n, uint16_t *out) {
   return i;
 }
 
-// A level that finds the unit returns its index; the levels after it start
-// there and stop at once.
-size_t find(U16View units, size_t from, const UnitSet &set) {
-  size_t at;
-  if (plain::find_lead(units, from, set, at)) return at;
-  return plain::find_from(units, sse2::find_blocks(units, find_blocks(units, at, set), set), set);
-}
-
-void mark(U16View units, const UnitSet &set, uint64_t *bits) {
-  plain::mark_from(units, sse2::mark_blocks(units, mark_blocks(units, set, bits), set, bits), set, bits);
-}
-
-void narrow(const uint16_t *in, size_t n, uint8_t *out) {
-  plain::narrow_from(in, n, sse2::narrow_blocks(in, n, narrow_blocks(in, n, out), out), out);
-}
-
-void widen(const uint8_t *in, size_t n, uint16_t *out) {
-  plain::widen_from(in, n, sse2::widen_blocks(in, n, widen_blocks(in, n, out), out), out);
-}
+#include "text/unit_scan/wide_entries.inc"
 
 }  // namespace
 
