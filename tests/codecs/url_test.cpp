@@ -12,6 +12,46 @@ using namespace ztk_test;
 ZTK_GENERATION_SUITE(EncodingToURLZTK);
 ZTK_GENERATION_SUITE(DecodingFromURLZTK);
 
+namespace {
+
+ztk::ByteView view(const std::string &s) { return {reinterpret_cast<const uint8_t *>(s.data()), s.size()}; }
+
+// The encoder on `toEncode` and the decoder on `toDecode`, at every level and
+// in every mode, against `encodeRef` and `decodeRef` (by default the one-byte
+// rules). Each input ends right before an unreadable page, and so does the
+// encoder's output room, exactly what it promises: a block loop that stops
+// too late faults.
+template <class EncodeRef, class DecodeRef>
+void expect_every_level(const std::vector<std::string> &toEncode, const std::vector<std::string> &toDecode,
+                        EncodeRef encodeRef, DecodeRef decodeRef) {
+  for (int64_t options = 0; options < 4; ++options) {
+    SCOPED_TRACE(options);
+    expect_equal_at_every_level(
+        toEncode,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
+          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
+          return std::string(out.bytes(), out.bytes() + n);
+        },
+        [&](const std::string &in) { return encodeRef(in, options); });
+    expect_equal_at_every_level(
+        toDecode,
+        [&](ztk::ByteView in) {
+          GuardedBytes out(std::string(in.size, '\0'));
+          return std::string(out.bytes(), out.bytes() + ztk::url::decode(in, options, out.bytes()));
+        },
+        [&](const std::string &in) { return decodeRef(in, options); });
+  }
+}
+
+void expect_every_level(const std::vector<std::string> &toEncode, const std::vector<std::string> &toDecode) {
+  expect_every_level(
+      toEncode, toDecode, [](const std::string &in, int64_t options) { return reference::url_encode(in, options); },
+      [](const std::string &in, int64_t options) { return reference::url_decode(in, options); });
+}
+
+}  // namespace
+
 TEST_P(EncodingToURLZTK, OptionsChooseSpaceAndPlus) {
   const char *expected[] = {"a%20b+c", "a+b%2Bc", "a%20b%2Bc", "a%20b+c"};
   for (int64_t options : {int64_t{0}, int64_t{1}, int64_t{2}, int64_t{3}, int64_t{5}, (int64_t{1} << 32) + 2, int64_t{-1}}) {
@@ -153,26 +193,7 @@ TEST(UrlKernel, EveryLevelGivesTheOneByteRules) {
     s[at] = at % 2 ? ' ' : '+';
     inputs.push_back(s);
   }
-  for (int64_t options = 0; options < 4; ++options) {
-    SCOPED_TRACE(options);
-    expect_equal_at_every_level(
-        inputs,
-        [&](ztk::ByteView in) {
-          // The exact room the encoder promises, ending at an unreadable page.
-          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
-          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
-          return std::string(out.view().data, out.view().data + n);
-        },
-        [&](const std::string &in) { return reference::url_encode(in, options); });
-    expect_equal_at_every_level(
-        inputs,
-        [&](ztk::ByteView in) {
-          GuardedBytes out(std::string(in.size, '\0'));
-          const size_t n = ztk::url::decode(in, options, out.bytes());
-          return std::string(out.view().data, out.view().data + n);
-        },
-        [&](const std::string &in) { return reference::url_decode(in, options); });
-  }
+  expect_every_level(inputs, inputs);
 }
 
 // Long inputs at every level against the plain kernels: many 64-byte blocks,
@@ -184,34 +205,18 @@ TEST(UrlKernel, EveryLevelEqualsThePlainKernelsOnLongInputs) {
   for (size_t at = 0; at < sparse.size(); at += 1 + rng() % 200) sparse[at] = "% +~\xE9"[rng() % 5];
   const std::vector<std::string> inputs = {random_text(rng, 5000), random_text(rng, 5000, "abcXYZ019 +%~"), sparse,
                                            std::string(4099, 'k'), std::string(4099, ' ')};
-  auto view = [](const std::string &s) { return ztk::ByteView{reinterpret_cast<const uint8_t *>(s.data()), s.size()}; };
-  for (int64_t options = 0; options < 4; ++options) {
-    SCOPED_TRACE(options);
-    expect_equal_at_every_level(
-        inputs,
-        [&](ztk::ByteView in) {
-          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
-          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
-          return std::string(out.view().data, out.view().data + n);
-        },
-        [&](const std::string &in) {
-          std::string out(ztk::url::max_encoded_size(in.size()), '\0');
-          out.resize(ztk::url::encode_reference(view(in), options, out.data()));
-          return out;
-        });
-    expect_equal_at_every_level(
-        inputs,
-        [&](ztk::ByteView in) {
-          GuardedBytes out(std::string(in.size, '\0'));
-          const size_t n = ztk::url::decode(in, options, out.bytes());
-          return std::string(out.view().data, out.view().data + n);
-        },
-        [&](const std::string &in) {
-          std::string out(in.size(), '\0');
-          out.resize(ztk::url::decode_reference(view(in), options, reinterpret_cast<uint8_t *>(out.data())));
-          return out;
-        });
-  }
+  expect_every_level(
+      inputs, inputs,
+      [&](const std::string &in, int64_t options) {
+        std::string out(ztk::url::max_encoded_size(in.size()), '\0');
+        out.resize(ztk::url::encode_reference(view(in), options, out.data()));
+        return out;
+      },
+      [&](const std::string &in, int64_t options) {
+        std::string out(in.size(), '\0');
+        out.resize(ztk::url::decode_reference(view(in), options, reinterpret_cast<uint8_t *>(out.data())));
+        return out;
+      });
 }
 
 // Query strings, escape-dense non-Latin text and bytes drawn from the
@@ -251,25 +256,7 @@ TEST(UrlKernel, EveryLevelGivesTheOneByteRulesOnQueriesAndDenseEscapes) {
     s[n - 2] = '%';  // an escape cut short after whole blocks
     encodedInputs.push_back(s);
   }
-  for (int64_t options = 0; options < 4; ++options) {
-    SCOPED_TRACE(options);
-    expect_equal_at_every_level(
-        plainInputs,
-        [&](ztk::ByteView in) {
-          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
-          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
-          return std::string(out.view().data, out.view().data + n);
-        },
-        [&](const std::string &in) { return reference::url_encode(in, options); });
-    expect_equal_at_every_level(
-        encodedInputs,
-        [&](ztk::ByteView in) {
-          GuardedBytes out(std::string(in.size, '\0'));
-          const size_t n = ztk::url::decode(in, options, out.bytes());
-          return std::string(out.view().data, out.view().data + n);
-        },
-        [&](const std::string &in) { return reference::url_decode(in, options); });
-  }
+  expect_every_level(plainInputs, encodedInputs);
 }
 
 // A token at every place of the first blocks, after long clean stretches
@@ -293,22 +280,5 @@ TEST(UrlKernel, EveryLevelTakesATokenAtEveryPlaceOfABlock) {
       plainText.push_back(dense);
     }
   }
-  for (int64_t options = 0; options < 4; ++options) {
-    SCOPED_TRACE(options);
-    expect_equal_at_every_level(
-        encoded,
-        [&](ztk::ByteView in) {
-          GuardedBytes out(std::string(in.size, '\0'));
-          return std::string(out.bytes(), out.bytes() + ztk::url::decode(in, options, out.bytes()));
-        },
-        [&](const std::string &in) { return reference::url_decode(in, options); });
-    expect_equal_at_every_level(
-        plainText,
-        [&](ztk::ByteView in) {
-          GuardedBytes out(std::string(ztk::url::max_encoded_size(in.size), '\0'));
-          const size_t n = ztk::url::encode(in, options, reinterpret_cast<char *>(out.bytes()));
-          return std::string(out.bytes(), out.bytes() + n);
-        },
-        [&](const std::string &in) { return reference::url_encode(in, options); });
-  }
+  expect_every_level(plainText, encoded);
 }
