@@ -38,7 +38,7 @@ struct Written {
 // text [s, a); or none, `s` and `o` handed back as they were. `bytes` are
 // the narrowed units after the "&" at a, `key` them up to the ";" at k
 // (1 <= k <= 6).
-__attribute__((noinline)) Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key, size_t k,
+__attribute__((always_inline)) inline Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key, size_t k,
                                                   const uint16_t *s, uint16_t *o) {
   const int32_t value = (bytes & 0xFF) == '#' ? DecodeWalk::numeric(bytes, k) : static_cast<int32_t>(code_of_key(key));
   if (value <= 0) return {s, o};  // the "&" stays in the text
@@ -60,7 +60,7 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   // Text is written when a reference or a block with none needs it, in whole
   // moves that may run past it.
   const uint16_t *s = u;
-  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
+  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';');
   // The "&"s of the block of 32 units at q. Narrowed with unsigned
   // saturation a unit above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
   const auto amps_at = [amp](const uint16_t *q) {
@@ -101,23 +101,24 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
       }
       const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
       amps &= amps - 1;
-      const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
-      uint64_t bytes;
-      _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1));
+      const __m128i x = _mm_packus_epi16(v, v);
+      const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
+      // The name that holds the slot of the first three bytes, checked with
+      // its ";" by one masked compare: no search for the ";" first.
+      const size_t slot = prefix_slot_of(bytes);
+      if (__builtin_expect((bytes & kPrefixNameIndex.mask[slot]) == kPrefixNameIndex.key[slot], 1)) {
+        // A name, all letters and digits: no "&" inside it.
+        o = copy_text(s, a, o);
+        *o++ = kPrefixNameIndex.code[slot];  // every name is in the BMP
+        s = a + kPrefixNameIndex.advance[slot];
+        continue;
+      }
       // The first ";" within seven units; 7 when there is none.
       const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
       const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
-      const uint64_t key = bytes & DecodeWalk::kKeyMasks[k];
-      const size_t slot = byte_slot_of(key);
-      if (__builtin_expect(kByteNameIndex.key[slot] == key, 1)) {
-        // A name, all letters and digits: no "&" inside it.
-        o = copy_text(s, a, o);
-        *o++ = kByteNameIndex.code[slot];  // every name is in the BMP
-        s = a + k + 2;
-        continue;
-      }
       if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
-      const Written w = other_reference(a, bytes, key, k, s, o);
+      const Written w = other_reference(a, bytes, bytes & DecodeWalk::kKeyMasks[k], k, s, o);
       if (w.text != s) {
         s = w.text;
         o = w.out;

@@ -103,6 +103,25 @@ struct ByteNameIndex {
 constexpr size_t byte_slot_of(uint64_t key) { return static_cast<size_t>((key * 0xB6754BA6198C6693ull) >> 55); }
 extern const ByteNameIndex kByteNameIndex;
 
+// The names as the 16-byte levels look them up first: by a hash of the
+// three narrowed bytes after the "&" (a name of two holds its ";" there),
+// before its length is known. The name that holds a slot is checked by one
+// compare of the eight bytes under its mask, its characters, its ";" and so
+// its length at once. A name that lost its slot to another of the same three
+// bytes is found by code_of_key.
+struct PrefixNameIndex {
+  uint64_t key[1024];   // the name's characters and ";" ( ~0 in an empty slot)
+  uint64_t mask[1024];  // keeps those bytes (0 in an empty slot: no match)
+  uint16_t code[1024];
+  uint8_t advance[1024];  // units from the "&" to past the ";"
+};
+// A 32-bit multiply by an immediate: the multiplier leaves every common name
+// and most others in a slot of their own (checked in kernels.cpp).
+constexpr size_t prefix_slot_of(uint64_t bytes) {
+  return static_cast<size_t>((static_cast<uint32_t>(bytes << 8) * 824465427u) >> 22);
+}
+extern const PrefixNameIndex kPrefixNameIndex;
+
 namespace {
 // The code of the name whose key is `key`, or 0.
 inline uint32_t code_of_key(uint64_t key) {
