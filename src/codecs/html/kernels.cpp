@@ -182,6 +182,26 @@ constexpr EncodeTable make_encode_table() {
 }
 static_assert(kEntityCount + 1 < 256, "encoder rows are numbered in a byte");
 
+constexpr LatinRows make_latin_rows(const EncodeTable &table) {
+  LatinRows rows{};
+  for (size_t c = 0; c < 256; ++c) {
+    EncodeRow &row = rows.row[c];
+    if (table.index[c] != 0) {
+      row = table.row[table.index[c]];
+    } else if (c >= 0x80) {
+      const char digits[3] = {static_cast<char>('0' + c / 100), static_cast<char>('0' + c / 10 % 10),
+                              static_cast<char>('0' + c % 10)};
+      const char text[6] = {'&', '#', digits[0], digits[1], digits[2], ';'};
+      for (size_t j = 0; j < 6; ++j) row.text[j] = text[j];
+      row.length = 6;
+    } else {
+      row.text[0] = static_cast<char>(c);
+      row.length = 1;
+    }
+  }
+  return rows;
+}
+
 // The names texts use most, placed first so that each has its own slot and
 // is found by one compare; the others may have to probe.
 constexpr const char *kCommonNames[] = {
@@ -246,6 +266,7 @@ constexpr PrefixNameIndex make_prefix_name_index() {
 
 constexpr CodeIndex kCodeIndex = make_code_index();
 constexpr EncodeTable kEncodeTable = make_encode_table();
+constexpr LatinRows kLatinRows = make_latin_rows(kEncodeTable);
 constexpr ByteNameIndex kByteNameIndex = make_byte_name_index();
 constexpr PrefixNameIndex kPrefixNameIndex = make_prefix_name_index();
 

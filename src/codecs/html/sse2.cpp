@@ -154,15 +154,21 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
 
 namespace {
 
-// Bytes of all ones for the five markup characters among 16 narrowed units
-// (a unit from 0x80 up is marked anyway, whatever its byte became).
+// Bytes of all ones for the five markup characters among 16 narrowed units,
+// and for "#": '"', "#", "&" and "'" differ only in bits 0 and 2, "<" and
+// ">" only in bit 1, so two compares mark them all. A "#" has a row of its
+// own byte, and costs only its reading from the table.
 inline __m128i markup_bytes(__m128i b) {
-  // "&" and "'" differ only in bit 0, "<" and ">" only in bit 1: three
-  // compares for the five.
-  const __m128i ampOrApos = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(1)), _mm_set1_epi8('\''));
+  const __m128i quoteToApos = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(5)), _mm_set1_epi8('\''));
   const __m128i angle = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(2)), _mm_set1_epi8('>'));
-  return _mm_or_si128(_mm_or_si128(ampOrApos, angle), _mm_cmpeq_epi8(b, _mm_set1_epi8('"')));
+  return _mm_or_si128(quoteToApos, angle);
 }
+
+// Top bits for the units from 0x7F up among 16 units narrowed with signed
+// saturation: those from 0x80 up became 0x7F or a byte from 0x80 up, and
+// the rounded average with 0x80 reaches 0x80 from 0x7F up. DEL is marked
+// too, and has a row of its own byte.
+inline __m128i high_bytes(__m128i b) { return _mm_avg_epu8(b, _mm_set1_epi8(static_cast<char>(0x80))); }
 
 template <bool kKeepASCII>
 size_t encode(U16View in, size_t from, uint8_t *out) {
@@ -176,12 +182,11 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
     // Under signed saturation a unit below 0x80 is its byte, one from 0x8000
-    // up has the top bit set, and any other is 0x7F; under unsigned
-    // saturation those others have the top bit set. The top bit of the two
-    // or-ed marks the units from 0x80 up; the signed bytes are the text.
+    // up has the top bit set, and any other is 0x7F: the bytes are the text,
+    // and mark every unit from 0x80 up.
     const __m128i low = _mm_packs_epi16(a, b), high = _mm_packs_epi16(c, d);
-    __m128i markLow = _mm_or_si128(_mm_packus_epi16(a, b), low);
-    __m128i markHigh = _mm_or_si128(_mm_packus_epi16(c, d), high);
+    __m128i markLow = high_bytes(low);
+    __m128i markHigh = high_bytes(high);
     if (!kKeepASCII) {
       markLow = _mm_or_si128(markLow, markup_bytes(low));
       markHigh = _mm_or_si128(markHigh, markup_bytes(high));
@@ -206,7 +211,14 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
       std::memcpy(o, text, 16);
       if (bytes + at - text > 16) std::memcpy(o + 16, text + 16, 16);
       o += bytes + at - text;
-      o = EncodeWalk::reference(units[at], o);
+      const uint16_t unit = units[at];
+      if (__builtin_expect(unit < 256, 1)) {
+        const EncodeRow &row = kLatinRows.row[unit];
+        std::memcpy(o, &row, 16);
+        o += row.length;
+      } else {
+        o = EncodeWalk::reference(unit, o);
+      }
       text = bytes + at + 1;
     } while (special != 0);
     std::memcpy(o, text, 32);

@@ -75,6 +75,14 @@ struct EncodeTable {
   EncodeRow row[kEntityCount + 2];
 };
 extern const EncodeTable kEncodeTable;
+// The same rows for every unit below 0x100, numeric references included,
+// found with no index: a unit below 0x80 that is not written as a reference
+// has a row of its own byte, so that a level may mark more units than it
+// must (DEL, which it cannot tell from a unit narrowed with saturation).
+struct LatinRows {
+  EncodeRow row[256];
+};
+extern const LatinRows kLatinRows;
 
 // Internal to each source that includes it, so that a copy compiled for NEON
 // (32-bit ARM builds only the NEON sources with NEON enabled) is never the
