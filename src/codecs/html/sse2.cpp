@@ -33,14 +33,62 @@ struct Written {
   uint16_t *out;
 };
 
+// The value of "&#" and k - 1 decimal digits before the ";" (bytes from the
+// "#" up, 2 <= k <= 6), or -1 when those are not all digits. The digits,
+// moved to the top of the word so that the places before them count as
+// zeros, are summed in pairs, fours and eights by three multiplies.
+inline int32_t decimal_value(uint64_t bytes, size_t k) {
+  constexpr uint64_t kLow = 0x0F0F0F0F0F0F0F0Full, kHigh = 0xF0F0F0F0F0F0F0F0ull, kZeros = 0x3030303030303030ull;
+  const unsigned shift = static_cast<unsigned>(72 - 8 * k);  // the digits at the top
+  const uint64_t digits = (bytes >> 8) << shift;
+  const uint64_t zeros = kZeros << shift;
+  // "0" to "?" in every place, and no carry out of a digit when 6 is added.
+  if ((digits & kHigh) != zeros || ((digits + (0x0606060606060606ull << shift)) & kHigh) != zeros) return -1;
+  uint64_t v = ((digits & kLow) * 2561) >> 8;
+  v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
+  v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
+  return static_cast<int32_t>(v);
+}
+
+// Each byte's value as a hexadecimal digit; 16 for any other.
+struct HexDigits {
+  uint8_t value[256];
+};
+constexpr HexDigits kHexDigits = [] {
+  HexDigits t{};
+  for (auto &v : t.value) v = 16;
+  for (int c = 0; c < 10; ++c) t.value['0' + c] = static_cast<uint8_t>(c);
+  for (int c = 0; c < 6; ++c) t.value['a' + c] = t.value['A' + c] = static_cast<uint8_t>(10 + c);
+  return t;
+}();
+
+// The value of "&#x" and k - 2 hexadecimal digits before the ";" (bytes from
+// the "#" up, k <= 6, so four digits at most), or -1 when those are not all
+// digits.
+inline int32_t hex_value(uint64_t bytes, size_t k) {
+  int32_t value = 0;
+  for (size_t j = 2; j < k; ++j) {
+    const unsigned digit = kHexDigits.value[bytes >> (8 * j) & 0xFF];
+    if (digit > 15) return -1;
+    value = value * 16 + static_cast<int32_t>(digit);
+  }
+  return value;
+}
+
 // A reference the block loop does not take from its name's own slot: a name
 // that lost its slot to another or a numeric reference, written after the
 // text [s, a); or none, `s` and `o` handed back as they were. `bytes` are
 // the narrowed units after the "&" at a, `key` them up to the ";" at k
 // (1 <= k <= 6).
-__attribute__((always_inline)) inline Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key, size_t k,
-                                                  const uint16_t *s, uint16_t *o) {
-  const int32_t value = (bytes & 0xFF) == '#' ? DecodeWalk::numeric(bytes, k) : static_cast<int32_t>(code_of_key(key));
+__attribute__((always_inline)) inline Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key,
+                                                              size_t k, const uint16_t *s, uint16_t *o) {
+  int32_t value;
+  if ((bytes & 0xFF) != '#') {
+    value = static_cast<int32_t>(code_of_key(key));
+  } else {
+    value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+    if (value < 0) value = DecodeWalk::numeric(bytes, k);  // a "-", or a stop before the ";"
+  }
   if (value <= 0) return {s, o};  // the "&" stays in the text
   o = copy_text(s, a, o);
   if (value <= 0xFFFF) {
