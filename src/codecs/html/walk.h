@@ -118,7 +118,7 @@ extern const ByteNameIndex kByteNameIndex;
 // its length at once. A name that lost its slot to another of the same three
 // bytes is found by code_of_key.
 struct PrefixNameIndex {
-  uint64_t key[1024];   // the name's characters and ";" ( ~0 in an empty slot)
+  uint64_t key[1024];   // the name's characters and ";" (~0 in an empty slot)
   uint64_t mask[1024];  // keeps those bytes (0 in an empty slot: no match)
   uint16_t code[1024];
   uint8_t advance[1024];  // units from the "&" to past the ";"
