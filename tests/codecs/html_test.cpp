@@ -611,3 +611,107 @@ TEST(HtmlCodecKernels, CleanBlocksBetweenReferences) {
     }
   });
 }
+
+namespace {
+
+// Decodes each text at every level, with the units ending right before an
+// unreadable page and into exactly the room the kernel is promised, against
+// the decoder of one unit at a time.
+void expect_decoded_as_one_unit_at_a_time(const std::vector<std::u16string> &texts) {
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::u16string &text : texts) {
+      const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
+      const ztk::U16View units{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)),
+                               text.size()};
+      std::vector<uint16_t> fast(text.size() + 1, 0xBEEF);
+      const size_t n = ztk::html::kernels().decode(units, fast.data(), fast.data() + text.size());
+      ASSERT_EQ(fast[text.size()], 0xBEEF) << "a store past the room";
+      UnicodeStringHandle slow(2 * int64_t(units.size) + 4096);
+      decode_one_at_a_time(units, slow);
+      ASSERT_EQ(std::string(reinterpret_cast<const char *>(fast.data()), 2 * n), contents(slow, 2))
+          << std::string(text.begin(), text.end()) << " (" << text.size() << " units)";
+    }
+  });
+}
+
+}  // namespace
+
+// Every name of the table, those that share their first three characters
+// with another (sup1, sup2, sube, sigmaf, frac12...) among them, across the
+// ends of the first two blocks; and each with a unit from 0x100 up in place
+// of a character or of its ";", one that narrows with saturation to 0xFF and
+// one that narrows to a zero byte: none of them may pass for the name.
+TEST(HtmlCodecKernels, EveryNameAndItsNearMissesAroundBlockEnds) {
+  std::vector<std::u16string> references;
+  for (const auto *e = ztk::html::escapecodes; e->code != 0; ++e) {
+    std::u16string r = u"&";
+    for (const char *c = e->name; *c != 0; ++c) r += static_cast<char16_t>(static_cast<uint8_t>(*c));
+    r += u";";
+    references.push_back(r);
+    for (const size_t j : {size_t{1}, r.size() / 2, r.size() - 1}) {
+      for (const char16_t high : {char16_t{0x100}, char16_t{0x8000}}) {
+        std::u16string miss = r;
+        miss[j] = static_cast<char16_t>(miss[j] | high);
+        references.push_back(miss);
+      }
+    }
+  }
+  std::vector<std::u16string> texts;
+  for (const std::u16string &r : references) {
+    for (const size_t at : {size_t{0}, size_t{5}, size_t{25}, size_t{27}, size_t{29}, size_t{31}, size_t{32},
+                            size_t{57}, size_t{60}, size_t{63}, size_t{64}}) {
+      texts.push_back(std::u16string(at, u'a') + r + std::u16string(100, u'b'));
+      texts.push_back(std::u16string(at + 64, u'a') + r);  // ending with the reference
+    }
+  }
+  expect_decoded_as_one_unit_at_a_time(texts);
+}
+
+// Numeric references of every length up to their ";" within seven units:
+// decimal ones of one to five digits, with zeros ahead, above 0xFFFF (a
+// pair), zero; hexadecimal ones of either case; and those read only up to a
+// "-" or another stop, which still end at their ";".
+TEST(HtmlCodecKernels, EveryShapeOfNumericReferenceAroundBlockEnds) {
+  const std::vector<std::u16string> references = {
+      u"&#7;",     u"&#65;",    u"&#233;",   u"&#8364;",  u"&#65535;", u"&#65536;", u"&#99999;", u"&#00065;",
+      u"&#0;",     u"&#00;",    u"&#9;",     u"&#10;",    u"&#5a;",    u"&#5:;",    u"&#5/;",    u"&#1-2;",
+      u"&#-5;",    u"&#5 ;",    u"&#123456;", u"&#x7;",   u"&#xA;",    u"&#xa;",    u"&#xFf;",   u"&#x20AC;",
+      u"&#xffff;", u"&#x0;",    u"&#x00;",   u"&#x4g;",   u"&#xG;",    u"&#x-1;",   u"&#x1-;",   u"&#x12345;",
+      u"&#x@;",    u"&#x`;",    u"&#x/;",    u"&#x:;",    u"&#xF;",    u"&#X41;",   u"&#\u0131;", u"&#4\u0130;",
+      u"&#x4\u0161;", u"&#\u8031;"};
+  std::vector<std::u16string> texts;
+  for (const std::u16string &r : references) {
+    for (size_t at = 20; at <= 70; ++at) {
+      texts.push_back(std::u16string(at, u'a') + r + std::u16string(100, u'b'));
+      texts.push_back(std::u16string(at, u'a') + r);
+    }
+  }
+  expect_decoded_as_one_unit_at_a_time(texts);
+}
+
+// Every unit below 0x300 and the edges of the two saturations, at every
+// place of the first two blocks: a level may mark more units than it must
+// (DEL, "#"), never fewer, and writes each as one unit at a time does.
+TEST(HtmlCodecKernels, EveryUnitEncodesAtEveryPlaceInABlock) {
+  std::vector<char16_t> units;
+  for (char16_t c = 1; c < 0x300; ++c) units.push_back(c);
+  for (const char16_t c : {0x7FFF, 0x8000, 0x8022, 0xFF26, 0xFF7F, 0xFF80, 0xFFFD}) units.push_back(c);
+  for_each_level([&](ztk::cpu::Level) {
+    for (const char16_t c : units) {
+      for (size_t at = 0; at < 70; at += (c < 0x80 ? 1 : 7)) {
+        std::u16string text(80, u'x');
+        text[at] = c;
+        text[79 - at / 2] = c;
+        const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
+        const ztk::U16View view{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)),
+                                text.size()};
+        for (bool keep : {false, true}) {
+          AsciiStringHandle fast(2 * int64_t(view.size) + 4096), slow(2 * int64_t(view.size) + 4096);
+          ztk::html::encode(view, keep, fast);
+          encode_one_at_a_time(view, keep, slow);
+          ASSERT_EQ(contents(fast, 1), contents(slow, 1)) << std::hex << unsigned{c} << " at " << std::dec << at;
+        }
+      }
+    }
+  });
+}

@@ -182,6 +182,26 @@ constexpr EncodeTable make_encode_table() {
 }
 static_assert(kEntityCount + 1 < 256, "encoder rows are numbered in a byte");
 
+constexpr LatinRows make_latin_rows(const EncodeTable &table) {
+  LatinRows rows{};
+  for (size_t c = 0; c < 256; ++c) {
+    EncodeRow &row = rows.row[c];
+    if (table.index[c] != 0) {
+      row = table.row[table.index[c]];
+    } else if (c >= 0x80) {
+      const char digits[3] = {static_cast<char>('0' + c / 100), static_cast<char>('0' + c / 10 % 10),
+                              static_cast<char>('0' + c % 10)};
+      const char text[6] = {'&', '#', digits[0], digits[1], digits[2], ';'};
+      for (size_t j = 0; j < 6; ++j) row.text[j] = text[j];
+      row.length = 6;
+    } else {
+      row.text[0] = static_cast<char>(c);
+      row.length = 1;
+    }
+  }
+  return rows;
+}
+
 // The names texts use most, placed first so that each has its own slot and
 // is found by one compare; the others may have to probe.
 constexpr const char *kCommonNames[] = {
@@ -221,11 +241,34 @@ constexpr ByteNameIndex make_byte_name_index() {
   return index;
 }
 
+constexpr PrefixNameIndex make_prefix_name_index() {
+  PrefixNameIndex index{};
+  for (auto &key : index.key) key = ~uint64_t{0};
+  for (const bool common : {true, false}) {
+    for (int r = 0; r < kEntityCount; ++r) {
+      const size_t k = name_length(escapecodes[r].name);
+      if (k > kMaxName || is_common(escapecodes[r].name) != common) continue;
+      uint64_t key = 0;
+      for (size_t j = 0; j < k; ++j) key |= uint64_t{static_cast<uint8_t>(escapecodes[r].name[j])} << (8 * j);
+      key |= uint64_t{';'} << (8 * k);
+      const size_t slot = prefix_slot_of(key);
+      if (index.mask[slot] != 0) continue;  // found by code_of_key
+      index.key[slot] = key;
+      index.mask[slot] = (uint64_t{1} << (8 * (k + 1))) - 1;
+      index.code[slot] = static_cast<uint16_t>(escapecodes[r].code);
+      index.advance[slot] = static_cast<uint8_t>(k + 2);
+    }
+  }
+  return index;
+}
+
 }  // namespace
 
 constexpr CodeIndex kCodeIndex = make_code_index();
 constexpr EncodeTable kEncodeTable = make_encode_table();
+constexpr LatinRows kLatinRows = make_latin_rows(kEncodeTable);
 constexpr ByteNameIndex kByteNameIndex = make_byte_name_index();
+constexpr PrefixNameIndex kPrefixNameIndex = make_prefix_name_index();
 
 namespace {
 // Every common name sits in the slot its key hashes to.
@@ -240,6 +283,18 @@ constexpr bool common_names_in_own_slots() {
   return true;
 }
 static_assert(common_names_in_own_slots(), "a common name lost its slot: choose another multiplier");
+// And each holds the slot of its first three bytes.
+constexpr bool common_names_hold_prefix_slots() {
+  for (const char *name : kCommonNames) {
+    uint64_t key = 0;
+    size_t k = 0;
+    for (; name[k] != 0; ++k) key |= uint64_t{static_cast<uint8_t>(name[k])} << (8 * k);
+    key |= uint64_t{';'} << (8 * k);
+    if (kPrefixNameIndex.key[prefix_slot_of(key)] != key) return false;
+  }
+  return true;
+}
+static_assert(common_names_hold_prefix_slots(), "a common name lost its prefix slot: choose another multiplier");
 }  // namespace
 constexpr NameIndex kNameIndex = make_name_index();
 constexpr References kReferences = make_references();

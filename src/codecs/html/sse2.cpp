@@ -33,14 +33,62 @@ struct Written {
   uint16_t *out;
 };
 
+// The value of "&#" and k - 1 decimal digits before the ";" (bytes from the
+// "#" up, 2 <= k <= 6), or -1 when those are not all digits. The digits,
+// moved to the top of the word so that the places before them count as
+// zeros, are summed in pairs, fours and eights by three multiplies.
+inline int32_t decimal_value(uint64_t bytes, size_t k) {
+  constexpr uint64_t kLow = 0x0F0F0F0F0F0F0F0Full, kHigh = 0xF0F0F0F0F0F0F0F0ull, kZeros = 0x3030303030303030ull;
+  const unsigned shift = static_cast<unsigned>(72 - 8 * k);  // the digits at the top
+  const uint64_t digits = (bytes >> 8) << shift;
+  const uint64_t zeros = kZeros << shift;
+  // "0" to "?" in every place, and no carry out of a digit when 6 is added.
+  if ((digits & kHigh) != zeros || ((digits + (0x0606060606060606ull << shift)) & kHigh) != zeros) return -1;
+  uint64_t v = ((digits & kLow) * 2561) >> 8;
+  v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
+  v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
+  return static_cast<int32_t>(v);
+}
+
+// Each byte's value as a hexadecimal digit; 16 for any other.
+struct HexDigits {
+  uint8_t value[256];
+};
+constexpr HexDigits kHexDigits = [] {
+  HexDigits t{};
+  for (auto &v : t.value) v = 16;
+  for (int c = 0; c < 10; ++c) t.value['0' + c] = static_cast<uint8_t>(c);
+  for (int c = 0; c < 6; ++c) t.value['a' + c] = t.value['A' + c] = static_cast<uint8_t>(10 + c);
+  return t;
+}();
+
+// The value of "&#x" and k - 2 hexadecimal digits before the ";" (bytes from
+// the "#" up, k <= 6, so four digits at most), or -1 when those are not all
+// digits.
+inline int32_t hex_value(uint64_t bytes, size_t k) {
+  int32_t value = 0;
+  for (size_t j = 2; j < k; ++j) {
+    const unsigned digit = kHexDigits.value[bytes >> (8 * j) & 0xFF];
+    if (digit > 15) return -1;
+    value = value * 16 + static_cast<int32_t>(digit);
+  }
+  return value;
+}
+
 // A reference the block loop does not take from its name's own slot: a name
 // that lost its slot to another or a numeric reference, written after the
 // text [s, a); or none, `s` and `o` handed back as they were. `bytes` are
 // the narrowed units after the "&" at a, `key` them up to the ";" at k
 // (1 <= k <= 6).
-__attribute__((noinline)) Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key, size_t k,
-                                                  const uint16_t *s, uint16_t *o) {
-  const int32_t value = (bytes & 0xFF) == '#' ? DecodeWalk::numeric(bytes, k) : static_cast<int32_t>(code_of_key(key));
+__attribute__((always_inline)) inline Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key,
+                                                              size_t k, const uint16_t *s, uint16_t *o) {
+  int32_t value;
+  if ((bytes & 0xFF) != '#') {
+    value = static_cast<int32_t>(code_of_key(key));
+  } else {
+    value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+    if (value < 0) value = DecodeWalk::numeric(bytes, k);  // a "-", or a stop before the ";"
+  }
   if (value <= 0) return {s, o};  // the "&" stays in the text
   o = copy_text(s, a, o);
   if (value <= 0xFFFF) {
@@ -60,7 +108,7 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   // Text is written when a reference or a block with none needs it, in whole
   // moves that may run past it.
   const uint16_t *s = u;
-  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
+  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';');
   // The "&"s of the block of 32 units at q. Narrowed with unsigned
   // saturation a unit above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
   const auto amps_at = [amp](const uint16_t *q) {
@@ -101,23 +149,24 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
       }
       const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
       amps &= amps - 1;
-      const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
-      uint64_t bytes;
-      _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1));
+      const __m128i x = _mm_packus_epi16(v, v);
+      const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
+      // The name that holds the slot of the first three bytes, checked with
+      // its ";" by one masked compare: no search for the ";" first.
+      const size_t slot = prefix_slot_of(bytes);
+      if (__builtin_expect((bytes & kPrefixNameIndex.mask[slot]) == kPrefixNameIndex.key[slot], 1)) {
+        // A name, all letters and digits: no "&" inside it.
+        o = copy_text(s, a, o);
+        *o++ = kPrefixNameIndex.code[slot];  // every name is in the BMP
+        s = a + kPrefixNameIndex.advance[slot];
+        continue;
+      }
       // The first ";" within seven units; 7 when there is none.
       const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
       const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
-      const uint64_t key = bytes & DecodeWalk::kKeyMasks[k];
-      const size_t slot = byte_slot_of(key);
-      if (__builtin_expect(kByteNameIndex.key[slot] == key, 1)) {
-        // A name, all letters and digits: no "&" inside it.
-        o = copy_text(s, a, o);
-        *o++ = kByteNameIndex.code[slot];  // every name is in the BMP
-        s = a + k + 2;
-        continue;
-      }
       if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
-      const Written w = other_reference(a, bytes, key, k, s, o);
+      const Written w = other_reference(a, bytes, bytes & DecodeWalk::kKeyMasks[k], k, s, o);
       if (w.text != s) {
         s = w.text;
         o = w.out;
@@ -153,15 +202,21 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
 
 namespace {
 
-// Bytes of all ones for the five markup characters among 16 narrowed units
-// (a unit from 0x80 up is marked anyway, whatever its byte became).
+// Bytes of all ones for the five markup characters among 16 narrowed units,
+// and for "#": '"', "#", "&" and "'" differ only in bits 0 and 2, "<" and
+// ">" only in bit 1, so two compares mark them all. A "#" has a row of its
+// own byte, and costs only its reading from the table.
 inline __m128i markup_bytes(__m128i b) {
-  // "&" and "'" differ only in bit 0, "<" and ">" only in bit 1: three
-  // compares for the five.
-  const __m128i ampOrApos = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(1)), _mm_set1_epi8('\''));
+  const __m128i quoteToApos = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(5)), _mm_set1_epi8('\''));
   const __m128i angle = _mm_cmpeq_epi8(_mm_or_si128(b, _mm_set1_epi8(2)), _mm_set1_epi8('>'));
-  return _mm_or_si128(_mm_or_si128(ampOrApos, angle), _mm_cmpeq_epi8(b, _mm_set1_epi8('"')));
+  return _mm_or_si128(quoteToApos, angle);
 }
+
+// Top bits for the units from 0x7F up among 16 units narrowed with signed
+// saturation: those from 0x80 up became 0x7F or a byte from 0x80 up, and
+// the rounded average with 0x80 reaches 0x80 from 0x7F up. DEL is marked
+// too, and has a row of its own byte.
+inline __m128i high_bytes(__m128i b) { return _mm_avg_epu8(b, _mm_set1_epi8(static_cast<char>(0x80))); }
 
 template <bool kKeepASCII>
 size_t encode(U16View in, size_t from, uint8_t *out) {
@@ -175,12 +230,11 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
     // Under signed saturation a unit below 0x80 is its byte, one from 0x8000
-    // up has the top bit set, and any other is 0x7F; under unsigned
-    // saturation those others have the top bit set. The top bit of the two
-    // or-ed marks the units from 0x80 up; the signed bytes are the text.
+    // up has the top bit set, and any other is 0x7F: the bytes are the text,
+    // and mark every unit from 0x80 up.
     const __m128i low = _mm_packs_epi16(a, b), high = _mm_packs_epi16(c, d);
-    __m128i markLow = _mm_or_si128(_mm_packus_epi16(a, b), low);
-    __m128i markHigh = _mm_or_si128(_mm_packus_epi16(c, d), high);
+    __m128i markLow = high_bytes(low);
+    __m128i markHigh = high_bytes(high);
     if (!kKeepASCII) {
       markLow = _mm_or_si128(markLow, markup_bytes(low));
       markHigh = _mm_or_si128(markHigh, markup_bytes(high));
@@ -200,12 +254,20 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
     const uint16_t *units = in.data + i;
     const uint8_t *text = bytes;  // the first byte not yet written
     do {
-      const auto at = static_cast<unsigned>(__builtin_ctz(special));
+      const auto at = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(special)));
       special &= special - 1;
-      std::memcpy(o, text, 16);
-      if (bytes + at - text > 16) std::memcpy(o + 16, text + 16, 16);
+      // The text before the unit in one 32-byte move, whatever its length:
+      // a test of the length cost more than the second half.
+      std::memcpy(o, text, 32);
       o += bytes + at - text;
-      o = EncodeWalk::reference(units[at], o);
+      const size_t unit = units[at];
+      if (__builtin_expect(unit < 256, 1)) {
+        const EncodeRow *row = kLatinRows.row + unit;
+        std::memcpy(o, row, 16);
+        o += row->length;
+      } else {
+        o = EncodeWalk::reference(static_cast<uint16_t>(unit), o);
+      }
       text = bytes + at + 1;
     } while (special != 0);
     std::memcpy(o, text, 32);

@@ -75,6 +75,14 @@ struct EncodeTable {
   EncodeRow row[kEntityCount + 2];
 };
 extern const EncodeTable kEncodeTable;
+// The same rows for every unit below 0x100, numeric references included,
+// found with no index: a unit below 0x80 that is not written as a reference
+// has a row of its own byte, so that a level may mark more units than it
+// must (DEL, which it cannot tell from a unit narrowed with saturation).
+struct LatinRows {
+  EncodeRow row[256];
+};
+extern const LatinRows kLatinRows;
 
 // Internal to each source that includes it, so that a copy compiled for NEON
 // (32-bit ARM builds only the NEON sources with NEON enabled) is never the
@@ -102,6 +110,25 @@ struct ByteNameIndex {
 // slot (checked there when the table is built).
 constexpr size_t byte_slot_of(uint64_t key) { return static_cast<size_t>((key * 0xB6754BA6198C6693ull) >> 55); }
 extern const ByteNameIndex kByteNameIndex;
+
+// The names as the 16-byte levels look them up first: by a hash of the
+// three narrowed bytes after the "&" (a name of two holds its ";" there),
+// before its length is known. The name that holds a slot is checked by one
+// compare of the eight bytes under its mask, its characters, its ";" and so
+// its length at once. A name that lost its slot to another of the same three
+// bytes is found by code_of_key.
+struct PrefixNameIndex {
+  uint64_t key[1024];   // the name's characters and ";" (~0 in an empty slot)
+  uint64_t mask[1024];  // keeps those bytes (0 in an empty slot: no match)
+  uint16_t code[1024];
+  uint8_t advance[1024];  // units from the "&" to past the ";"
+};
+// A 32-bit multiply by an immediate: the multiplier leaves every common name
+// and most others in a slot of their own (checked in kernels.cpp).
+constexpr size_t prefix_slot_of(uint64_t bytes) {
+  return static_cast<size_t>((static_cast<uint32_t>(bytes << 8) * 824465427u) >> 22);
+}
+extern const PrefixNameIndex kPrefixNameIndex;
 
 namespace {
 // The code of the name whose key is `key`, or 0.
