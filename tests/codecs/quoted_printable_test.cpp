@@ -391,7 +391,7 @@ TEST(QuotedPrintableKernel, TokenRunsInEveryLaneOfTheLastWindowsGiveThePlainKern
   // run in a window's last lanes are what reads furthest past it, and an
   // input that ends right after them ends right before an unreadable page.
   std::vector<std::string> inputs;
-  for (const char *run : {"=E2=82=AC", "=\r\n=E2=82=AC", "=C3=A9\r\n", "=41"}) {
+  for (const char *run : {"=F0=9F=98=80", "=\r\n=F0=9F=98=80", "=C3=A9\r\n", "=41", "=41=42=43=44=45=46"}) {
     for (size_t at = 0; at < 72; ++at) {
       for (size_t after = 0; after <= 64; ++after) {
         inputs.push_back(std::string(at, 'x') + run + std::string(after, 'y'));
