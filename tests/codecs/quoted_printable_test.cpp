@@ -360,3 +360,55 @@ TEST(QuotedPrintableKernel, RunsBrokenAtTheLineRoomByEveryAmountGiveThePlainKern
   }
   expect_levels_equal_plain_kernel(inputs, {3, 10, 20, 33, 50, 76});
 }
+
+TEST(QuotedPrintableKernel, TokenPairsAcrossJoinedWindowsGiveThePlainKernelsBytes) {
+  // Windows join the masks of several blocks: a run of tokens ends anywhere
+  // in one and the next token lies up to a window or more further, so that
+  // the blocks stored after the run stop short of it, reach it or pass the
+  // window's end, and the run itself may pass that end.
+  static const char *const kFirst[] = {"=C3=A9", "=20\r\n", "=\r\n", "\r\n", "=E2=82=AC"};
+  static const char *const kSecond[] = {"=41", "\r\n", "=\r\n"};
+  // Text that differs at every offset, so that a byte left where an earlier
+  // store put it shows.
+  std::string text;
+  for (size_t k = 0; k < 80; ++k) text += static_cast<char>('!' + (k * 7 + k / 11) % 90 + ((k * 7 + k / 11) % 90 >= 28));
+  std::vector<std::string> inputs;
+  for (size_t at = 0; at < 70; at += 3) {
+    for (size_t gap = 0; gap < 72; ++gap) {
+      for (const char *first : kFirst) {
+        for (const char *second : kSecond) {
+          inputs.push_back(text.substr(0, at) + first + text.substr(at % 5, gap) + second + text.substr(3, 70));
+        }
+      }
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {76});
+}
+
+TEST(QuotedPrintableKernel, TokenRunsInEveryLaneOfTheLastWindowsGiveThePlainKernelsBytes) {
+  // The longest runs the windows take in one step, at every lane and followed
+  // by every number of bytes up to two windows: the blocks stored after a
+  // run in a window's last lanes are what reads furthest past it, and an
+  // input that ends right after them ends right before an unreadable page.
+  std::vector<std::string> inputs;
+  for (const char *run : {"=F0=9F=98=80", "=\r\n=F0=9F=98=80", "=C3=A9\r\n", "=41", "=41=42=43=44=45=46"}) {
+    for (size_t at = 0; at < 72; ++at) {
+      for (size_t after = 0; after <= 64; ++after) {
+        inputs.push_back(std::string(at, 'x') + run + std::string(after, 'y'));
+      }
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {76});
+}
+
+TEST(QuotedPrintableKernel, TokensCutByTheInputsEndAfterMailGiveThePlainKernelsBytes) {
+  // Mail of every length up to a few windows and then a token the input's
+  // end cuts short, right before an unreadable page: the windows must stop
+  // before anything a token could read past the end.
+  std::vector<std::string> inputs;
+  for (size_t n = 0; n <= 160; ++n) {
+    const std::string mail = ztk_bench::qp_mail(n);
+    for (const char *cut : {"=", "=4", "=\r", "=C3=", "=C3=A", "=20\r", " =", "\r"}) inputs.push_back(mail + cut);
+  }
+  expect_levels_equal_plain_kernel(inputs, {76});
+}

@@ -28,6 +28,8 @@ struct V {
   using reg = __m128i;
   static constexpr size_t kWidth = 16;
   static constexpr int kLaneBits = 1;
+  // Its decoder is decode_dense; the windows are the 16-byte level's.
+  static constexpr size_t kDecoderWindowBlocks = 1;
   ZTK_AVX512 static reg load(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
   ZTK_AVX512 static void store(uint8_t *p, reg v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
   // "=", CR and LF.

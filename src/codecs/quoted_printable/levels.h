@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "codecs/quoted_printable.h"
 #include "frame/ascii.h"

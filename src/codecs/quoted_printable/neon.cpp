@@ -12,6 +12,8 @@ struct V {
   // NEON has no byte mask move: narrowing each 16-bit pair by 4 bits gives
   // four bits per lane, of which the top one is kept.
   static constexpr int kLaneBits = 4;
+  // One block a window: its sixteen lanes of four bits fill a 64-bit mask.
+  static constexpr size_t kDecoderWindowBlocks = 1;
   static reg load(const uint8_t *p) { return vld1q_u8(p); }
   static void store(uint8_t *p, reg v) { vst1q_u8(p, v); }
   static uint64_t bits(reg m) {
