@@ -238,6 +238,11 @@ template <class Level>
   // on the way.
   const uint8_t *const last = s.last;
   auto marks = [&]() __attribute__((always_inline)) { return Level::marks_stored(at, out_of(at)); };
+  // The next block's, read before the step to it, so the loop steps once.
+  auto next_marks = [&]() __attribute__((always_inline)) {
+    return Level::marks_stored(at + kBlock, out_of(at + kBlock));
+  };
+  const uint8_t *const lastButOne = last - kBlock;
   uint64_t m;
   if (at > last) goto done;
   m = marks();
@@ -246,9 +251,9 @@ outside:
   // (Each loop clears a mark last, so the clearing itself tells whether any
   // is left.)
   while (m == 0) {
+    if (at > lastButOne) goto done_next;
+    m = next_marks();
     at += kBlock;
-    if (at > last) goto done;
-    m = marks();
   }
   for (;;) {
     const size_t k = lowest_lane(m);
@@ -296,9 +301,9 @@ outside_next:
   goto outside;
 inside:
   while (m == 0) {
+    if (at > lastButOne) goto done_next;
+    m = next_marks();
     at += kBlock;
-    if (at > last) goto done;
-    m = marks();
   }
   for (;;) {
     const size_t k = lowest_lane(m);
@@ -309,6 +314,10 @@ inside:
     }
     if (m == 0) goto inside;
   }
+done_next:
+  // (Stepped apart from the loop's own step, which stays in the loop.)
+  __asm__("" : "+r"(at));
+  at += kBlock;
 done:
   s.at = at;
   s.outAt = out_of(at);
