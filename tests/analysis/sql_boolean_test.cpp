@@ -267,3 +267,31 @@ TEST(SqlBooleanKernel, WordsAndQuotesAtEveryOffsetOfBlocksReadInPlace) {
       inputs, [](ztk::ByteView in) { return rewritten(in, ztk::sql::replace_booleans); },
       [](const std::string &s) { return rewritten(view_of(s), rewrite_one_byte_at_a_time); });
 }
+
+// Words that end past the block they start in, one after another: each
+// starts the next block where it ends, so the blocks after it are read at
+// every offset, and the next word may again end past one of them (or start
+// right at its end, or in its last lane). Runs of every length between the
+// words, a quoted string that holds a word and spans such blocks, and each
+// text cut at every length over its last blocks, so that it ends right
+// before an unreadable page inside a word or a quoted string.
+TEST(SqlBooleanKernel, WordsEndingPastTheirBlocksOneAfterAnotherEqualTheOneByteRulesAtEveryLevel) {
+  std::vector<std::string> inputs;
+  const std::vector<std::string> words = {"true", "FALSE", "'x true y'", "TrUe", "false"};
+  for (size_t run = 54; run <= 68; ++run) {
+    for (size_t first = 0; first < 6; ++first) {
+      std::string s(run + first, 'a');
+      for (size_t k = 0; s.size() < 900; ++k) {
+        s.back() = k % 3 == 0 ? ' ' : k % 3 == 1 ? '(' : ',';
+        s += words[(k + run) % words.size()];
+        s += std::string(run + (k % 4), 'b');
+        s[s.size() - run - (k % 4)] = k % 2 == 0 ? ';' : ' ';
+      }
+      inputs.push_back(s);
+      for (size_t n = s.size() - 140; n < s.size(); ++n) inputs.push_back(s.substr(0, n));
+    }
+  }
+  expect_equal_at_every_level(
+      inputs, [](ztk::ByteView in) { return rewritten(in, ztk::sql::replace_booleans); },
+      [](const std::string &s) { return rewritten(view_of(s), rewrite_one_byte_at_a_time); });
+}

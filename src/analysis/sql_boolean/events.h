@@ -196,26 +196,24 @@ inline constexpr SeparatorTable kSeparators{};
 }
 
 // What the blocks read in place start from and hand back: the block at `at`
-// (up to `last`), whose byte at[i] goes to outAt[i] when no word comes
-// before it; `after`, the first byte after the last word (the output is
-// written up to it, and for the 64 bytes from it); and the quote open, 0 for
-// none.
+// (up to `last`), whose byte at[i] goes to outAt[i] (the output is written
+// up to there); and the quote open, 0 for none.
 struct InPlace {
   const uint8_t *at;
   const uint8_t *last;
   uint8_t *outAt;
-  const uint8_t *after;
   uint8_t quote;
 };
 
 // The blocks of rewrite_marked that the text goes on for more than a block
-// after, each stored as it is read (after a word that ends past the block's
-// start, its bytes are written already). A word moves the output back by
-// the bytes it saves. Each mark costs the test of its kind only: the loop
-// outside quotes tells words from quotes, the one inside looks for the
-// closing quote alone. Each level runs this in a function of its own
-// (Level::rewrite_in_place), where the loop's state has the registers to
-// itself.
+// after, each stored as it is read, and after a word the 64 bytes after it:
+// a word moves the output back by the bytes it saves. A word that ends past
+// its block's end starts the next block where it ends, so that block's
+// store writes nothing of the word. Each mark costs the test of its kind
+// only: the loop outside quotes tells words from quotes, the one inside
+// looks for the closing quote alone. Each level runs this in a function of
+// its own (Level::rewrite_in_place), where the loop's state has the
+// registers to itself.
 template <class Level>
 [[gnu::always_inline]] inline void rewrite_in_place(InPlace &s) {
   uint32_t kTrue, kFals;  // the first four letters in any case, as one load of them | 0x20 gives them
@@ -226,7 +224,7 @@ template <class Level>
   // registers across the jumps between the loops.)
   __asm__("" : "+r"(kTrue), "+r"(kFals), "+r"(separators));
   constexpr size_t kBlock = 64;
-  const uint8_t *at = s.at, *after = s.after;
+  const uint8_t *at = s.at;
   // Where the output of a byte of the text goes, as the distance between
   // the two (taken modulo the address space): a block moves on with one step.
   uintptr_t shift = reinterpret_cast<uintptr_t>(s.outAt) - reinterpret_cast<uintptr_t>(at);
@@ -239,9 +237,8 @@ template <class Level>
   // itself, and a quote jumps from one to the other with no test of a state
   // on the way.
   const uint8_t *const last = s.last;
-  auto marks = [&]() __attribute__((always_inline)) {
-    return __builtin_expect(after <= at, 1) ? Level::marks_stored(at, out_of(at)) : Level::marks(at);
-  };
+  auto marks = [&]() __attribute__((always_inline)) { return Level::marks_stored(at, out_of(at)); };
+  const uint8_t *const lastButOne = last - kBlock;
   uint64_t m;
   if (at > last) goto done;
   m = marks();
@@ -249,10 +246,10 @@ template <class Level>
 outside:
   // (Each loop clears a mark last, so the clearing itself tells whether any
   // is left.)
-  while (m == 0) {
-    at += kBlock;
-    if (at > last) goto done;
-    m = marks();
+  if (m == 0) {
+    do {
+      if (at > lastButOne) goto done_next;
+    } while (Level::step(at, shift, m));
   }
   for (;;) {
     const size_t k = lowest_lane(m);
@@ -261,20 +258,27 @@ outside:
     std::memcpy(&w, word, 4);
     w |= 0x20202020U;
     // Each kind writes with its length fixed, so a word is a byte, a step
-    // back and one fixed copy.
+    // back and one fixed copy. The lanes after a word that ends past the
+    // block are its letters, no marks.
     if (w == kTrue) {
       if (separators[word[4]] && separators[word[-1]]) {
         *out_of(word) = '1';
         shift -= 3;
-        after = word + 4;
-        copy64(out_of(after), after);
+        copy64(out_of(word + 4), word + 4);
+        if (__builtin_expect(k > kBlock - 4, 0)) {
+          at = word + 4 - kBlock;
+          goto outside_next;
+        }
       }
     } else if (w == kFals) {
       if ((word[4] | 0x20) == 'e' && separators[word[5]] && separators[word[-1]]) {
         *out_of(word) = '0';
         shift -= 4;
-        after = word + 5;
-        copy64(out_of(after), after);
+        copy64(out_of(word + 5), word + 5);
+        if (__builtin_expect(k > kBlock - 5, 0)) {
+          at = word + 5 - kBlock;
+          goto outside_next;
+        }
       }
     } else if (static_cast<uint8_t>(w) < 0x40 && (static_cast<uint8_t>(w) == '\'' || static_cast<uint8_t>(w) == '"')) {
       // (A letter's byte | 0x20 is above it, a quote's below, and itself.
@@ -288,11 +292,14 @@ outside:
     m &= m - 1;
     if (m == 0) goto outside;
   }
+outside_next:
+  m = 0;
+  goto outside;
 inside:
-  while (m == 0) {
-    at += kBlock;
-    if (at > last) goto done;
-    m = marks();
+  if (m == 0) {
+    do {
+      if (at > lastButOne) goto done_next;
+    } while (Level::step(at, shift, m));
   }
   for (;;) {
     const size_t k = lowest_lane(m);
@@ -303,11 +310,27 @@ inside:
     }
     if (m == 0) goto inside;
   }
+done_next:
+  // (Stepped apart from the loop's own step, which stays in the loop.)
+  __asm__("" : "+r"(at));
+  at += kBlock;
 done:
   s.at = at;
   s.outAt = out_of(at);
-  s.after = after;
   s.quote = quote;
+}
+
+// A level's step to the next block read in place: its marks (Level::marks)
+// in m, its bytes stored where the output of `at` goes plus `shift`, `at`
+// moved on to it; true when it has no marks. A level may give the step
+// instructions of its own, so that the loop around it is no longer than it
+// must be.
+template <class Level>
+[[gnu::always_inline]] inline bool step_stored(const uint8_t *&at, uintptr_t shift, uint64_t &m) {
+  const uint8_t *const next = at + 64;
+  m = Level::marks_stored(next, reinterpret_cast<uint8_t *>(reinterpret_cast<uintptr_t>(next) + shift));
+  at = next;
+  return m == 0;
 }
 
 // The rewriting from one mask a block that may hold more lanes than the
@@ -394,20 +417,17 @@ template <class Level>
     base = kBlock;
   }
   if (base + kBlock + kBlock + kAfter <= in.size) {
-    // The bytes so far written, as the blocks after write ahead.
+    // The bytes so far written, as the blocks after write ahead; a word
+    // that ended past the block's end starts the blocks where it ends.
     if (from <= base) {
       copy_pieces(o, in.data + from, base - from);
       o += base - from;
       from = base;
-    } else {
-      copy64(o, in.data + from);  // a word ended past the block's end
     }
-    InPlace state{in.data + base, in.data + (in.size - (kBlock + kBlock + kAfter)), o - (from - base), in.data + from,
-                  quote};
+    InPlace state{in.data + from, in.data + (in.size - (kBlock + kBlock + kAfter)), o, quote};
     Level::rewrite_in_place(state);
-    base = static_cast<size_t>(state.at - in.data);
-    from = static_cast<size_t>(state.after - in.data);
-    o = state.outAt + (static_cast<ptrdiff_t>(from) - static_cast<ptrdiff_t>(base));
+    base = from = static_cast<size_t>(state.at - in.data);
+    o = state.outAt;
     quote = state.quote;
   }
   for (; base < in.size; base += kBlock) padded(base);
