@@ -46,9 +46,6 @@ struct Avx2 {
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(to + 32), v1);
     return mark(v0, at) | mark(v1, at + 32) << 32;
   }
-  ZTK_AVX2 static bool step(const uint8_t *&at, uintptr_t shift, uint64_t &m) {
-    return step_stored<Avx2>(at, shift, m);
-  }
   [[gnu::noinline]] ZTK_AVX2 static void rewrite_in_place(InPlace &s) { sql::rewrite_in_place<Avx2>(s); }
 };
 

@@ -238,6 +238,10 @@ template <class Level>
   // on the way.
   const uint8_t *const last = s.last;
   auto marks = [&]() __attribute__((always_inline)) { return Level::marks_stored(at, out_of(at)); };
+  // The next block's, read before the step to it, so the loop steps once.
+  auto next_marks = [&]() __attribute__((always_inline)) {
+    return Level::marks_stored(at + kBlock, out_of(at + kBlock));
+  };
   const uint8_t *const lastButOne = last - kBlock;
   uint64_t m;
   if (at > last) goto done;
@@ -246,10 +250,10 @@ template <class Level>
 outside:
   // (Each loop clears a mark last, so the clearing itself tells whether any
   // is left.)
-  if (m == 0) {
-    do {
-      if (at > lastButOne) goto done_next;
-    } while (Level::step(at, shift, m));
+  while (m == 0) {
+    if (at > lastButOne) goto done_next;
+    m = next_marks();
+    at += kBlock;
   }
   for (;;) {
     const size_t k = lowest_lane(m);
@@ -296,10 +300,10 @@ outside_next:
   m = 0;
   goto outside;
 inside:
-  if (m == 0) {
-    do {
-      if (at > lastButOne) goto done_next;
-    } while (Level::step(at, shift, m));
+  while (m == 0) {
+    if (at > lastButOne) goto done_next;
+    m = next_marks();
+    at += kBlock;
   }
   for (;;) {
     const size_t k = lowest_lane(m);
@@ -318,19 +322,6 @@ done:
   s.at = at;
   s.outAt = out_of(at);
   s.quote = quote;
-}
-
-// A level's step to the next block read in place: its marks (Level::marks)
-// in m, its bytes stored where the output of `at` goes plus `shift`, `at`
-// moved on to it; true when it has no marks. A level may give the step
-// instructions of its own, so that the loop around it is no longer than it
-// must be.
-template <class Level>
-[[gnu::always_inline]] inline bool step_stored(const uint8_t *&at, uintptr_t shift, uint64_t &m) {
-  const uint8_t *const next = at + 64;
-  m = Level::marks_stored(next, reinterpret_cast<uint8_t *>(reinterpret_cast<uintptr_t>(next) + shift));
-  at = next;
-  return m == 0;
 }
 
 // The rewriting from one mask a block that may hold more lanes than the

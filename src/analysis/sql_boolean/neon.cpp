@@ -62,9 +62,6 @@ struct Neon {
     vst4q_u8(to, v);
     return marks_of(v, vld4q_u8(at - 1));
   }
-  [[gnu::always_inline]] static bool step(const uint8_t *&at, uintptr_t shift, uint64_t &m) {
-    return step_stored<Neon>(at, shift, m);
-  }
   [[gnu::noinline]] static void rewrite_in_place(InPlace &s) { sql::rewrite_in_place<Neon>(s); }
   [[gnu::always_inline]] static LaneClasses classify(const uint8_t *at) {
     const uint8x16x4_t separators = {

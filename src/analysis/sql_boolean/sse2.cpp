@@ -55,59 +55,6 @@ struct Sse2 {
     store(to + 48, v3);
     return mark(v0, at) | mark(v1, at + 16) << 16 | mark(v2, at + 32) << 32 | mark(v3, at + 48) << 48;
   }
-#if defined(__x86_64__)
-  // The step in instructions of its own: compiled, it keeps a second copy of
-  // the position and tests the marks again after the or that gave them, three
-  // instructions a block more than this. The last or sets the flag the loop
-  // tests (lea steps with no flag), the stores take the output's address
-  // from the position and the shift, and the constants are read where they
-  // are used (aligned, as the 16-byte operations need), so that they hold
-  // no registers across the words' copies.
-  [[gnu::always_inline]] static bool step(const uint8_t *&at, uintptr_t shift, uint64_t &m) {
-    alignas(16) static const uint8_t kLetterBits[16] = {0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32,
-                                                        0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32, 0x32};
-    alignas(16) static const uint8_t kLetter[16] = {0x76, 0x76, 0x76, 0x76, 0x76, 0x76, 0x76, 0x76,
-                                                    0x76, 0x76, 0x76, 0x76, 0x76, 0x76, 0x76, 0x76};
-    alignas(16) static const uint8_t kSeparates[16] = {';', ';', ';', ';', ';', ';', ';', ';',
-                                                       ';', ';', ';', ';', ';', ';', ';', ';'};
-    alignas(16) static const uint8_t kQuoteBits[16] = {5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5};
-    alignas(16) static const uint8_t kQuote[16] = {0x27, 0x27, 0x27, 0x27, 0x27, 0x27, 0x27, 0x27,
-                                                   0x27, 0x27, 0x27, 0x27, 0x27, 0x27, 0x27, 0x27};
-    __m128i v, t, b;
-    uint64_t lane;
-    bool none;
-#define ZTK_SQL_CHUNK(at_, before_, reg_)        \
-  "movdqu " at_ "(%[at]), %[v]\n\t"              \
-  "movups %[v], " at_ "(%[at],%[shift])\n\t"     \
-  "movdqa %[v], %[t]\n\t"                       \
-  "por %[letterBits], %[t]\n\t"                 \
-  "pcmpeqb %[letter], %[t]\n\t"                 \
-  "movdqu " before_ "(%[at]), %[b]\n\t"          \
-  "pcmpgtb %[separates], %[b]\n\t"              \
-  "pandn %[t], %[b]\n\t"                        \
-  "por %[quoteBits], %[v]\n\t"                  \
-  "pcmpeqb %[quote], %[v]\n\t"                  \
-  "por %[v], %[b]\n\t"                          \
-  "pmovmskb %[b], %k[" reg_ "]\n\t"
-    __asm__(ZTK_SQL_CHUNK("64", "63", "m")                                        //
-            ZTK_SQL_CHUNK("80", "79", "lane") "shl $16, %[lane]\n\t"             //
-            "or %[lane], %[m]\n\t"                                               //
-            ZTK_SQL_CHUNK("96", "95", "lane") "shl $32, %[lane]\n\t"             //
-            "or %[lane], %[m]\n\t"                                               //
-            ZTK_SQL_CHUNK("112", "111", "lane") "shl $48, %[lane]\n\t"           //
-            "lea 64(%[at]), %[at]\n\t"                                           //
-            "or %[lane], %[m]\n\t"
-            : [at] "+r"(at), [m] "=&r"(m), [lane] "=&r"(lane), [v] "=&x"(v), [t] "=&x"(t), [b] "=&x"(b),
-              "=@ccz"(none)
-            : [shift] "r"(shift), [letterBits] "m"(kLetterBits), [letter] "m"(kLetter),
-              [separates] "m"(kSeparates), [quoteBits] "m"(kQuoteBits), [quote] "m"(kQuote)
-            : "memory");
-#undef ZTK_SQL_CHUNK
-    return none;
-  }
-#else
-  static bool step(const uint8_t *&at, uintptr_t shift, uint64_t &m) { return step_stored<Sse2>(at, shift, m); }
-#endif
   [[gnu::noinline]] static void rewrite_in_place(InPlace &s) { sql::rewrite_in_place<Sse2>(s); }
 };
 
