@@ -172,6 +172,15 @@ std::vector<std::string> block_edge_inputs() {
       inputs.push_back(broken);
     }
   }
+  // Plain text over whole blocks and then markup: the plain blocks a call
+  // starts with end at, before and after the first "<", which may open a
+  // tag name cut off by the guard page.
+  for (size_t plain : {0, 1, 63, 64, 65, 127, 128, 129, 191, 192, 193, 640, 1000}) {
+    for (const char *markup : {"<", "<ta", "<b>x", "<a>b</a>" "tail text after the tag", ">x<y>z"}) {
+      inputs.push_back(std::string(plain, 'p') + markup);
+      inputs.push_back(std::string(plain, 'p') + markup + std::string(plain, 'q') + "<name");
+    }
+  }
   return inputs;
 }
 
