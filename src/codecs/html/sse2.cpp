@@ -151,7 +151,12 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
       amps &= amps - 1;
       const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1));
       const __m128i x = _mm_packus_epi16(v, v);
+#if defined(__x86_64__)
       const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
+#else
+      uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+#endif
       // The name that holds the slot of the first three bytes, checked with
       // its ";" by one masked compare: no search for the ";" first.
       const size_t slot = prefix_slot_of(bytes);
