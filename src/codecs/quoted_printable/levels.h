@@ -70,6 +70,24 @@ inline constexpr TokenTables kTokenSum = [] {
   }
   return t;
 }();
+// kTokenSum's high and low entries summed for every two bytes, indexed by
+// the two read as one 16-bit word in the machine's byte order: an escape's
+// digits are then one load and one lookup, where the two tables take four
+// instructions. Only the entries of hex digits and line ends are read
+// often, a few cache lines of the 128 KiB.
+struct PairSums {
+  uint16_t sum[65536];
+};
+inline constexpr PairSums kPairSum = [] {
+  PairSums t{};
+  constexpr bool kLittle = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+  for (uint32_t word = 0; word < 65536; ++word) {
+    const uint32_t first = kLittle ? word & 0xFF : word >> 8, second = kLittle ? word >> 8 : word & 0xFF;
+    t.sum[word] = static_cast<uint16_t>(kTokenSum.high[first] + kTokenSum.low[second]);
+  }
+  return t;
+}();
+static_assert(0x300 + 0x4000 <= 0xFFFF, "a pair's sum fits 16 bits");
 // CR and LF differ in these bits only: b ^ next == kPartnerBits says next is
 // b's partner (LF after CR, CR after LF) when b is a line end.
 constexpr uint8_t kPartnerBits = '\r' ^ '\n';
