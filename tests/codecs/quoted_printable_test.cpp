@@ -412,3 +412,47 @@ TEST(QuotedPrintableKernel, TokensCutByTheInputsEndAfterMailGiveThePlainKernelsB
   }
   expect_levels_equal_plain_kernel(inputs, {76});
 }
+
+TEST(QuotedPrintableKernel, EveryTwoBytesAfterATokensFirstByteGiveThePlainKernelsBytes) {
+  // The decoder's windows look an escape's two digits up as one 16-bit word:
+  // every pair of bytes after an "=" that starts a run, after an escape
+  // inside a run and after a soft break, and after CR and LF, whose tokens
+  // take the same lookup.
+  static const char *const kBefore[] = {"ab=", "a=C3=", "=\r\n=", "=41=42=43=", "x\r", "x\n"};
+  std::vector<std::string> inputs;
+  for (const char *before : kBefore) {
+    for (int first = 0; first < 256; ++first) {
+      std::string in;
+      for (int second = 0; second < 256; ++second) {
+        in += before;
+        in += static_cast<char>(first);
+        in += static_cast<char>(second);
+        in += "yz";
+      }
+      inputs.push_back(in);
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {76});
+}
+
+TEST(QuotedPrintableKernel, RunsThatPassAWindowsEndBeforeANearTokenGiveThePlainKernelsBytes) {
+  // The next window starts where a run that passed its end stopped: runs at
+  // every lane of the first windows, then a token or one the input's end cuts
+  // short after a few bytes, so that it falls in the lanes the run took, right
+  // after them or a little later.
+  static const char *const kRuns[] = {"=F0=9F=98=80", "=\r\n=E2=82=AC", "=C3=A9\r\n", "=20\r\n", "=\r\n"};
+  static const char *const kNext[] = {"=41", "\r\n", "=\r\n", "\n", "=4", "=", "=\r", "\x01"};
+  std::vector<std::string> inputs;
+  for (const char *run : kRuns) {
+    for (size_t at = 0; at < 70; ++at) {
+      for (size_t gap : {0, 1, 2, 3, 5, 8, 13, 17}) {
+        for (const char *next : kNext) {
+          const std::string in = std::string(at, 'x') + run + std::string(gap, 'y') + next;
+          inputs.push_back(in);
+          inputs.push_back(in + std::string(40, 'z'));
+        }
+      }
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {76});
+}
