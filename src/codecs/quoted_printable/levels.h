@@ -44,9 +44,9 @@ inline constexpr PairTables kPair = [] {
   }
   return t;
 }();
-// The decoder's windows sum three lookups over a token's bytes, as 32-bit
-// words that the add instructions take straight from memory, to tell its
-// common kinds apart with one comparison each:
+// The decoder's windows sum three lookups over a token's bytes (the last two
+// as one, kPairSum below) to tell its common kinds apart with one comparison
+// each:
 // - below 0x100, a valid escape, whose byte the sum is;
 // - 0x1100, "=" CR LF, a soft break as mail has it;
 // - 0x600 in bits 8 to 11, CR LF, a hard line end.
