@@ -88,20 +88,6 @@ inline constexpr Escapes kEscapes = [] {
   return e;
 }();
 
-// The encoder's windows' codes: "=XX" of every byte, as kEscapes has it,
-// and in the fourth byte 1 for the bytes always written so ("=", the control
-// bytes but tab, CR and LF, and those from DEL up), 0 for the rest. One
-// four-byte load gives an escape and whether it is one; the fourth byte
-// written goes under the bytes stored after it.
-inline constexpr Escapes kFlaggedEscapes = [] {
-  Escapes e = kEscapes;
-  for (int b = 0; b < 256; ++b)
-    e.bytes[b][3] = (b < ' ' || b > '~' || b == '=') && b != '\t' && b != '\r' && b != '\n' ? 1 : 0;
-  return e;
-}();
-// The bits of a code read as a word that hold its fourth byte.
-inline constexpr uint32_t kEscapedFlag = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__ ? 0xFF000000u : 0xFFu;
-
 // What the encoder writes for a byte on its own, in the first `size` of four
 // bytes: a literal (size 1) or =XX (3); size 0 for white space and line
 // ends, which have rules of their own.
