@@ -456,3 +456,49 @@ TEST(QuotedPrintableKernel, RunsThatPassAWindowsEndBeforeANearTokenGiveThePlainK
   }
   expect_levels_equal_plain_kernel(inputs, {76});
 }
+
+TEST(QuotedPrintableKernel, EscapedPairsAtEveryLaneAndColumnGiveThePlainKernelsBytes) {
+  // The encoder's windows take an escape and the byte after it in one step
+  // when that byte is escaped too, and write its escape either way: each pair
+  // (and each escape followed by a byte that is not escaped: a line end, a
+  // tab, white space before a line end, a literal) starts at every lane of
+  // the first two joined windows, so that its second byte lies in the next
+  // block or past the window, and is followed by so few bytes that it meets
+  // the last window and the input's end. The line lengths put the line's
+  // room before, between and after the two escapes.
+#ifdef ZTK_EMULATED_TARGET
+  constexpr size_t kLanes = 40;
+#else
+  constexpr size_t kLanes = 70;
+#endif
+  static const char *const kPairs[] = {"\xC3\xA9", "\xE2\x82\xAC", "\xC3\r\n", "\xC3\n\r", "\xC3\r",  "\xC3\t",
+                                       "\xC3 \r\n", "\xC3 x",     "==",         "=\x7F",    "\x01\x02", "\xC3=",
+                                       "\xFF\t\n",  "\xC3z"};
+  std::vector<std::string> inputs;
+  for (const char *pair : kPairs) {
+    for (size_t at = 0; at < kLanes; ++at) {
+      for (size_t after : {0, 1, 2, 15, 16, 17, 31, 32, 33, 34, 48, 65}) {
+        inputs.push_back(std::string(at, 'x') + pair + std::string(after, 'y'));
+      }
+    }
+  }
+  expect_levels_equal_plain_kernel(inputs, {4, 5, 6, 7, 8, 9, 10, 19, 20, 21, 34, 35, 36, 76});
+}
+
+TEST(QuotedPrintableKernel, ProseOfEscapedPairsBreaksAtEveryColumnAsThePlainKernel) {
+  // Lines of letters and UTF-8 characters whose escapes reach the line's room
+  // at every column: lines that cross it exactly at a character's first or
+  // second escape, at the CR LF after one (which may fall across two blocks)
+  // or in a run after them; each ends right before an unreadable page.
+  std::mt19937 rng(47);
+  std::vector<std::string> inputs;
+  for (size_t n = 60; n <= 260; ++n) {
+    std::string s;
+    while (s.size() < n) {
+      const unsigned pick = rng() % 10;
+      s += pick < 5 ? std::string(1 + rng() % 6, 'a') : pick < 8 ? "\xC3\xA9" : pick == 8 ? "\xE2\x82\xAC" : "\r\n";
+    }
+    inputs.push_back(s.substr(0, n));
+  }
+  expect_levels_equal_plain_kernel(inputs, {5, 6, 7, 8, 9, 10, 11, 12, 16, 17, 18, 33, 34, 35, 75, 76, 77});
+}

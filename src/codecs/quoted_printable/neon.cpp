@@ -14,6 +14,8 @@ struct V {
   static constexpr int kLaneBits = 4;
   // One block a window: its sixteen lanes of four bits fill a 64-bit mask.
   static constexpr size_t kDecoderWindowBlocks = 1;
+  // Its encoder's windows are one block: its lanes of four bits fill a mask.
+  static constexpr size_t kEncoderWindowBlocks = 1;
   static reg load(const uint8_t *p) { return vld1q_u8(p); }
   static void store(uint8_t *p, reg v) { vst1q_u8(p, v); }
   static uint64_t bits(reg m) {

@@ -13,6 +13,9 @@ struct V {
   // Its decoder's windows span two blocks: the masks' loop is paid once for
   // 32 bytes, which the two stores after each run of tokens cost less than.
   static constexpr size_t kDecoderWindowBlocks = 2;
+  // Its encoder's windows span two blocks too: per 32 bytes of prose one
+  // mask costs less than the block stored more after each token.
+  static constexpr size_t kEncoderWindowBlocks = 2;
   static reg load(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
   static void store(uint8_t *p, reg v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
   // "=", CR and LF.
@@ -30,11 +33,13 @@ struct V {
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), low)));
   }
   // Every byte but space and the printable ones other than "=".
-  // One signed comparison after adding 1 finds the bytes below space, DEL
-  // and those above it, which wrap to the negative ones.
+  // One signed comparison after adding 1 finds space and the printable ones
+  // (DEL and the bytes above it wrap to the negative ones); inverting the
+  // mask's bits after costs less than inverting the vector.
   static uint64_t encoder_special(reg v) {
-    const reg outside = _mm_cmpgt_epi8(_mm_set1_epi8(' ' + 1), _mm_add_epi8(v, _mm_set1_epi8(1)));
-    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), outside)));
+    const reg inside = _mm_cmpgt_epi8(_mm_add_epi8(v, _mm_set1_epi8(1)), _mm_set1_epi8(' '));
+    const reg literal = _mm_andnot_si128(_mm_cmpeq_epi8(v, _mm_set1_epi8('=')), inside);
+    return static_cast<uint32_t>(_mm_movemask_epi8(literal)) ^ 0xFFFFu;
   }
 };
 using Wide = V;
