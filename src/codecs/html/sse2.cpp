@@ -16,14 +16,28 @@ inline uint32_t bits_of(__m128i a, __m128i b) {
 
 namespace {
 
-// Copies the text [s, a) to o in 32-byte moves; 16 units past a stay
-// readable, and o has room for them. Returns the end of what it wrote.
+// Copies the text [s, a) to o: one 16-byte move, which covers the text
+// between most references of a page (often a space or a letter), and 32-byte
+// moves past it; 16 units past a stay readable, and o has room for them.
+// Returns the end of what it wrote.
 __attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, const uint16_t *a, uint16_t *o) {
   const auto *from = reinterpret_cast<const char *>(s);
   auto *to = reinterpret_cast<char *>(o);
   const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
-  std::memcpy(to, from, 32);
-  for (size_t j = 32; j < length; j += 32) std::memcpy(to + j, from + j, 32);
+  std::memcpy(to, from, 16);
+  if (length > 16) {
+    for (size_t j = 16; j < length; j += 32) std::memcpy(to + j, from + j, 32);
+  }
+  return reinterpret_cast<uint16_t *>(to + length);
+}
+
+// copy_text() for a long text, the text up to the end of a window with no
+// "&": 64-byte moves; 32 units past a stay readable.
+__attribute__((always_inline)) inline uint16_t *copy_run(const uint16_t *s, const uint16_t *a, uint16_t *o) {
+  const auto *from = reinterpret_cast<const char *>(s);
+  auto *to = reinterpret_cast<char *>(o);
+  const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
+  for (size_t j = 0; j < length; j += 64) std::memcpy(to + j, from + j, 64);
   return reinterpret_cast<uint16_t *>(to + length);
 }
 
@@ -100,85 +114,117 @@ __attribute__((always_inline)) inline Written other_reference(const uint16_t *a,
   return {a + k + 2, o};
 }
 
-}  // namespace
+// Where the windows stopped: the first unit not yet written, where it goes,
+// and the first unit no window took.
+struct Stop {
+  const uint16_t *text;
+  uint16_t *out;
+  const uint16_t *next;
+};
 
-size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
-  const uint16_t *const u = in.data;
-  uint16_t *o = out;
-  // Text is written when a reference or a block with none needs it, in whole
-  // moves that may run past it.
+// One loop over the "&"s of windows of 64 units, one mask a window, so
+// that the window's cost is paid once for about three references of a
+// page. 32 units after a window stay readable: the eight after an "&" and
+// the moves of the text before it. Near the end windows of 32 take the
+// units while 32 follow them.
+// A function of its own, so that the loop's state stays in registers.
+[[gnu::noinline]] Stop decode_windows(const uint16_t *const u, size_t n, uint16_t *o) {
+  // Text is written when a reference or a window with none needs it, in
+  // whole moves that may run past it.
   const uint16_t *s = u;
-  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';');
-  // The "&"s of the block of 32 units at q. Narrowed with unsigned
-  // saturation a unit above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
+  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
+  // The "&"s of the 32 units at q. Narrowed with unsigned saturation a unit
+  // above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
   const auto amps_at = [amp](const uint16_t *q) {
     const auto *v = reinterpret_cast<const __m128i *>(q);
     const __m128i lo = _mm_packus_epi16(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
     const __m128i hi = _mm_packus_epi16(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
     return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
-           static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp)))) << 16;
+           static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp))) << 16;
   };
-  // One loop over the "&"s, the blocks advanced where one has none left.
-  // 32 units after a block stay readable: the eight after an "&" and the
-  // moves of the text before it.
-  size_t i = 0;
-  if (in.size >= 64) {
-    const size_t last = in.size - 64;
-    uint64_t amps = amps_at(u);
-    const uint16_t *p = u;
-    for (;;) {
-      while (amps == 0) {
-        i += 32;
-        if (i > last) goto blocks_done;
-        p = u + i;
+  // The last 64-unit window (0: none) and the last 32-unit one.
+  const uintptr_t wide = n >= 96 ? reinterpret_cast<uintptr_t>(u + n - 96) : 0;
+  const uintptr_t narrow = reinterpret_cast<uintptr_t>(u + n - 64);
+  const uint16_t *p = u;
+  size_t width;
+  uint64_t amps;
+  if (reinterpret_cast<uintptr_t>(p) <= wide) {
+    amps = amps_at(p) | uint64_t{amps_at(p + 32)} << 32;
+    width = 64;
+  } else {
+    amps = amps_at(p);
+    width = 32;
+  }
+  for (;;) {
+    while (amps == 0) {
+      p += width;
+      if (reinterpret_cast<uintptr_t>(p) <= wide) {
+        amps = amps_at(p) | uint64_t{amps_at(p + 32)} << 32;
+        width = 64;
+      } else if (reinterpret_cast<uintptr_t>(p) <= narrow) {
         amps = amps_at(p);
-        if (amps == 0) {
-          // The text up to the end of a block with none is written while it
-          // is at hand, not reread from afar at the next reference.
-          if (s == p) {
-            std::memcpy(o, p, 64);
-            o += 32;
-          } else {
-            o = copy_text(s, p + 32, o);
-          }
-          s = p + 32;
-          continue;
-        }
-        // A numeric reference may hold "&"s, up to nine units past its own.
-        if (s > p) amps &= ~uint64_t{0} << (s - p);
+        width = 32;
+      } else {
+        goto windows_done;
       }
-      const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
-      amps &= amps - 1;
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1));
-      const __m128i x = _mm_packus_epi16(v, v);
-#if defined(__x86_64__)
-      const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
-#else
-      uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
-      _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
-#endif
-      // The name that holds the slot of the first three bytes, checked with
-      // its ";" by one masked compare: no search for the ";" first.
-      const size_t slot = prefix_slot_of(bytes);
-      if (__builtin_expect((bytes & kPrefixNameIndex.mask[slot]) == kPrefixNameIndex.key[slot], 1)) {
-        // A name, all letters and digits: no "&" inside it.
-        o = copy_text(s, a, o);
-        *o++ = kPrefixNameIndex.code[slot];  // every name is in the BMP
-        s = a + kPrefixNameIndex.advance[slot];
+      if (amps == 0) {
+        // The text up to the end of a window with none is written while it
+        // is at hand, not reread from afar at the next reference.
+        o = copy_run(s, p + width, o);
+        s = p + width;
         continue;
       }
-      // The first ";" within seven units; 7 when there is none.
-      const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
-      const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
-      if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
-      const Written w = other_reference(a, bytes, bytes & DecodeWalk::kKeyMasks[k], k, s, o);
-      if (w.text != s) {
-        s = w.text;
-        o = w.out;
-        amps &= ~uint64_t{0} << (s - p);
-      }
+      // A numeric reference may hold "&"s, up to nine units past its own.
+      if (s > p) amps &= ~uint64_t{0} << (s - p);
     }
-  blocks_done:;
+    const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
+    amps &= amps - 1;
+    // The eight units after the "&" as bytes; the upper half is zeros.
+    const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
+#if defined(__x86_64__)
+    const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
+#else
+    uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+#endif
+    // The name that holds the slot of the first three bytes, checked with
+    // its ";" by one masked compare: no search for the ";" first.
+    const size_t slot = prefix_slot_of(bytes);
+    if (__builtin_expect((bytes & kPrefixNameIndex.mask[slot]) == kPrefixNameIndex.key[slot], 1)) {
+      // A name, all letters and digits: no "&" inside it.
+      o = copy_text(s, a, o);
+      *o++ = kPrefixNameIndex.code[slot];  // every name is in the BMP
+      s = a + kPrefixNameIndex.advance[slot];
+      continue;
+    }
+    // The first ";" within seven units; 7 when there is none.
+    const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
+    const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
+    if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
+    const Written w = other_reference(a, bytes, bytes & DecodeWalk::kKeyMasks[k], k, s, o);
+    if (w.text != s) {
+      s = w.text;
+      o = w.out;
+      // Its "&"s are text; it may end past the window.
+      amps = s - p < 64 ? amps & ~uint64_t{0} << (s - p) : 0;
+    }
+  }
+windows_done:
+  return {s, o, p};
+}
+
+}  // namespace
+
+size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
+  const uint16_t *const u = in.data;
+  uint16_t *o = out;
+  const uint16_t *s = u;
+  size_t i = 0;
+  if (in.size >= 64) {
+    const Stop stop = decode_windows(u, in.size, out);
+    s = stop.text;
+    o = stop.out;
+    i = static_cast<size_t>(stop.next - u);
   }
   const size_t start = static_cast<size_t>(s - u);
   DecodeWalk w(in, out, outEnd);
