@@ -17,8 +17,9 @@ inline uint32_t bits_of(__m128i a, __m128i b) {
 namespace {
 
 // Copies the text [s, a) to o: one 16-byte move, which covers the text
-// between most references of a page (often a space or a letter), and 32-byte
-// moves past it; 16 units past a stay readable, and o has room for them.
+// between most references of a page (often a space or a letter), and past
+// it 48 bytes more (the text up to a sentence's next reference), then 64 at
+// a time; 32 units past a stay readable, and o has room for them.
 // Returns the end of what it wrote.
 __attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, const uint16_t *a, uint16_t *o) {
   const auto *from = reinterpret_cast<const char *>(s);
@@ -26,7 +27,8 @@ __attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, con
   const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
   std::memcpy(to, from, 16);
   if (length > 16) {
-    for (size_t j = 16; j < length; j += 32) std::memcpy(to + j, from + j, 32);
+    std::memcpy(to + 16, from + 16, 48);
+    for (size_t j = 64; j < length; j += 64) std::memcpy(to + j, from + j, 64);
   }
   return reinterpret_cast<uint16_t *>(to + length);
 }
@@ -40,12 +42,6 @@ __attribute__((always_inline)) inline uint16_t *copy_run(const uint16_t *s, cons
   for (size_t j = 0; j < length; j += 64) std::memcpy(to + j, from + j, 64);
   return reinterpret_cast<uint16_t *>(to + length);
 }
-
-// Where the text and the output stand after a reference.
-struct Written {
-  const uint16_t *text;
-  uint16_t *out;
-};
 
 // The value of "&#" and k - 1 decimal digits before the ";" (bytes from the
 // "#" up, 2 <= k <= 6), or -1 when those are not all digits. The digits,
@@ -89,29 +85,17 @@ inline int32_t hex_value(uint64_t bytes, size_t k) {
   return value;
 }
 
-// A reference the block loop does not take from its name's own slot: a name
-// that lost its slot to another or a numeric reference, written after the
-// text [s, a); or none, `s` and `o` handed back as they were. `bytes` are
-// the narrowed units after the "&" at a, `key` them up to the ";" at k
-// (1 <= k <= 6).
-__attribute__((always_inline)) inline Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key,
-                                                              size_t k, const uint16_t *s, uint16_t *o) {
-  int32_t value;
-  if ((bytes & 0xFF) != '#') {
-    value = static_cast<int32_t>(code_of_key(key));
-  } else {
-    value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
-    if (value < 0) value = DecodeWalk::numeric(bytes, k);  // a "-", or a stop before the ";"
-  }
-  if (value <= 0) return {s, o};  // the "&" stays in the text
-  o = copy_text(s, a, o);
-  if (value <= 0xFFFF) {
-    *o++ = static_cast<uint16_t>(value);
-  } else {
-    *o++ = static_cast<uint16_t>(0xD800 + ((value - 0x10000) >> 10));
-    *o++ = static_cast<uint16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
-  }
-  return {a + k + 2, o};
+// The value of a reference the window loop does not take from its name's
+// own slot: a name that lost its slot to another, or a numeric reference;
+// 0 or less for none. `bytes` are the narrowed units after the "&", `k` the
+// units before the ";" (1 <= k <= 6). `general` tells a numeric reference
+// read up to a "-" or another stop, which alone may hold an "&".
+__attribute__((always_inline)) inline int32_t other_value(uint64_t bytes, size_t k, bool &general) {
+  if ((bytes & 0xFF) != '#') return static_cast<int32_t>(code_of_key(bytes & DecodeWalk::kKeyMasks[k]));
+  const int32_t value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+  if (value >= 0) return value;
+  general = true;
+  return DecodeWalk::numeric(bytes, k);
 }
 
 // Where the windows stopped: the first unit not yet written, where it goes,
@@ -177,7 +161,14 @@ struct Stop {
       // A numeric reference may hold "&"s, up to nine units past its own.
       if (s > p) amps &= ~uint64_t{0} << (s - p);
     }
+#if defined(__x86_64__)
+    // The scan in a 64-bit register: no widening of an int count.
+    uint64_t at;
+    __asm__("bsfq %1, %0" : "=r"(at) : "rm"(amps));
+    const uint16_t *const a = p + at;
+#else
     const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
+#endif
     amps &= amps - 1;
     // The eight units after the "&" as bytes; the upper half is zeros.
     const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
@@ -201,13 +192,19 @@ struct Stop {
     const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
     const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
     if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
-    const Written w = other_reference(a, bytes, bytes & DecodeWalk::kKeyMasks[k], k, s, o);
-    if (w.text != s) {
-      s = w.text;
-      o = w.out;
-      // Its "&"s are text; it may end past the window.
-      amps = s - p < 64 ? amps & ~uint64_t{0} << (s - p) : 0;
+    bool general = false;
+    const int32_t value = other_value(bytes, k, general);
+    if (value <= 0) continue;  // the "&" stays in the text
+    o = copy_text(s, a, o);
+    if (value <= 0xFFFF) {
+      *o++ = static_cast<uint16_t>(value);
+    } else {
+      *o++ = static_cast<uint16_t>(0xD800 + ((value - 0x10000) >> 10));
+      *o++ = static_cast<uint16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
     }
+    s = a + k + 2;
+    // Its "&"s are text; it may end past the window.
+    if (general) amps = s - p < 64 ? amps & ~uint64_t{0} << (s - p) : 0;
   }
 windows_done:
   return {s, o, p};
