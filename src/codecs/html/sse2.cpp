@@ -18,8 +18,9 @@ namespace {
 
 // Copies the text [s, a) to o: one 16-byte move, which covers the text
 // between most references of a page (often a space or a letter), and past
-// it 48 bytes more (the text up to a sentence's next reference), then 64 at
-// a time; 32 units past a stay readable, and o has room for them.
+// it 48 bytes more (the text up to a sentence's next reference), then 64
+// more, and 64 at a time in a loop only past 128; 32 units past a stay
+// readable, and o has room for them.
 // Returns the end of what it wrote.
 __attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, const uint16_t *a, uint16_t *o) {
   const auto *from = reinterpret_cast<const char *>(s);
@@ -28,7 +29,10 @@ __attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, con
   std::memcpy(to, from, 16);
   if (length > 16) {
     std::memcpy(to + 16, from + 16, 48);
-    for (size_t j = 64; j < length; j += 64) std::memcpy(to + j, from + j, 64);
+    if (length > 64) {
+      std::memcpy(to + 64, from + 64, 64);
+      for (size_t j = 128; j < length; j += 64) std::memcpy(to + j, from + j, 64);
+    }
   }
   return reinterpret_cast<uint16_t *>(to + length);
 }
@@ -48,12 +52,15 @@ __attribute__((always_inline)) inline uint16_t *copy_run(const uint16_t *s, cons
 // moved to the top of the word so that the places before them count as
 // zeros, are summed in pairs, fours and eights by three multiplies.
 inline int32_t decimal_value(uint64_t bytes, size_t k) {
-  constexpr uint64_t kLow = 0x0F0F0F0F0F0F0F0Full, kHigh = 0xF0F0F0F0F0F0F0F0ull, kZeros = 0x3030303030303030ull;
+  constexpr uint64_t kLow = 0x0F0F0F0F0F0F0F0Full, kZeros = 0x3030303030303030ull;
   const unsigned shift = static_cast<unsigned>(72 - 8 * k);  // the digits at the top
   const uint64_t digits = (bytes >> 8) << shift;
   const uint64_t zeros = kZeros << shift;
-  // "0" to "?" in every place, and no carry out of a digit when 6 is added.
-  if ((digits & kHigh) != zeros || ((digits + (0x0606060606060606ull << shift)) & kHigh) != zeros) return -1;
+  // A byte below "0" borrows into its top bit when "0" is taken away, one
+  // above "9" carries into it when 0x46 is added; the places below the
+  // first that fails neither borrow nor carry, so that one shows.
+  constexpr uint64_t kTop = 0x8080808080808080ull;
+  if ((((digits - zeros) | (digits + (0x4646464646464646ull << shift))) & kTop) != 0) return -1;
   uint64_t v = ((digits & kLow) * 2561) >> 8;
   v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
   v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
@@ -129,6 +136,10 @@ struct Stop {
   // The last 64-unit window (0: none) and the last 32-unit one.
   const uintptr_t wide = n >= 96 ? reinterpret_cast<uintptr_t>(u + n - 96) : 0;
   const uintptr_t narrow = reinterpret_cast<uintptr_t>(u + n - 64);
+  // The table's address held in a register: taken afresh at every
+  // reference, it cost an instruction each.
+  const PrefixNameIndex *names = &kPrefixNameIndex;
+  __asm__("" : "+r"(names));
   const uint16_t *p = u;
   size_t width;
   uint64_t amps;
@@ -181,11 +192,11 @@ struct Stop {
     // The name that holds the slot of the first three bytes, checked with
     // its ";" by one masked compare: no search for the ";" first.
     const size_t slot = prefix_slot_of(bytes);
-    if (__builtin_expect((bytes & kPrefixNameIndex.mask[slot]) == kPrefixNameIndex.key[slot], 1)) {
+    if (__builtin_expect((bytes & names->mask[slot]) == names->key[slot], 1)) {
       // A name, all letters and digits: no "&" inside it.
       o = copy_text(s, a, o);
-      *o++ = kPrefixNameIndex.code[slot];  // every name is in the BMP
-      s = a + kPrefixNameIndex.advance[slot];
+      *o++ = names->code[slot];  // every name is in the BMP
+      s = a + names->advance[slot];
       continue;
     }
     // The first ";" within seven units; 7 when there is none.
