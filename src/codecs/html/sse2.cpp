@@ -173,9 +173,13 @@ struct Stop {
       if (s > p) amps &= ~uint64_t{0} << (s - p);
     }
 #if defined(__x86_64__)
-    // The scan in a 64-bit register: no widening of an int count.
+    // The scan in a 64-bit register: no widening of an int count. The
+    // scan keeps its target's old value for a zero word, so it waits for
+    // that value: a fresh zero (the idiom the processor takes for no
+    // input), not the last reference's register, or the references of a
+    // window run one after another (dense references 30% slower).
     uint64_t at;
-    __asm__("bsfq %1, %0" : "=r"(at) : "rm"(amps));
+    __asm__("xorl %k0, %k0\n\tbsfq %1, %0" : "=&r"(at) : "rm"(amps));
     const uint16_t *const a = p + at;
 #else
     const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
