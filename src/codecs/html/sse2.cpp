@@ -20,8 +20,7 @@ namespace {
 // between most references of a page (often a space or a letter), and past
 // it 48 bytes more (the text up to a sentence's next reference), then 64
 // more, and 64 at a time in a loop only past 128; 32 units past a stay
-// readable, and o has room for them.
-// Returns the end of what it wrote.
+// readable, and o has room for them. Returns the end of what it wrote.
 __attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, const uint16_t *a, uint16_t *o) {
   const auto *from = reinterpret_cast<const char *>(s);
   auto *to = reinterpret_cast<char *>(o);
@@ -117,8 +116,8 @@ struct Stop {
 // that the window's cost is paid once for about three references of a
 // page. 32 units after a window stay readable: the eight after an "&" and
 // the moves of the text before it. Near the end windows of 32 take the
-// units while 32 follow them.
-// A function of its own, so that the loop's state stays in registers.
+// units while 32 follow them. A function of its own, so that the loop's
+// state stays in registers.
 [[gnu::noinline]] Stop decode_windows(const uint16_t *const u, size_t n, uint16_t *o) {
   // Text is written when a reference or a window with none needs it, in
   // whole moves that may run past it.
@@ -139,7 +138,7 @@ struct Stop {
   // The table's address held in a register: taken afresh at every
   // reference, it cost an instruction each.
   const PrefixNameIndex *names = &kPrefixNameIndex;
-  __asm__("" : "+r"(names));
+  ZTK_IN_GENERAL_REGISTER(names);
   const uint16_t *p = u;
   size_t width;
   uint64_t amps;
@@ -179,7 +178,7 @@ struct Stop {
     // input), not the last reference's register, or the references of a
     // window run one after another (dense references 30% slower).
     uint64_t at;
-    __asm__("xorl %k0, %k0\n\tbsfq %1, %0" : "=&r"(at) : "rm"(amps));
+    __asm__("xorl %k0, %k0\n\tbsfq %1, %0" : "=&r"(at) : "rm"(amps) : "cc");
     const uint16_t *const a = p + at;
 #else
     const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
