@@ -116,9 +116,8 @@ struct Stop {
 // that the window's cost is paid once for about three references of a
 // page. 32 units after a window stay readable: the eight after an "&" and
 // the moves of the text before it. Near the end windows of 32 take the
-// units while 32 follow them. A function of its own, so that the loop's
-// state stays in registers.
-[[gnu::noinline]] Stop decode_windows(const uint16_t *const u, size_t n, uint16_t *o) {
+// units while 32 follow them.
+__attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const u, size_t n, uint16_t *o) {
   // Text is written when a reference or a window with none needs it, in
   // whole moves that may run past it.
   const uint16_t *s = u;
@@ -164,7 +163,14 @@ struct Stop {
       if (amps == 0) {
         // The text up to the end of a window with none is written while it
         // is at hand, not reread from afar at the next reference.
-        o = copy_run(s, p + width, o);
+        if (s == p) {
+          // Clean text since the window before: the window as it is.
+          std::memcpy(o, p, 64);
+          if (width == 64) std::memcpy(o + 32, p + 32, 64);
+          o += width;
+        } else {
+          o = copy_run(s, p + width, o);
+        }
         s = p + width;
         continue;
       }
