@@ -678,7 +678,11 @@ TEST(HtmlCodecKernels, EveryShapeOfNumericReferenceAroundBlockEnds) {
       u"&#-5;",    u"&#5 ;",    u"&#123456;", u"&#x7;",   u"&#xA;",    u"&#xa;",    u"&#xFf;",   u"&#x20AC;",
       u"&#xffff;", u"&#x0;",    u"&#x00;",   u"&#x4g;",   u"&#xG;",    u"&#x-1;",   u"&#x1-;",   u"&#x12345;",
       u"&#x@;",    u"&#x`;",    u"&#x/;",    u"&#x:;",    u"&#xF;",    u"&#X41;",   u"&#\u0131;", u"&#4\u0130;",
-      u"&#x4\u0161;", u"&#\u8031;"};
+      u"&#x4\u0161;", u"&#\u8031;",
+      // Units below 0x100 from 0x80 up narrow to themselves: in a digit's
+      // place, the top bit of a byte that is no digit, on either side of
+      // the two ends of the digits' range.
+      u"&#5\u00B5;", u"&#\u0080;", u"&#1\u00AF2;", u"&#\u00B9;", u"&#\u00BA;", u"&#12\u00FF;", u"&#\u00B0\u00B9;"};
   std::vector<std::u16string> texts;
   for (const std::u16string &r : references) {
     for (size_t at = 20; at <= 70; ++at) {
@@ -714,4 +718,52 @@ TEST(HtmlCodecKernels, EveryUnitEncodesAtEveryPlaceInABlock) {
       }
     }
   });
+}
+
+// References across the ends of the windows of 64 units and of the 32-unit
+// windows that take over where fewer than 96 units are left, in texts of
+// every length from 64 to 224 units: the reference starts a few units before
+// or after each end, or ends the text right before an unreadable page. Units
+// from 0x100 up whose low byte is a character of the name or its ";" must
+// not pass for it.
+TEST(HtmlCodecKernels, ReferencesAroundWindowEndsInTextsOfEveryLength) {
+  const std::vector<std::u16string> references = {
+      u"&amp;", u"&eacute;", u"&nbsp;", u"&lt;", u"&#58;", u"&#x3A;", u"&#65536;", u"&#1&lt;", u"&bogus;",
+      u"&\u0161mp;", u"&am\u0170;", u"&amp\u013B", u"&e\u0161cute;", u"&#5\u0133;"};
+  std::vector<std::u16string> texts;
+  for (const std::u16string &r : references) {
+    for (size_t n = 64; n <= 224; ++n) {
+      for (const size_t edge : {size_t{32}, size_t{64}, size_t{96}, size_t{128}, size_t{160}, n - 96, n - 64,
+                                n - 32, n - r.size()}) {
+        for (size_t back = 0; back <= 9; back += 3) {
+          if (edge > n || edge < back || edge - back + r.size() > n) continue;
+          const size_t at = edge - back;
+          std::u16string text(at, u'a');
+          text += r;
+          for (size_t j = text.size(); j < n; ++j) text += static_cast<char16_t>(j % 5 == 0 ? u'&' : u'a' + j % 26);
+          texts.push_back(text);
+        }
+      }
+    }
+  }
+  expect_decoded_as_one_unit_at_a_time(texts);
+}
+
+// Long stretches of text between references at every offset from a window's
+// start: the text goes out in 16-byte and 32-byte moves that may overlap
+// what follows, and must come out whole.
+TEST(HtmlCodecKernels, TextOfEveryLengthBetweenReferences) {
+  std::vector<std::u16string> texts;
+  for (size_t lead = 0; lead < 70; lead += 5) {
+    for (size_t gap = 0; gap <= 140; ++gap) {
+      std::u16string text(lead, u'x');
+      for (const char16_t *r : {u"&eacute;", u"&#58;", u"&amp;"}) {
+        text += r;
+        for (size_t j = 0; j < gap; ++j) text += static_cast<char16_t>(j % 11 == 0 ? 0x20AC : 'a' + j % 26);
+      }
+      text += u"&lt;";
+      texts.push_back(text);
+    }
+  }
+  expect_decoded_as_one_unit_at_a_time(texts);
 }

@@ -16,34 +16,50 @@ inline uint32_t bits_of(__m128i a, __m128i b) {
 
 namespace {
 
-// Copies the text [s, a) to o in 32-byte moves; 16 units past a stay
+// Copies the text [s, a) to o: one 16-byte move, which covers the text
+// between most references of a page (often a space or a letter), and past
+// it 48 bytes more (the text up to a sentence's next reference), then 64
+// more, and 64 at a time in a loop only past 128; 32 units past a stay
 // readable, and o has room for them. Returns the end of what it wrote.
 __attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, const uint16_t *a, uint16_t *o) {
   const auto *from = reinterpret_cast<const char *>(s);
   auto *to = reinterpret_cast<char *>(o);
   const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
-  std::memcpy(to, from, 32);
-  for (size_t j = 32; j < length; j += 32) std::memcpy(to + j, from + j, 32);
+  std::memcpy(to, from, 16);
+  if (length > 16) {
+    std::memcpy(to + 16, from + 16, 48);
+    if (length > 64) {
+      std::memcpy(to + 64, from + 64, 64);
+      for (size_t j = 128; j < length; j += 64) std::memcpy(to + j, from + j, 64);
+    }
+  }
   return reinterpret_cast<uint16_t *>(to + length);
 }
 
-// Where the text and the output stand after a reference.
-struct Written {
-  const uint16_t *text;
-  uint16_t *out;
-};
+// copy_text() for a long text, the text up to the end of a window with no
+// "&": 64-byte moves; 32 units past a stay readable.
+__attribute__((always_inline)) inline uint16_t *copy_run(const uint16_t *s, const uint16_t *a, uint16_t *o) {
+  const auto *from = reinterpret_cast<const char *>(s);
+  auto *to = reinterpret_cast<char *>(o);
+  const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
+  for (size_t j = 0; j < length; j += 64) std::memcpy(to + j, from + j, 64);
+  return reinterpret_cast<uint16_t *>(to + length);
+}
 
 // The value of "&#" and k - 1 decimal digits before the ";" (bytes from the
 // "#" up, 2 <= k <= 6), or -1 when those are not all digits. The digits,
 // moved to the top of the word so that the places before them count as
 // zeros, are summed in pairs, fours and eights by three multiplies.
 inline int32_t decimal_value(uint64_t bytes, size_t k) {
-  constexpr uint64_t kLow = 0x0F0F0F0F0F0F0F0Full, kHigh = 0xF0F0F0F0F0F0F0F0ull, kZeros = 0x3030303030303030ull;
+  constexpr uint64_t kLow = 0x0F0F0F0F0F0F0F0Full, kZeros = 0x3030303030303030ull;
   const unsigned shift = static_cast<unsigned>(72 - 8 * k);  // the digits at the top
   const uint64_t digits = (bytes >> 8) << shift;
   const uint64_t zeros = kZeros << shift;
-  // "0" to "?" in every place, and no carry out of a digit when 6 is added.
-  if ((digits & kHigh) != zeros || ((digits + (0x0606060606060606ull << shift)) & kHigh) != zeros) return -1;
+  // A byte below "0" borrows into its top bit when "0" is taken away, one
+  // above "9" carries into it when 0x46 is added; the places below the
+  // first that fails neither borrow nor carry, so that one shows.
+  constexpr uint64_t kTop = 0x8080808080808080ull;
+  if ((((digits - zeros) | (digits + (0x4646464646464646ull << shift))) & kTop) != 0) return -1;
   uint64_t v = ((digits & kLow) * 2561) >> 8;
   v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
   v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
@@ -75,29 +91,143 @@ inline int32_t hex_value(uint64_t bytes, size_t k) {
   return value;
 }
 
-// A reference the block loop does not take from its name's own slot: a name
-// that lost its slot to another or a numeric reference, written after the
-// text [s, a); or none, `s` and `o` handed back as they were. `bytes` are
-// the narrowed units after the "&" at a, `key` them up to the ";" at k
-// (1 <= k <= 6).
-__attribute__((always_inline)) inline Written other_reference(const uint16_t *a, uint64_t bytes, uint64_t key,
-                                                              size_t k, const uint16_t *s, uint16_t *o) {
-  int32_t value;
-  if ((bytes & 0xFF) != '#') {
-    value = static_cast<int32_t>(code_of_key(key));
+// The value of a reference the window loop does not take from its name's
+// own slot: a name that lost its slot to another, or a numeric reference;
+// 0 or less for none. `bytes` are the narrowed units after the "&", `k` the
+// units before the ";" (1 <= k <= 6). `general` tells a numeric reference
+// read up to a "-" or another stop, which alone may hold an "&".
+__attribute__((always_inline)) inline int32_t other_value(uint64_t bytes, size_t k, bool &general) {
+  if ((bytes & 0xFF) != '#') return static_cast<int32_t>(code_of_key(bytes & DecodeWalk::kKeyMasks[k]));
+  const int32_t value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+  if (value >= 0) return value;
+  general = true;
+  return DecodeWalk::numeric(bytes, k);
+}
+
+// Where the windows stopped: the first unit not yet written, where it goes,
+// and the first unit no window took.
+struct Stop {
+  const uint16_t *text;
+  uint16_t *out;
+  const uint16_t *next;
+};
+
+// One loop over the "&"s of windows of 64 units, one mask a window, so
+// that the window's cost is paid once for about three references of a
+// page. 32 units after a window stay readable: the eight after an "&" and
+// the moves of the text before it. Near the end windows of 32 take the
+// units while 32 follow them.
+__attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const u, size_t n, uint16_t *o) {
+  // Text is written when a reference or a window with none needs it, in
+  // whole moves that may run past it.
+  const uint16_t *s = u;
+  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
+  // The "&"s of the 32 units at q. Narrowed with unsigned saturation a unit
+  // above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
+  const auto amps_at = [amp](const uint16_t *q) {
+    const auto *v = reinterpret_cast<const __m128i *>(q);
+    const __m128i lo = _mm_packus_epi16(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
+    const __m128i hi = _mm_packus_epi16(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
+    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
+           static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp))) << 16;
+  };
+  // The last 64-unit window (0: none) and the last 32-unit one.
+  const uintptr_t wide = n >= 96 ? reinterpret_cast<uintptr_t>(u + n - 96) : 0;
+  const uintptr_t narrow = reinterpret_cast<uintptr_t>(u + n - 64);
+  // The table's address held in a register: taken afresh at every
+  // reference, it cost an instruction each.
+  const PrefixNameIndex *names = &kPrefixNameIndex;
+  ZTK_IN_GENERAL_REGISTER(names);
+  const uint16_t *p = u;
+  size_t width;
+  uint64_t amps;
+  if (reinterpret_cast<uintptr_t>(p) <= wide) {
+    amps = amps_at(p) | uint64_t{amps_at(p + 32)} << 32;
+    width = 64;
   } else {
-    value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
-    if (value < 0) value = DecodeWalk::numeric(bytes, k);  // a "-", or a stop before the ";"
+    amps = amps_at(p);
+    width = 32;
   }
-  if (value <= 0) return {s, o};  // the "&" stays in the text
-  o = copy_text(s, a, o);
-  if (value <= 0xFFFF) {
-    *o++ = static_cast<uint16_t>(value);
-  } else {
-    *o++ = static_cast<uint16_t>(0xD800 + ((value - 0x10000) >> 10));
-    *o++ = static_cast<uint16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
+  for (;;) {
+    while (amps == 0) {
+      p += width;
+      if (reinterpret_cast<uintptr_t>(p) <= wide) {
+        amps = amps_at(p) | uint64_t{amps_at(p + 32)} << 32;
+        width = 64;
+      } else if (reinterpret_cast<uintptr_t>(p) <= narrow) {
+        amps = amps_at(p);
+        width = 32;
+      } else {
+        goto windows_done;
+      }
+      if (amps == 0) {
+        // The text up to the end of a window with none is written while it
+        // is at hand, not reread from afar at the next reference.
+        if (s == p) {
+          // Clean text since the window before: the window as it is.
+          std::memcpy(o, p, 64);
+          if (width == 64) std::memcpy(o + 32, p + 32, 64);
+          o += width;
+        } else {
+          o = copy_run(s, p + width, o);
+        }
+        s = p + width;
+        continue;
+      }
+      // A numeric reference may hold "&"s, up to nine units past its own.
+      if (s > p) amps &= ~uint64_t{0} << (s - p);
+    }
+#if defined(__x86_64__)
+    // The scan in a 64-bit register: no widening of an int count. The
+    // scan keeps its target's old value for a zero word, so it waits for
+    // that value: a fresh zero (the idiom the processor takes for no
+    // input), not the last reference's register, or the references of a
+    // window run one after another (dense references 30% slower).
+    uint64_t at;
+    __asm__("xorl %k0, %k0\n\tbsfq %1, %0" : "=&r"(at) : "rm"(amps) : "cc");
+    const uint16_t *const a = p + at;
+#else
+    const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
+#endif
+    amps &= amps - 1;
+    // The eight units after the "&" as bytes; the upper half is zeros.
+    const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
+#if defined(__x86_64__)
+    const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
+#else
+    uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
+    _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+#endif
+    // The name that holds the slot of the first three bytes, checked with
+    // its ";" by one masked compare: no search for the ";" first.
+    const size_t slot = prefix_slot_of(bytes);
+    if (__builtin_expect((bytes & names->mask[slot]) == names->key[slot], 1)) {
+      // A name, all letters and digits: no "&" inside it.
+      o = copy_text(s, a, o);
+      *o++ = names->code[slot];  // every name is in the BMP
+      s = a + names->advance[slot];
+      continue;
+    }
+    // The first ";" within seven units; 7 when there is none.
+    const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
+    const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
+    if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
+    bool general = false;
+    const int32_t value = other_value(bytes, k, general);
+    if (value <= 0) continue;  // the "&" stays in the text
+    o = copy_text(s, a, o);
+    if (value <= 0xFFFF) {
+      *o++ = static_cast<uint16_t>(value);
+    } else {
+      *o++ = static_cast<uint16_t>(0xD800 + ((value - 0x10000) >> 10));
+      *o++ = static_cast<uint16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
+    }
+    s = a + k + 2;
+    // Its "&"s are text; it may end past the window.
+    if (general) amps = s - p < 64 ? amps & ~uint64_t{0} << (s - p) : 0;
   }
-  return {a + k + 2, o};
+windows_done:
+  return {s, o, p};
 }
 
 }  // namespace
@@ -105,80 +235,13 @@ __attribute__((always_inline)) inline Written other_reference(const uint16_t *a,
 size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   const uint16_t *const u = in.data;
   uint16_t *o = out;
-  // Text is written when a reference or a block with none needs it, in whole
-  // moves that may run past it.
   const uint16_t *s = u;
-  const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';');
-  // The "&"s of the block of 32 units at q. Narrowed with unsigned
-  // saturation a unit above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
-  const auto amps_at = [amp](const uint16_t *q) {
-    const auto *v = reinterpret_cast<const __m128i *>(q);
-    const __m128i lo = _mm_packus_epi16(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
-    const __m128i hi = _mm_packus_epi16(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
-    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
-           static_cast<uint64_t>(static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp)))) << 16;
-  };
-  // One loop over the "&"s, the blocks advanced where one has none left.
-  // 32 units after a block stay readable: the eight after an "&" and the
-  // moves of the text before it.
   size_t i = 0;
   if (in.size >= 64) {
-    const size_t last = in.size - 64;
-    uint64_t amps = amps_at(u);
-    const uint16_t *p = u;
-    for (;;) {
-      while (amps == 0) {
-        i += 32;
-        if (i > last) goto blocks_done;
-        p = u + i;
-        amps = amps_at(p);
-        if (amps == 0) {
-          // The text up to the end of a block with none is written while it
-          // is at hand, not reread from afar at the next reference.
-          if (s == p) {
-            std::memcpy(o, p, 64);
-            o += 32;
-          } else {
-            o = copy_text(s, p + 32, o);
-          }
-          s = p + 32;
-          continue;
-        }
-        // A numeric reference may hold "&"s, up to nine units past its own.
-        if (s > p) amps &= ~uint64_t{0} << (s - p);
-      }
-      const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
-      amps &= amps - 1;
-      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1));
-      const __m128i x = _mm_packus_epi16(v, v);
-#if defined(__x86_64__)
-      const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
-#else
-      uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
-      _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
-#endif
-      // The name that holds the slot of the first three bytes, checked with
-      // its ";" by one masked compare: no search for the ";" first.
-      const size_t slot = prefix_slot_of(bytes);
-      if (__builtin_expect((bytes & kPrefixNameIndex.mask[slot]) == kPrefixNameIndex.key[slot], 1)) {
-        // A name, all letters and digits: no "&" inside it.
-        o = copy_text(s, a, o);
-        *o++ = kPrefixNameIndex.code[slot];  // every name is in the BMP
-        s = a + kPrefixNameIndex.advance[slot];
-        continue;
-      }
-      // The first ";" within seven units; 7 when there is none.
-      const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
-      const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
-      if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
-      const Written w = other_reference(a, bytes, bytes & DecodeWalk::kKeyMasks[k], k, s, o);
-      if (w.text != s) {
-        s = w.text;
-        o = w.out;
-        amps &= ~uint64_t{0} << (s - p);
-      }
-    }
-  blocks_done:;
+    const Stop stop = decode_windows(u, in.size, out);
+    s = stop.text;
+    o = stop.out;
+    i = static_cast<size_t>(stop.next - u);
   }
   const size_t start = static_cast<size_t>(s - u);
   DecodeWalk w(in, out, outEnd);
