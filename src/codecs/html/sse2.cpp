@@ -223,6 +223,20 @@ inline __m128i markup_bytes(__m128i b) {
 // too, and has a row of its own byte.
 inline __m128i high_bytes(__m128i b) { return _mm_avg_epu8(b, _mm_set1_epi8(static_cast<char>(0x80))); }
 
+// The index of the lowest set bit of m, which is not 0. On x86-64 the
+// builtin's int result is widened again before every use as an index; rep
+// bsf is tzcnt where the CPU has it and bsf elsewhere, the same for a word
+// that is not 0.
+__attribute__((always_inline)) inline size_t lowest_bit(uint64_t m) {
+#if defined(__x86_64__)
+  size_t k;
+  __asm__("rep bsfq %1, %0" : "=r"(k) : "rm"(m) : "cc");
+  return k;
+#else
+  return static_cast<size_t>(__builtin_ctzll(m));
+#endif
+}
+
 template <bool kKeepASCII>
 size_t encode(U16View in, size_t from, uint8_t *out) {
   EncodeWalk w(in.data, out);
@@ -244,39 +258,43 @@ size_t encode(U16View in, size_t from, uint8_t *out) {
       markLow = _mm_or_si128(markLow, markup_bytes(low));
       markHigh = _mm_or_si128(markHigh, markup_bytes(high));
     }
-    uint32_t special = static_cast<uint32_t>(_mm_movemask_epi8(markLow)) |
+    uint64_t special = static_cast<uint32_t>(_mm_movemask_epi8(markLow)) |
                        static_cast<uint32_t>(_mm_movemask_epi8(markHigh)) << 16;
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out), low);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out + 16), high);
     if (special == 0) {
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out), low);
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out + 16), high);
       w.out += 32;
       continue;
     }
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes), low);
     _mm_store_si128(reinterpret_cast<__m128i *>(bytes + 16), high);
-    // A local pointer: the byte stores could otherwise reach w.out itself.
-    uint8_t *o = w.out;
+    // The block's text is already out; each reference goes where its unit
+    // would have been, and the text after it moves over what follows. The
+    // text after unit j goes to next + j, next moved on by what each
+    // reference adds: every load and store is at an offset from a pointer,
+    // with no length between references to work out.
     const uint16_t *units = in.data + i;
-    const uint8_t *text = bytes;  // the first byte not yet written
+    ZTK_IN_GENERAL_REGISTER(units);  // not an index from the input's start again
+    const uint8_t *const textAfter = bytes + 1;
+    uint8_t *next = w.out + 1;
     do {
-      const auto at = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(special)));
+      const size_t at = lowest_bit(special);
       special &= special - 1;
-      // The text before the unit in one 32-byte move, whatever its length:
-      // a test of the length cost more than the second half.
-      std::memcpy(o, text, 32);
-      o += bytes + at - text;
       const size_t unit = units[at];
       if (__builtin_expect(unit < 256, 1)) {
         const EncodeRow *row = kLatinRows.row + unit;
-        std::memcpy(o, row, 16);
-        o += row->length;
+        std::memcpy(next - 1 + at, row, 16);
+        next += row->length - 1;
       } else {
-        o = EncodeWalk::reference(static_cast<uint16_t>(unit), o);
+        next = EncodeWalk::reference(static_cast<uint16_t>(unit), next - 1 + at) - at;
       }
-      text = bytes + at + 1;
+      // The rest of the block: 32 bytes whatever is left.
+      const __m128i t0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(textAfter + at));
+      const __m128i t1 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(textAfter + 16 + at));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(next + at), t0);
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(next + 16 + at), t1);
     } while (special != 0);
-    std::memcpy(o, text, 32);
-    w.out = o + (bytes + 32 - text);
+    w.out = next + 31;
   }
   return plain::encode_from(w, in, i, kKeepASCII);
 }
