@@ -48,20 +48,6 @@ ZTK_AVX2 inline __m256i markup_bytes(__m256i b) {
   return _mm256_or_si256(_mm256_or_si256(quoteOrAmp, aposOrLess), _mm256_cmpeq_epi8(b, _mm256_set1_epi8('>')));
 }
 
-// The index of the lowest set bit of m, which is not 0. On x86-64 the
-// builtin's int result is widened again before every use as an index; rep
-// bsf is tzcnt where the CPU has it and bsf elsewhere, the same for a word
-// that is not 0.
-[[gnu::always_inline]] inline size_t lowest_bit(uint64_t m) {
-#if defined(__x86_64__)
-  size_t k;
-  __asm__("rep bsfq %1, %0" : "=r"(k) : "rm"(m) : "cc");
-  return k;
-#else
-  return static_cast<size_t>(__builtin_ctzll(m));
-#endif
-}
-
 // The reference of units[at], from 0x100 up, written at o; returns its
 // length. Out of line and reading the unit itself, and a length rather than
 // an end: the block loop then keeps no copy of each unit, and no address of
@@ -104,7 +90,7 @@ ZTK_AVX2 size_t encode(U16View in, size_t from, uint8_t *out) {
     const uint8_t *const textAfter = bytes + 1;
     uint8_t *next = o + 1;
     do {
-      const size_t at = lowest_bit(special);
+      const size_t at = EncodeWalk::lowest_bit(special);
       const size_t unit = p[at];
       if (__builtin_expect(unit < 256, 1)) {
         const EncodeRow *row = kLatinRows.row + unit;

@@ -52,20 +52,6 @@ ZTK_AVX512 inline uint32_t kept_units(__m512i v) {
   return ascii & ~markup;
 }
 
-// The index of the lowest set bit of m, which is not 0. On x86-64 the
-// builtin's int result is widened again before every use as an index; rep
-// bsf is tzcnt where the CPU has it and bsf elsewhere, the same for a word
-// that is not 0.
-[[gnu::always_inline]] inline size_t lowest_bit(uint64_t m) {
-#if defined(__x86_64__)
-  size_t k;
-  __asm__("rep bsfq %1, %0" : "=r"(k) : "rm"(m) : "cc");
-  return k;
-#else
-  return static_cast<size_t>(__builtin_ctzll(m));
-#endif
-}
-
 // The reference of units[at], from 0x100 up, written at o; returns its
 // length. Out of line and reading the unit itself, and a length rather than
 // an end: the block loop then keeps no copy of each unit, and no address of
@@ -101,7 +87,7 @@ ZTK_AVX512 size_t encode(U16View in, size_t from, uint8_t *out) {
     const uint8_t *const textAfter = bytes + 1;
     uint8_t *next = o + 1;
     do {
-      const size_t at = lowest_bit(special);
+      const size_t at = EncodeWalk::lowest_bit(special);
       const size_t unit = units[at];
       if (__builtin_expect(unit < 256, 1)) {
         const EncodeRow *row = kLatinRows.row + unit;
