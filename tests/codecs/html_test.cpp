@@ -767,3 +767,63 @@ TEST(HtmlCodecKernels, TextOfEveryLengthBetweenReferences) {
   }
   expect_decoded_as_one_unit_at_a_time(texts);
 }
+
+// Runs of references that fill whole blocks and straddle their ends: each
+// kind of row (one byte, a name, the longest name, a numeric reference of
+// five digits, a unit from 0x100 up among units below it) in runs of every
+// length from every place, surrogate pairs cut by a block's end, and a text
+// ending on a high surrogate right before an unreadable page. The kernel is
+// given exactly the room it is promised, a sentinel after it; the method's
+// bytes equal those of one unit at a time.
+TEST(HtmlCodecKernels, RunsOfReferencesAcrossBlockEnds) {
+  struct Run {
+    const char *name;
+    std::u16string unit;  // repeated
+  } runs[] = {
+      {"markup", u"<"},
+      {"apostrophe", u"'"},
+      {"own byte (#, DEL)", std::u16string(u"#\u007F", 2)},
+      {"latin names", u"\u00E9"},
+      {"longest name", u"\u03D1"},  // &thetasym;
+      {"five digits", u"\uFFFD"},
+      {"wide among latin", u"\u00E9\u20AC<"},
+      {"pairs", u"\U0001F600"},
+      {"pair after one", u"a\U0001F600"},
+  };
+  std::vector<std::pair<const char *, std::u16string>> texts;
+  for (const Run &r : runs) {
+    for (size_t lead = 0; lead <= 66; ++lead) {
+      for (size_t count : {size_t{1}, size_t{2}, size_t{31}, size_t{32}, size_t{33}, size_t{70}}) {
+        std::u16string text(lead, u'x');
+        for (size_t j = 0; j < count; ++j) text += r.unit;
+        texts.emplace_back(r.name, text + u"tail of the text, more than a block long.");
+        texts.emplace_back(r.name, text);
+      }
+    }
+  }
+  for (size_t lead = 0; lead <= 66; ++lead) {
+    texts.emplace_back("ends on a high surrogate", std::u16string(lead, u'x') + u'\xD83D');
+    texts.emplace_back("a pair cut by the end", std::u16string(lead, u'\u00E9') + u"\U0001F600");
+  }
+  for_each_level([&](ztk::cpu::Level) {
+    for (const auto &[name, text] : texts) {
+      const GuardedBytes guarded(std::string_view(reinterpret_cast<const char *>(text.data()), 2 * text.size()));
+      const ztk::U16View units{static_cast<const uint16_t *>(static_cast<const void *>(guarded.view().data)),
+                               text.size()};
+      for (bool keep : {false, true}) {
+        AsciiStringHandle slow(2 * int64_t(units.size) + 4096);
+        encode_one_at_a_time(units, keep, slow);
+        const std::string expected = contents(slow, 1);
+        std::vector<uint8_t> room(10 * text.size() + 48 + 1, 0xEE);
+        const size_t n = ztk::html::kernels().encode(units, 0, keep, room.data());
+        ASSERT_EQ(room.back(), 0xEE) << name << ": a store past the room";
+        ASSERT_EQ(std::string(reinterpret_cast<const char *>(room.data()), n), expected)
+            << name << ", " << text.size() << " units, keep " << keep;
+        AsciiStringHandle fast(2 * int64_t(units.size) + 4096);
+        ztk::html::encode(units, keep, fast);
+        ASSERT_EQ(contents(fast, 1), expected) << name << ", " << text.size() << " units";
+        ASSERT_EQ(fast.limit, slow.limit);
+      }
+    }
+  });
+}

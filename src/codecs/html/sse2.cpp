@@ -286,62 +286,77 @@ inline __m128i markup_bytes(__m128i b) {
 // too, and has a row of its own byte.
 inline __m128i high_bytes(__m128i b) { return _mm_avg_epu8(b, _mm_set1_epi8(static_cast<char>(0x80))); }
 
+// The reference of units[at], from 0x100 up, written at o; returns its
+// length. Out of line and reading the unit itself, and a length rather than
+// an end: the block loop then keeps no copy of each unit, and no address of
+// its own, for the few that come here.
+__attribute__((noinline)) size_t wide_reference(const uint16_t *units, size_t at, uint8_t *o) {
+  return static_cast<size_t>(EncodeWalk::reference(units[at], o) - o);
+}
+
 template <bool kKeepASCII>
 size_t encode(U16View in, size_t from, uint8_t *out) {
   EncodeWalk w(in.data, out);
   // The block's bytes and 32 more, so that a 32-byte move from any of them
   // stays inside.
   alignas(16) uint8_t bytes[64] = {};
-  size_t i = from;
-  for (; i + 32 <= in.size; i += 32) {
-    const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
-    const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
-    const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
+  const uint16_t *p = in.data + from;
+  uint8_t *o = out;
+  for (const uint16_t *const end = p + (in.size - from) / 32 * 32; p != end; p += 32) {
+    const auto *v = reinterpret_cast<const __m128i *>(p);
+    const __m128i a = _mm_loadu_si128(v), b = _mm_loadu_si128(v + 1);
+    const __m128i c = _mm_loadu_si128(v + 2), d = _mm_loadu_si128(v + 3);
     // Under signed saturation a unit below 0x80 is its byte, one from 0x8000
     // up has the top bit set, and any other is 0x7F: the bytes are the text,
     // and mark every unit from 0x80 up.
     const __m128i low = _mm_packs_epi16(a, b), high = _mm_packs_epi16(c, d);
+    // Stored before they are marked, wherever the block has references: the
+    // marking may then take the registers over, with no copies.
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(o), low);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(o + 16), high);
+    _mm_store_si128(reinterpret_cast<__m128i *>(bytes), low);
+    _mm_store_si128(reinterpret_cast<__m128i *>(bytes + 16), high);
     __m128i markLow = high_bytes(low);
     __m128i markHigh = high_bytes(high);
     if (!kKeepASCII) {
       markLow = _mm_or_si128(markLow, markup_bytes(low));
       markHigh = _mm_or_si128(markHigh, markup_bytes(high));
     }
-    uint32_t special = static_cast<uint32_t>(_mm_movemask_epi8(markLow)) |
-                       static_cast<uint32_t>(_mm_movemask_epi8(markHigh)) << 16;
-    if (special == 0) {
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out), low);
-      _mm_storeu_si128(reinterpret_cast<__m128i *>(w.out + 16), high);
-      w.out += 32;
+    const uint32_t marked = static_cast<uint32_t>(_mm_movemask_epi8(markLow)) |
+                            static_cast<uint32_t>(_mm_movemask_epi8(markHigh)) << 16;
+    if (marked == 0) {
+      o += 32;
       continue;
     }
-    _mm_store_si128(reinterpret_cast<__m128i *>(bytes), low);
-    _mm_store_si128(reinterpret_cast<__m128i *>(bytes + 16), high);
-    // A local pointer: the byte stores could otherwise reach w.out itself.
-    uint8_t *o = w.out;
-    const uint16_t *units = in.data + i;
-    const uint8_t *text = bytes;  // the first byte not yet written
+    // The block's text is already out; each reference goes where its unit
+    // would have been, and the text after it moves over what follows. The
+    // text after unit j goes to next + j, next moved on by what each
+    // reference adds: every load and store is at an offset from a pointer,
+    // with no length between references to work out.
+    uint64_t special = marked;
+    const uint8_t *const textAfter = bytes + 1;
+    uint8_t *next = o + 1;
     do {
-      const auto at = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(special)));
-      special &= special - 1;
-      // The text before the unit in one 32-byte move, whatever its length:
-      // a test of the length cost more than the second half.
-      std::memcpy(o, text, 32);
-      o += bytes + at - text;
-      const size_t unit = units[at];
+      const size_t at = EncodeWalk::lowest_bit(special);
+      const size_t unit = p[at];
       if (__builtin_expect(unit < 256, 1)) {
         const EncodeRow *row = kLatinRows.row + unit;
-        std::memcpy(o, row, 16);
-        o += row->length;
+        std::memcpy(next - 1 + at, row, 16);
+        next += row->length - 1;
       } else {
-        o = EncodeWalk::reference(static_cast<uint16_t>(unit), o);
+        next += wide_reference(p, at, next - 1 + at) - 1;
       }
-      text = bytes + at + 1;
+      // The rest of the block: 32 bytes whatever is left.
+      const __m128i t0 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(textAfter + at));
+      const __m128i t1 = _mm_loadu_si128(reinterpret_cast<const __m128i *>(textAfter + 16 + at));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(next + at), t0);
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(next + 16 + at), t1);
+      special &= special - 1;
     } while (special != 0);
-    std::memcpy(o, text, 32);
-    w.out = o + (bytes + 32 - text);
+    o = next + 31;
   }
-  return plain::encode_from(w, in, i, kKeepASCII);
+  w.out = o;
+  return plain::encode_from(w, in, static_cast<size_t>(p - in.data), kKeepASCII);
 }
 
 }  // namespace

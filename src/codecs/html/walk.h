@@ -462,6 +462,20 @@ struct EncodeWalk {
   }
 
   size_t written() const { return static_cast<size_t>(out - outStart); }
+
+  // The index of the lowest set bit of m, which is not 0. On x86-64 the
+  // builtin's int result is widened again before every use as an index; rep
+  // bsf is tzcnt where the CPU has it and bsf elsewhere, the same for a word
+  // that is not 0.
+  __attribute__((always_inline)) static size_t lowest_bit(uint64_t m) {
+#if defined(__x86_64__)
+    size_t k;
+    __asm__("rep bsfq %1, %0" : "=r"(k) : "rm"(m) : "cc");
+    return k;
+#else
+    return static_cast<size_t>(__builtin_ctzll(m));
+#endif
+  }
 };
 
 }  // namespace
