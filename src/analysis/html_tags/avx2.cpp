@@ -9,11 +9,12 @@ ZTK_AVX2 inline uint64_t bits_of(__m256i v) { return static_cast<uint32_t>(_mm25
 
 template <bool kFill>
 ZTK_AVX2 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
-                      uint8_t *outEnd) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd);
+                      uint8_t *outEnd, uint8_t *bound, size_t &at) {
+  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
   const __m256i lt = _mm256_set1_epi8('<'), gt = _mm256_set1_epi8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
+    if (!w.fits_block()) return w.stop(i, depth, at);
     const auto *p = reinterpret_cast<const __m256i *>(in.data + i);
     const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
     const __m256i la = _mm256_cmpeq_epi8(a, lt), lb = _mm256_cmpeq_epi8(b, lt);
@@ -29,17 +30,19 @@ ZTK_AVX2 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t
     w.step(open, close, i, 64);
   }
   if (i + 32 <= in.size) {
+    if (!w.fits(32)) return w.stop(i, depth, at);
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in.data + i));
     w.step(bits_of(_mm256_cmpeq_epi8(a, lt)), bits_of(_mm256_cmpeq_epi8(a, gt)), i, 32);
     i += 32;
   }
-  return plain::finish_from(w, i, depth);
+  return plain::finish_from(w, i, depth, at);
 }
 
 // The two forms apart, each with its own walk.
-ZTK_AVX2 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd);
+ZTK_AVX2 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                      uint8_t *bound, size_t &at) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

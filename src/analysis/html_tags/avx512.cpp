@@ -8,11 +8,12 @@ namespace {
 // The last block is read through a mask: no byte past the end is touched.
 template <bool kFill>
 ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
-                        uint8_t *outEnd) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd);
+                        uint8_t *outEnd, uint8_t *bound, size_t &at) {
+  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
   const __m512i lt = _mm512_set1_epi8('<'), gt = _mm512_set1_epi8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
+    if (!w.fits_block()) return w.stop(i, depth, at);
     const __m512i v = _mm512_loadu_si512(in.data + i);
     const uint64_t open = _mm512_cmpeq_epi8_mask(v, lt);
     if (w.depth == 0 && open == 0) {
@@ -24,17 +25,19 @@ ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64
   }
   if (i < in.size) {
     const size_t left = in.size - i;
+    if (!w.fits(left)) return w.stop(i, depth, at);
     const __mmask64 live = (__mmask64{1} << left) - 1;
     const __m512i v = _mm512_maskz_loadu_epi8(live, in.data + i);
     w.step(_mm512_mask_cmpeq_epi8_mask(live, v, lt), _mm512_mask_cmpeq_epi8_mask(live, v, gt), i, left);
   }
-  return w.finish(depth);
+  return w.finish(depth, at);
 }
 
 // The two forms apart, each with its own walk.
-ZTK_AVX512 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd);
+ZTK_AVX512 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
+                        uint8_t *outEnd, uint8_t *bound, size_t &at) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

@@ -17,11 +17,13 @@ inline uint64_t bits_of(uint8x16_t a, uint8x16_t b, uint8x16_t c, uint8x16_t d) 
 }
 
 template <bool kFill>
-size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd);
+size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                      uint8_t *bound, size_t &at) {
+  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
   const uint8x16_t lt = vdupq_n_u8('<'), gt = vdupq_n_u8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
+    if (!w.fits_block()) return w.stop(i, depth, at);
     const uint8_t *p = in.data + i;
     const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 16), c = vld1q_u8(p + 32), d = vld1q_u8(p + 48);
     const uint8x16_t la = vceqq_u8(a, lt), lb = vceqq_u8(b, lt), lc = vceqq_u8(c, lt), ld = vceqq_u8(d, lt);
@@ -39,13 +41,14 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
     w.step(open, close, i, 64);
   }
   // The last bytes a word at a time, so that no load passes the end.
-  return plain::finish_from(w, i, depth);
+  return plain::finish_from(w, i, depth, at);
 }
 
 // The two forms apart, each with its own walk.
-size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd);
+size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                      uint8_t *bound, size_t &at) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

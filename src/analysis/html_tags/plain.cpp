@@ -4,8 +4,9 @@ namespace ztk::tags::plain {
 namespace {
 
 template <bool kFill>
-size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd);
+size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                      uint8_t *bound, size_t &at) {
+  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
   size_t i = from;
   if constexpr (kFill) {
     for (; i + 64 <= in.size; i += 64) {
@@ -13,18 +14,20 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
           i, [](const uint8_t *p) { return equal_bits_of(p, 0x3C3C3C3C3C3C3C3Cull); },
           [](const uint8_t *p) { return equal_bits_of(p, 0x3E3E3E3E3E3E3E3Eull); });
       if (i + 64 > in.size) break;
+      if (!w.fits_block()) return w.stop(i, depth, at);
       uint64_t open, close;
       masks(in.data + i, 64, open, close);
       w.step(open, close, i, 64);
     }
   }
-  return finish_from(w, i, depth);
+  return finish_from(w, i, depth, at);
 }
 
 // The two forms apart, each with its own walk.
-size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd);
+size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                      uint8_t *bound, size_t &at) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

@@ -32,12 +32,16 @@ inline uint64_t bits_of(__m128i v, __m128i b) {
 }
 
 template <bool kFill>
-size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd);
+size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                      uint8_t *bound, size_t &at) {
+  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
   const __m128i lt = _mm_set1_epi8('<'), gt = _mm_set1_epi8('>');
   size_t i = from;
   if (depth == 0) {  // a text that starts plain (most of a plain text, or all of it) first
-    i = copy_plain_blocks(in.data, i, in.size, out);
+    // A byte of text writes one: with a filler, as many as the bound leaves room for.
+    size_t end = in.size;
+    if (kFill && static_cast<size_t>(bound - out) < in.size - i) end = i + static_cast<size_t>(bound - out);
+    i = copy_plain_blocks(in.data, i, end, out);
     w.clean(from, i - from);
   }
   for (; i + 64 <= in.size; i += 64) {
@@ -50,6 +54,7 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
       i = w.blocks(
           i, [&](const uint8_t *q) { return masks_of(q, lt); }, [&](const uint8_t *q) { return masks_of(q, gt); });
       if (i + 64 > in.size) break;
+      if (!w.fits_block()) return w.stop(i, depth, at);
     }
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
@@ -68,16 +73,18 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
     w.step(open, close, i, 64);
   }
   for (; i + 16 <= in.size; i += 16) {
+    if (!w.fits(16)) return w.stop(i, depth, at);
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + i));
     w.step(bits_of(a, lt), bits_of(a, gt), i, 16);
   }
-  return plain::finish_from(w, i, depth);
+  return plain::finish_from(w, i, depth, at);
 }
 
 // The two forms apart, each with its own walk.
-size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd);
+size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                      uint8_t *bound, size_t &at) {
+  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
+                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

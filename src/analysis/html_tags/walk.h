@@ -48,12 +48,14 @@ struct Walk {
   ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
   ptrdiff_t blockFar;     // the last block that can take the whole-block path
   uintptr_t outBlockFar;  // the last output address from which that path may write
+  uint8_t *bound;         // with a filler: no byte is written past it
+  uintptr_t blockBound;   // with a filler: the last output address a block of 64 may start from
   size_t filled[64];     // filled[k]: k times the filler's unit, once blocks() has set it up
   bool filled_ready = false;
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
 
-  Walk(ByteView bytes, size_t from, const Filler &f, int64_t d, uint8_t *o, uint8_t *end)
+  Walk(ByteView bytes, size_t from, const Filler &f, int64_t d, uint8_t *o, uint8_t *end, uint8_t *b)
       : in(bytes.data),
         size(bytes.size),
         out(o),
@@ -62,6 +64,7 @@ struct Walk {
         filler(&f),
         inFar(static_cast<ptrdiff_t>(bytes.size) - 64),
         outFar((end - o) - 64),
+        bound(b),
         start(from),
         depth(d) {
     // The whole-block path reads up to 64 bytes from anywhere in its block
@@ -71,6 +74,22 @@ struct Walk {
     // turns the path off.
     blockFar = static_cast<ptrdiff_t>(bytes.size) - 128;
     outBlockFar = reinterpret_cast<uintptr_t>(end) - (64 * f.unit + 128);
+    blockBound = reinterpret_cast<uintptr_t>(b) - 64 * f.unit;
+  }
+
+  // With a filler: whether the next `width` bytes of input, whatever they
+  // are, write no byte past the bound (the form without one never stops).
+  bool fits(size_t width) const {
+    return !kFill || reinterpret_cast<uintptr_t>(out) + width * filler->unit <= reinterpret_cast<uintptr_t>(bound);
+  }
+  bool fits_block() const { return !kFill || reinterpret_cast<uintptr_t>(out) <= blockBound; }
+
+  // Stops at in[i], everything before it written (start == i); returns the
+  // bytes written and hands back the depth and `i`.
+  size_t stop(size_t i, int64_t &depthAfter, size_t &at) {
+    depthAfter = depth;
+    at = i;
+    return static_cast<size_t>(out - outStart);
   }
 
   // Copies in[a, b) to the output. Runs end at the latest with their block,
@@ -183,8 +202,11 @@ struct Walk {
     const uint8_t *p = in + i;
     const uint8_t *const last = in + blockFar;
     // A block writes at most 64 times the unit, the run it starts with 63
-    // times as much, and the last piece's stores reach 64 bytes further.
-    const uintptr_t oLast = outBlockFar - 64 * filler->unit - 64;
+    // times as much, and the last piece's stores reach 64 bytes further; the
+    // run left open when the loop ends is part of the same 127 bytes.
+    const uintptr_t roomLast = outBlockFar - 64 * filler->unit - 64;
+    const uintptr_t boundLast = reinterpret_cast<uintptr_t>(bound) - 127 * filler->unit;
+    const uintptr_t oLast = roomLast < boundLast ? roomLast : boundLast;
     const uint8_t *const pattern = filler->pattern;
     const size_t unit = filler->unit;
     uint8_t head[16];  // the pattern's first 16 bytes, which most tags take, kept in a register
@@ -407,14 +429,15 @@ struct Walk {
   }
 
   // Ends the last run with the input (a later call goes on from there);
-  // returns the bytes written and hands back the depth.
-  size_t finish(int64_t &depthAfter) {
+  // returns the bytes written and hands back the depth and the input's end.
+  size_t finish(int64_t &depthAfter, size_t &at) {
     if (depth == 0) {
       text(start, size);
     } else if (kFill) {
       fill(size - start);
     }
     depthAfter = depth;
+    at = size;
     return static_cast<size_t>(out - outStart);
   }
 };
