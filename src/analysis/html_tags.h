@@ -45,12 +45,12 @@ struct Kernels {
   // what is written, never past `outEnd`, and no load passes in.size.
   //
   // With a filler, no byte is written past `bound` (where the caller's
-  // buffer rule would grow): the kernel stops at a block's edge `at` before
-  // the bytes from `at` on could pass it, with all before `at` written; it
-  // stops only where at most min(64, in.size - at) more bytes times the unit
-  // would pass `bound`. `at` is in.size when it went through. The form
-  // without a filler writes no more than it reads: its callers' room always
-  // holds the rest, and it never stops.
+  // buffer rule would grow): the kernel stops at `at`, the first byte of a
+  // run (text, or the inside of a tag, up to its bracket or a block's edge)
+  // that would pass it, with all before `at` written. `at` is in.size when
+  // it went through. The form without a filler writes no more than it
+  // reads: its callers give it no more than the room holds, and it never
+  // stops.
   size_t (*strip)(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
                   uint8_t *bound, size_t &at);
 };
@@ -117,9 +117,11 @@ inline void remove_tags(ByteView in, ByteView replacement, AsciiStringHandle &ou
     return;
   }
   const Filler filler = filler_of(replacement);
-  // Runs taken one append each after the kernel stops, at most: then the
-  // kernel is tried again (brackets append nothing, so a stretch of them
-  // need not reach the growth).
+  // Where the kernel stops, the run there grows the rule within this many
+  // bytes (a run is cut at a block's edge at the latest); the form without a
+  // filler, cut by its room, may need a few runs. A take of at most 64
+  // bytes, at most 64 each, grows the rule at most once, as one append at a
+  // time would: the block is resized at the same sizes.
   constexpr size_t kStretch = 64;
   for (size_t i = 0; i < in.size && out.alive();) {
     uint8_t *block = reinterpret_cast<uint8_t *>(*out.handle);

@@ -268,8 +268,8 @@ void one_byte(ztk::ByteView in, size_t at, const std::string &replacement, int64
 
 }  // namespace
 
-// With a filler, the kernel writes no byte past its bound, stops at a block's
-// edge only where the next block (or the rest, if shorter) might not fit,
+// With a filler, the kernel writes no byte past its bound, stops only at a
+// run that does not fit whole (at its first byte, or where a block cut it),
 // and has written all before it. The bound is put `gap` bytes past the
 // output again after each stop, which gets one byte through one at a time,
 // so that it falls inside text and tag runs, at brackets and at the end.
@@ -304,8 +304,12 @@ TEST(TagRemovalKernel, StripStopsAtItsBoundAtEveryLevel) {
               result.append(reinterpret_cast<const char *>(at_out), n);
               if (at_out + n > bound) failures += " past the bound at " + std::to_string(i);
               if (at < i || at > in.size) failures += " stopped outside at " + std::to_string(i);
-              if (at < in.size && at_out + n + std::min<size_t>(64, in.size - at) * unit <= bound) {
-                failures += " stopped with room at " + std::to_string(at);
+              if (at < in.size) {  // the run from in[at] to its bracket (or the end) must not fit whole
+                size_t e = at;
+                while (e < in.size && in[e] != '<' && (depth == 0 || in[e] != '>')) ++e;
+                if (at_out + n + (e - at) * (depth == 0 ? 1 : unit) <= bound) {
+                  failures += " stopped with room at " + std::to_string(at);
+                }
               }
               if (at >= in.size) break;
               one_byte(in, at, replacement, depth, result);

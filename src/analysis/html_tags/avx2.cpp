@@ -14,11 +14,15 @@ ZTK_AVX2 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t
   const __m256i lt = _mm256_set1_epi8('<'), gt = _mm256_set1_epi8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
-    if (!w.fits_block()) return w.stop(i, depth, at);
     const auto *p = reinterpret_cast<const __m256i *>(in.data + i);
     const __m256i a = _mm256_loadu_si256(p), b = _mm256_loadu_si256(p + 1);
     const __m256i la = _mm256_cmpeq_epi8(a, lt), lb = _mm256_cmpeq_epi8(b, lt);
     const uint64_t open = bits_of(la) | bits_of(lb) << 32;
+    if (!w.fits_block()) {
+      const uint64_t close = bits_of(_mm256_cmpeq_epi8(a, gt)) | bits_of(_mm256_cmpeq_epi8(b, gt)) << 32;
+      if (!w.bounded(open, close, i, 64)) return w.stop(depth, at);
+      continue;
+    }
     if (w.depth == 0 && open == 0) {
       auto *o = reinterpret_cast<__m256i *>(w.out);
       _mm256_storeu_si256(o, a);
@@ -30,9 +34,13 @@ ZTK_AVX2 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t
     w.step(open, close, i, 64);
   }
   if (i + 32 <= in.size) {
-    if (!w.fits(32)) return w.stop(i, depth, at);
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in.data + i));
-    w.step(bits_of(_mm256_cmpeq_epi8(a, lt)), bits_of(_mm256_cmpeq_epi8(a, gt)), i, 32);
+    const uint64_t open = bits_of(_mm256_cmpeq_epi8(a, lt)), close = bits_of(_mm256_cmpeq_epi8(a, gt));
+    if (w.fits(32)) {
+      w.step(open, close, i, 32);
+    } else if (!w.bounded(open, close, i, 32)) {
+      return w.stop(depth, at);
+    }
     i += 32;
   }
   return plain::finish_from(w, i, depth, at);

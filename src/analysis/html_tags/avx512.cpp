@@ -13,9 +13,12 @@ ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64
   const __m512i lt = _mm512_set1_epi8('<'), gt = _mm512_set1_epi8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
-    if (!w.fits_block()) return w.stop(i, depth, at);
     const __m512i v = _mm512_loadu_si512(in.data + i);
     const uint64_t open = _mm512_cmpeq_epi8_mask(v, lt);
+    if (!w.fits_block()) {
+      if (!w.bounded(open, _mm512_cmpeq_epi8_mask(v, gt), i, 64)) return w.stop(depth, at);
+      continue;
+    }
     if (w.depth == 0 && open == 0) {
       _mm512_storeu_si512(w.out, v);
       w.clean(i, 64);
@@ -25,10 +28,14 @@ ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64
   }
   if (i < in.size) {
     const size_t left = in.size - i;
-    if (!w.fits(left)) return w.stop(i, depth, at);
     const __mmask64 live = (__mmask64{1} << left) - 1;
     const __m512i v = _mm512_maskz_loadu_epi8(live, in.data + i);
-    w.step(_mm512_mask_cmpeq_epi8_mask(live, v, lt), _mm512_mask_cmpeq_epi8_mask(live, v, gt), i, left);
+    const uint64_t open = _mm512_mask_cmpeq_epi8_mask(live, v, lt), close = _mm512_mask_cmpeq_epi8_mask(live, v, gt);
+    if (w.fits(left)) {
+      w.step(open, close, i, left);
+    } else if (!w.bounded(open, close, i, left)) {
+      return w.stop(depth, at);
+    }
   }
   return w.finish(depth, at);
 }

@@ -57,9 +57,12 @@ template <class W>
 inline size_t finish_from(W &w, size_t i, int64_t &depth, size_t &at) {
   for (; i < w.size; i += 64) {
     const size_t n = w.size - i < 64 ? w.size - i : 64;
-    if (!w.fits(n)) return w.stop(i, depth, at);
     uint64_t open, close;
     masks(w.in + i, n, open, close);
+    if (!w.fits(n)) {
+      if (!w.bounded(open, close, i, n)) return w.stop(depth, at);
+      continue;
+    }
     w.step(open, close, i, n);
   }
   return w.finish(depth, at);

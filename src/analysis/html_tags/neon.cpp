@@ -23,11 +23,15 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
   const uint8x16_t lt = vdupq_n_u8('<'), gt = vdupq_n_u8('>');
   size_t i = from;
   for (; i + 64 <= in.size; i += 64) {
-    if (!w.fits_block()) return w.stop(i, depth, at);
     const uint8_t *p = in.data + i;
     const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 16), c = vld1q_u8(p + 32), d = vld1q_u8(p + 48);
     const uint8x16_t la = vceqq_u8(a, lt), lb = vceqq_u8(b, lt), lc = vceqq_u8(c, lt), ld = vceqq_u8(d, lt);
     const bool anyOpen = vmaxvq_u8(vorrq_u8(vorrq_u8(la, lb), vorrq_u8(lc, ld))) != 0;
+    if (!w.fits_block()) {
+      const uint64_t close = bits_of(vceqq_u8(a, gt), vceqq_u8(b, gt), vceqq_u8(c, gt), vceqq_u8(d, gt));
+      if (!w.bounded(anyOpen ? bits_of(la, lb, lc, ld) : 0, close, i, 64)) return w.stop(depth, at);
+      continue;
+    }
     if (w.depth == 0 && !anyOpen) {
       vst1q_u8(w.out, a);
       vst1q_u8(w.out + 16, b);

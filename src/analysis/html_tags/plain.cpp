@@ -14,9 +14,12 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
           i, [](const uint8_t *p) { return equal_bits_of(p, 0x3C3C3C3C3C3C3C3Cull); },
           [](const uint8_t *p) { return equal_bits_of(p, 0x3E3E3E3E3E3E3E3Eull); });
       if (i + 64 > in.size) break;
-      if (!w.fits_block()) return w.stop(i, depth, at);
       uint64_t open, close;
       masks(in.data + i, 64, open, close);
+      if (!w.fits_block()) {
+        if (!w.bounded(open, close, i, 64)) return w.stop(depth, at);
+        continue;
+      }
       w.step(open, close, i, 64);
     }
   }

@@ -54,12 +54,16 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
       i = w.blocks(
           i, [&](const uint8_t *q) { return masks_of(q, lt); }, [&](const uint8_t *q) { return masks_of(q, gt); });
       if (i + 64 > in.size) break;
-      if (!w.fits_block()) return w.stop(i, depth, at);
     }
     const auto *p = reinterpret_cast<const __m128i *>(in.data + i);
     const __m128i a = _mm_loadu_si128(p), b = _mm_loadu_si128(p + 1);
     const __m128i c = _mm_loadu_si128(p + 2), d = _mm_loadu_si128(p + 3);
     const uint64_t open = bits_of(a, lt) | bits_of(b, lt) << 16 | bits_of(c, lt) << 32 | bits_of(d, lt) << 48;
+    if (!w.fits_block()) {
+      const uint64_t close = bits_of(a, gt) | bits_of(b, gt) << 16 | bits_of(c, gt) << 32 | bits_of(d, gt) << 48;
+      if (!w.bounded(open, close, i, 64)) return w.stop(depth, at);
+      continue;
+    }
     if (open == 0 && w.depth == 0) {
       auto *o = reinterpret_cast<__m128i *>(w.out);
       _mm_storeu_si128(o, a);
@@ -73,8 +77,11 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
     w.step(open, close, i, 64);
   }
   for (; i + 16 <= in.size; i += 16) {
-    if (!w.fits(16)) return w.stop(i, depth, at);
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in.data + i));
+    if (!w.fits(16)) {
+      if (!w.bounded(bits_of(a, lt), bits_of(a, gt), i, 16)) return w.stop(depth, at);
+      continue;
+    }
     w.step(bits_of(a, lt), bits_of(a, gt), i, 16);
   }
   return plain::finish_from(w, i, depth, at);

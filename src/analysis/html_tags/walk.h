@@ -84,12 +84,47 @@ struct Walk {
   }
   bool fits_block() const { return !kFill || reinterpret_cast<uintptr_t>(out) <= blockBound; }
 
-  // Stops at in[i], everything before it written (start == i); returns the
-  // bytes written and hands back the depth and `i`.
-  size_t stop(size_t i, int64_t &depthAfter, size_t &at) {
+  // Stops at in[start], everything before it written; returns the bytes
+  // written and hands back the depth and where it stopped.
+  size_t stop(int64_t &depthAfter, size_t &at) {
     depthAfter = depth;
-    at = i;
+    at = start;
     return static_cast<size_t>(out - outStart);
+  }
+
+  // A block that might write past the bound, from its start: its runs one
+  // at a time, each written where it fits whole. False at the first that
+  // does not, with `start` at its first byte (there the caller's rule
+  // grows, within this run); true with the block written.
+  bool bounded(uint64_t open, uint64_t close, size_t base, size_t width) {
+    if constexpr (kFill) {
+      size_t pos = start;
+      for (;;) {
+        const uint64_t m = depth == 0 ? open : (open | close);  // a ">" outside a tag is text
+        const size_t e = m != 0 ? base + lowest(m) : base + width;
+        const size_t n = (e - pos) * (depth == 0 ? 1 : filler->unit);
+        if (reinterpret_cast<uintptr_t>(out) + n > reinterpret_cast<uintptr_t>(bound)) {
+          start = pos;
+          return false;
+        }
+        if (depth == 0) {
+          text(pos, e);
+        } else {
+          fill(e - pos);
+        }
+        if (m == 0) break;
+        const uint64_t bit = m & (0 - m);
+        depth += (open & bit) != 0 ? 1 : -1;
+        const uint64_t above = ~(bit * 2 - 1);
+        open &= above;
+        close &= above;
+        pos = e + 1;
+      }
+    } else {
+      step_by_brackets(open, close, base, width);
+    }
+    start = base + width;
+    return true;
   }
 
   // Copies in[a, b) to the output. Runs end at the latest with their block,
