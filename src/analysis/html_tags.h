@@ -123,14 +123,22 @@ inline void remove_tags(ByteView in, ByteView replacement, AsciiStringHandle &ou
   // bytes, at most 64 each, grows the rule at most once, as one append at a
   // time would: the block is resized at the same sizes.
   constexpr size_t kStretch = 64;
+  const size_t per = filler.unit > 1 ? filler.unit : 1;
   for (size_t i = 0; i < in.size && out.alive();) {
+    // A short rest that may grow the rule (a short call's whole input, most
+    // often) goes run by run at once: the kernel would stop in it anyway.
+    const size_t left = in.size - i;
+    if (left <= kStretch && out.limit - out.used - 4 < static_cast<int64_t>(left * per)) {
+      remove_tags_by_runs(in, i, replacement, depth, out);
+      return;
+    }
     uint8_t *block = reinterpret_cast<uint8_t *>(*out.handle);
     uint8_t *blockEnd = block + out.capacity + (out.slack ? growth::kSlack : 0);
     // The form without a filler never stops: it gets the stretch the rule's
     // room surely holds (a byte writes at most one), which in the method is
     // the whole input.
     size_t end = in.size;
-    if (filler.unit == 0 && out.limit - out.used - 4 < static_cast<int64_t>(in.size - i)) {
+    if (filler.unit == 0 && out.limit - out.used - 4 < static_cast<int64_t>(left)) {
       end = i + static_cast<size_t>(out.limit - out.used - 4);
     }
     size_t at = end;
