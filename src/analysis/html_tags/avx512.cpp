@@ -12,19 +12,24 @@ ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64
   Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
   const __m512i lt = _mm512_set1_epi8('<'), gt = _mm512_set1_epi8('>');
   size_t i = from;
-  for (; i + 64 <= in.size; i += 64) {
+  // Stretches of blocks that surely fit below the bound; a block that may
+  // not goes run by run.
+  for (size_t end = w.sure_end(i);; end = w.sure_end(i)) {
+    for (; i + 64 <= end; i += 64) {
+      const __m512i v = _mm512_loadu_si512(in.data + i);
+      const uint64_t open = _mm512_cmpeq_epi8_mask(v, lt);
+      if (w.depth == 0 && open == 0) {
+        _mm512_storeu_si512(w.out, v);
+        w.clean(i, 64);
+        continue;
+      }
+      w.step(open, _mm512_cmpeq_epi8_mask(v, gt), i, 64);
+    }
+    if (i + 64 > in.size) break;
+    if (w.fits_block()) continue;
     const __m512i v = _mm512_loadu_si512(in.data + i);
-    const uint64_t open = _mm512_cmpeq_epi8_mask(v, lt);
-    if (!w.fits_block()) {
-      if (!w.bounded(open, _mm512_cmpeq_epi8_mask(v, gt), i, 64)) return w.stop(depth, at);
-      continue;
-    }
-    if (w.depth == 0 && open == 0) {
-      _mm512_storeu_si512(w.out, v);
-      w.clean(i, 64);
-      continue;
-    }
-    w.step(open, _mm512_cmpeq_epi8_mask(v, gt), i, 64);
+    if (!w.bounded(_mm512_cmpeq_epi8_mask(v, lt), _mm512_cmpeq_epi8_mask(v, gt), i, 64)) return w.stop(depth, at);
+    i += 64;
   }
   if (i < in.size) {
     const size_t left = in.size - i;

@@ -22,27 +22,34 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
   Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
   const uint8x16_t lt = vdupq_n_u8('<'), gt = vdupq_n_u8('>');
   size_t i = from;
-  for (; i + 64 <= in.size; i += 64) {
+  // Stretches of blocks that surely fit below the bound; a block that may
+  // not goes run by run.
+  for (size_t end = w.sure_end(i);; end = w.sure_end(i)) {
+    for (; i + 64 <= end; i += 64) {
+      const uint8_t *p = in.data + i;
+      const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 16), c = vld1q_u8(p + 32), d = vld1q_u8(p + 48);
+      const uint8x16_t la = vceqq_u8(a, lt), lb = vceqq_u8(b, lt), lc = vceqq_u8(c, lt), ld = vceqq_u8(d, lt);
+      const bool anyOpen = vmaxvq_u8(vorrq_u8(vorrq_u8(la, lb), vorrq_u8(lc, ld))) != 0;
+      if (w.depth == 0 && !anyOpen) {
+        vst1q_u8(w.out, a);
+        vst1q_u8(w.out + 16, b);
+        vst1q_u8(w.out + 32, c);
+        vst1q_u8(w.out + 48, d);
+        w.clean(i, 64);
+        continue;
+      }
+      const uint64_t open = anyOpen ? bits_of(la, lb, lc, ld) : 0;
+      const uint64_t close = bits_of(vceqq_u8(a, gt), vceqq_u8(b, gt), vceqq_u8(c, gt), vceqq_u8(d, gt));
+      w.step(open, close, i, 64);
+    }
+    if (i + 64 > in.size) break;
+    if (w.fits_block()) continue;
     const uint8_t *p = in.data + i;
     const uint8x16_t a = vld1q_u8(p), b = vld1q_u8(p + 16), c = vld1q_u8(p + 32), d = vld1q_u8(p + 48);
-    const uint8x16_t la = vceqq_u8(a, lt), lb = vceqq_u8(b, lt), lc = vceqq_u8(c, lt), ld = vceqq_u8(d, lt);
-    const bool anyOpen = vmaxvq_u8(vorrq_u8(vorrq_u8(la, lb), vorrq_u8(lc, ld))) != 0;
-    if (!w.fits_block()) {
-      const uint64_t close = bits_of(vceqq_u8(a, gt), vceqq_u8(b, gt), vceqq_u8(c, gt), vceqq_u8(d, gt));
-      if (!w.bounded(anyOpen ? bits_of(la, lb, lc, ld) : 0, close, i, 64)) return w.stop(depth, at);
-      continue;
-    }
-    if (w.depth == 0 && !anyOpen) {
-      vst1q_u8(w.out, a);
-      vst1q_u8(w.out + 16, b);
-      vst1q_u8(w.out + 32, c);
-      vst1q_u8(w.out + 48, d);
-      w.clean(i, 64);
-      continue;
-    }
-    const uint64_t open = anyOpen ? bits_of(la, lb, lc, ld) : 0;
+    const uint64_t open = bits_of(vceqq_u8(a, lt), vceqq_u8(b, lt), vceqq_u8(c, lt), vceqq_u8(d, lt));
     const uint64_t close = bits_of(vceqq_u8(a, gt), vceqq_u8(b, gt), vceqq_u8(c, gt), vceqq_u8(d, gt));
-    w.step(open, close, i, 64);
+    if (!w.bounded(open, close, i, 64)) return w.stop(depth, at);
+    i += 64;
   }
   // The last bytes a word at a time, so that no load passes the end.
   return plain::finish_from(w, i, depth, at);

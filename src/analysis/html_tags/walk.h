@@ -83,6 +83,14 @@ struct Walk {
     return !kFill || reinterpret_cast<uintptr_t>(out) + width * filler->unit <= reinterpret_cast<uintptr_t>(bound);
   }
   bool fits_block() const { return !kFill || reinterpret_cast<uintptr_t>(out) <= blockBound; }
+  // With a filler: the end of the whole blocks from `i` on that surely fit
+  // below the bound, at most `size` (the form without one: `size`), so that
+  // a loop of blocks tests its room once a stretch, not once a block.
+  size_t sure_end(size_t i) const {
+    if (!kFill) return size;
+    const size_t room = static_cast<size_t>(bound - out) / (64 * filler->unit);
+    return room >= (size - i) / 64 ? size : i + 64 * room;
+  }
 
   // Stops at in[start], everything before it written; returns the bytes
   // written and hands back the depth and where it stopped.
