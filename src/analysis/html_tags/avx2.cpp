@@ -7,10 +7,10 @@ namespace {
 
 ZTK_AVX2 inline uint64_t bits_of(__m256i v) { return static_cast<uint32_t>(_mm256_movemask_epi8(v)); }
 
-template <bool kFill>
+template <bool kFill, bool kBound>
 ZTK_AVX2 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
                       uint8_t *outEnd, uint8_t *bound, size_t &at) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
+  Walk<kFill, kBound> w(in, from, filler, depth, out, outEnd, bound);
   const __m256i lt = _mm256_set1_epi8('<'), gt = _mm256_set1_epi8('>');
   size_t i = from;
   // Stretches of blocks that surely fit below the bound; a block that may
@@ -56,8 +56,12 @@ ZTK_AVX2 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t
 // The two forms apart, each with its own walk.
 ZTK_AVX2 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
                       uint8_t *bound, size_t &at) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
+  if (filler.unit == 0) return strip_as<false, false>(in, from, filler, depth, out, outEnd, bound, at);
+  // The bound out of reach of the whole rest: the walk without its tests.
+  if ((in.size - from) * filler.unit <= static_cast<size_t>(bound - out)) {
+    return strip_as<true, false>(in, from, filler, depth, out, outEnd, bound, at);
+  }
+  return strip_as<true, true>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

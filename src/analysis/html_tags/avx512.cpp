@@ -6,10 +6,10 @@ namespace ztk::tags::avx512 {
 namespace {
 
 // The last block is read through a mask: no byte past the end is touched.
-template <bool kFill>
+template <bool kFill, bool kBound>
 ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
                         uint8_t *outEnd, uint8_t *bound, size_t &at) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
+  Walk<kFill, kBound> w(in, from, filler, depth, out, outEnd, bound);
   const __m512i lt = _mm512_set1_epi8('<'), gt = _mm512_set1_epi8('>');
   size_t i = from;
   // Stretches of blocks that surely fit below the bound; a block that may
@@ -48,8 +48,12 @@ ZTK_AVX512 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64
 // The two forms apart, each with its own walk.
 ZTK_AVX512 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out,
                         uint8_t *outEnd, uint8_t *bound, size_t &at) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
+  if (filler.unit == 0) return strip_as<false, false>(in, from, filler, depth, out, outEnd, bound, at);
+  // The bound out of reach of the whole rest: the walk without its tests.
+  if ((in.size - from) * filler.unit <= static_cast<size_t>(bound - out)) {
+    return strip_as<true, false>(in, from, filler, depth, out, outEnd, bound, at);
+  }
+  return strip_as<true, true>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

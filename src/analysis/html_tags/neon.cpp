@@ -16,10 +16,10 @@ inline uint64_t bits_of(uint8x16_t a, uint8x16_t b, uint8x16_t c, uint8x16_t d) 
   return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(abcd, abcd)), 0);
 }
 
-template <bool kFill>
+template <bool kFill, bool kBound>
 size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
-                      uint8_t *bound, size_t &at) {
-  Walk<kFill> w(in, from, filler, depth, out, outEnd, bound);
+                uint8_t *bound, size_t &at) {
+  Walk<kFill, kBound> w(in, from, filler, depth, out, outEnd, bound);
   const uint8x16_t lt = vdupq_n_u8('<'), gt = vdupq_n_u8('>');
   size_t i = from;
   // Stretches of blocks that surely fit below the bound; a block that may
@@ -57,9 +57,13 @@ size_t strip_as(ByteView in, size_t from, const Filler &filler, int64_t &depth, 
 
 // The two forms apart, each with its own walk.
 size_t strip(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
-                      uint8_t *bound, size_t &at) {
-  return filler.unit != 0 ? strip_as<true>(in, from, filler, depth, out, outEnd, bound, at)
-                          : strip_as<false>(in, from, filler, depth, out, outEnd, bound, at);
+             uint8_t *bound, size_t &at) {
+  if (filler.unit == 0) return strip_as<false, false>(in, from, filler, depth, out, outEnd, bound, at);
+  // The bound out of reach of the whole rest: the walk without its tests.
+  if ((in.size - from) * filler.unit <= static_cast<size_t>(bound - out)) {
+    return strip_as<true, false>(in, from, filler, depth, out, outEnd, bound, at);
+  }
+  return strip_as<true, true>(in, from, filler, depth, out, outEnd, bound, at);
 }
 
 }  // namespace

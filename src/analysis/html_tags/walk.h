@@ -35,8 +35,10 @@ inline uint64_t lowest_word(uint64_t x) {
 
 // kFill: with a filler (the form that writes a replacement for the bytes
 // inside tags); the two forms are separate instances, so that the one without
-// carries none of the other's tests or registers.
-template <bool kFill>
+// carries none of the other's tests or registers. kBound: with a filler, the
+// bound may be reached; a call whose whole rest surely fits (a replacement of
+// one byte, a short rest) takes the instance without its tests.
+template <bool kFill, bool kBound = kFill>
 struct Walk {
   const uint8_t *in;
   size_t size;
@@ -80,14 +82,14 @@ struct Walk {
   // With a filler: whether the next `width` bytes of input, whatever they
   // are, write no byte past the bound (the form without one never stops).
   bool fits(size_t width) const {
-    return !kFill || reinterpret_cast<uintptr_t>(out) + width * filler->unit <= reinterpret_cast<uintptr_t>(bound);
+    return !kBound || reinterpret_cast<uintptr_t>(out) + width * filler->unit <= reinterpret_cast<uintptr_t>(bound);
   }
-  bool fits_block() const { return !kFill || reinterpret_cast<uintptr_t>(out) <= blockBound; }
+  bool fits_block() const { return !kBound || reinterpret_cast<uintptr_t>(out) <= blockBound; }
   // With a filler: the end of the whole blocks from `i` on that surely fit
   // below the bound, at most `size` (the form without one: `size`), so that
   // a loop of blocks tests its room once a stretch, not once a block.
   size_t sure_end(size_t i) const {
-    if (!kFill) return size;
+    if (!kBound) return size;
     const size_t room = static_cast<size_t>(bound - out) / (64 * filler->unit);
     return room >= (size - i) / 64 ? size : i + 64 * room;
   }
@@ -248,7 +250,7 @@ struct Walk {
     // times as much, and the last piece's stores reach 64 bytes further; the
     // run left open when the loop ends is part of the same 127 bytes.
     const uintptr_t roomLast = outBlockFar - 64 * filler->unit - 64;
-    const uintptr_t boundLast = reinterpret_cast<uintptr_t>(bound) - 127 * filler->unit;
+    const uintptr_t boundLast = kBound ? reinterpret_cast<uintptr_t>(bound) - 127 * filler->unit : roomLast;
     const uintptr_t oLast = roomLast < boundLast ? roomLast : boundLast;
     const uint8_t *const pattern = filler->pattern;
     const size_t unit = filler->unit;
