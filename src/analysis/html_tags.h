@@ -43,7 +43,16 @@ struct Kernels {
   // after. Returns the bytes written (at most (in.size - from) times the
   // larger of 1 and the filler's unit). Whole 16-byte stores may go past
   // what is written, never past `outEnd`, and no load passes in.size.
-  size_t (*strip)(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd);
+  //
+  // With a filler, no byte is written past `bound` (where the caller's
+  // buffer rule would grow): the kernel stops at `at`, the first byte of a
+  // run (text, or the inside of a tag, up to its bracket or a block's edge)
+  // that would pass it, with all before `at` written. `at` is in.size when
+  // it went through. The form without a filler writes no more than it
+  // reads: its callers give it no more than the room holds, and it never
+  // stops.
+  size_t (*strip)(ByteView in, size_t from, const Filler &filler, int64_t &depth, uint8_t *out, uint8_t *outEnd,
+                  uint8_t *bound, size_t &at);
 };
 
 extern const simd::Dispatch<Kernels> kDispatch;
@@ -56,12 +65,17 @@ size_t strip_reference(ByteView in, ByteView replacement, uint8_t *out);
 // Appends the text of `in` without its tags to `out`: text as one-byte
 // appends, and per byte inside a tag one append of the replacement.
 // The bytes in[from, in.size) at tag depth `depth`, which it updates; false
-// when the buffer died.
+// when the buffer died. With `next`, it stops after the first run whose
+// appends grew the buffer's rule, and sets *next to where it stopped:
+// in.size when none grew it.
 template <class Out>
-bool remove_tags_by_runs(ByteView in, size_t from, ByteView replacement, int64_t &depth, Out &out) {
+bool remove_tags_by_runs(ByteView in, size_t from, ByteView replacement, int64_t &depth, Out &out,
+                         size_t *next = nullptr) {
   static constexpr scan::ByteSet kOpen{{'<', '<'}};
   static constexpr scan::ByteSet kBrackets{{'<', '<'}, {'>', '>'}};
   size_t i = from;
+  if (next != nullptr) *next = in.size;
+  const int64_t limit = out.limit;
   while (i < in.size) {
     const size_t end = scan::find(in, i, depth == 0 ? kOpen : kBrackets);
     if (end > i && (depth == 0 || !replacement.empty())) {
@@ -79,15 +93,23 @@ bool remove_tags_by_runs(ByteView in, size_t from, ByteView replacement, int64_t
     if (end == in.size) return true;
     depth += in[end] == '<' ? 1 : -1;  // a ">" is only looked for inside a tag
     i = end + 1;
+    if (next != nullptr && out.limit != limit) {
+      *next = i;
+      return true;
+    }
   }
   return true;
 }
 
 // Appends the text of `in` without its tags to `out`: text as one-byte
-// appends, and per byte inside a tag one append of the replacement. Where the
-// buffer's rule has room for what a stretch of input can write, no append in
-// it can grow the buffer: the kernel writes the stretch in place and `used`
-// moves once. Where it has not, a short stretch goes run by run and grows it.
+// appends, and per byte inside a tag one append of the replacement. An
+// append of n bytes grows the buffer's rule exactly when it would end past
+// limit - 4, whatever its size: the kernel writes in place up to that bound
+// and `used` moves once. Where it stops, the runs that follow go one append
+// each, through the rule, until one of them has grown it; the kernel then
+// goes on from there with the new bound. So the rule grows (or the buffer
+// dies) at the very append where one append at a time would, about once
+// every 4 KB of result, and the kernel is called about as often.
 inline void remove_tags(ByteView in, ByteView replacement, AsciiStringHandle &out) {
   int64_t depth = 0;
   if (replacement.size > 64) {
@@ -95,23 +117,38 @@ inline void remove_tags(ByteView in, ByteView replacement, AsciiStringHandle &ou
     return;
   }
   const Filler filler = filler_of(replacement);
-  const int64_t per = replacement.size > 1 ? static_cast<int64_t>(replacement.size) : 1;
-  constexpr size_t kShortest = 64;  // below this, a stretch goes run by run
-  for (size_t i = 0; i < in.size;) {
-    if (!out.alive()) return;
-    const int64_t room = (out.limit - out.used - 4) / per;
+  // Where the kernel stops, the run there grows the rule within this many
+  // bytes (a run is cut at a block's edge at the latest); the form without a
+  // filler, cut by its room, may need a few runs. A take of at most 64
+  // bytes, at most 64 each, grows the rule at most once, as one append at a
+  // time would: the block is resized at the same sizes.
+  constexpr size_t kStretch = 64;
+  const size_t per = filler.unit > 1 ? filler.unit : 1;
+  for (size_t i = 0; i < in.size && out.alive();) {
+    // A short rest that may grow the rule (a short call's whole input, most
+    // often) goes run by run at once: the kernel would stop in it anyway.
     const size_t left = in.size - i;
-    if (room >= static_cast<int64_t>(left) || room >= static_cast<int64_t>(kShortest)) {
-      const size_t end = room >= static_cast<int64_t>(left) ? in.size : i + static_cast<size_t>(room);
-      uint8_t *block = reinterpret_cast<uint8_t *>(*out.handle);
-      uint8_t *blockEnd = block + out.capacity + (out.slack ? growth::kSlack : 0);
-      out.used += static_cast<int32_t>(kernels().strip({in.data, end}, i, filler, depth, block + out.used, blockEnd));
-      i = end;
-    } else {
-      const size_t end = left > kShortest ? i + kShortest : in.size;
-      if (!remove_tags_by_runs({in.data, end}, i, replacement, depth, out)) return;
-      i = end;
+    if (left <= kStretch && out.limit - out.used - 4 < static_cast<int64_t>(left * per)) {
+      remove_tags_by_runs(in, i, replacement, depth, out);
+      return;
     }
+    uint8_t *block = reinterpret_cast<uint8_t *>(*out.handle);
+    uint8_t *blockEnd = block + out.capacity + (out.slack ? growth::kSlack : 0);
+    // The form without a filler never stops: it gets the stretch the rule's
+    // room surely holds (a byte writes at most one), which in the method is
+    // the whole input.
+    size_t end = in.size;
+    if (filler.unit == 0 && out.limit - out.used - 4 < static_cast<int64_t>(left)) {
+      end = i + static_cast<size_t>(out.limit - out.used - 4);
+    }
+    size_t at = end;
+    if (end > i) {
+      out.used += static_cast<int32_t>(kernels().strip({in.data, end}, i, filler, depth, block + out.used, blockEnd,
+                                                       block + (out.limit - 4), at));
+    }
+    if (at == in.size) return;
+    const size_t runsEnd = in.size - at > kStretch ? at + kStretch : in.size;
+    if (!remove_tags_by_runs({in.data, runsEnd}, at, replacement, depth, out, &i)) return;
   }
 }
 

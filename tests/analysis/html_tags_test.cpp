@@ -11,6 +11,8 @@
 #include "kernel_levels.h"
 #include "text/string_handles.h"
 
+extern "C" int64_t ZTKTestingAllocationCount();
+
 using namespace ztk_test;
 
 ZTK_GENERATION_SUITE(RemoveHTMLTagsZTK);
@@ -135,8 +137,11 @@ void expect_strip_equals_reference(const std::vector<std::string> &inputs,
           uint8_t *const end = o + in.size * per;
           const size_t cut = in.size * 7 / 13;
           int64_t depth = 0;
-          size_t n = ztk::tags::kernels().strip({in.data, cut}, 0, filler, depth, o, end);
-          n += ztk::tags::kernels().strip(in, cut, filler, depth, o + n, end);
+          size_t at = 0;
+          size_t n = ztk::tags::kernels().strip({in.data, cut}, 0, filler, depth, o, end, end, at);
+          EXPECT_EQ(at, cut);
+          n += ztk::tags::kernels().strip(in, cut, filler, depth, o + n, end, end, at);
+          EXPECT_EQ(at, in.size);
           EXPECT_EQ(out[in.size * per], '#') << "a store past the room";
           out.resize(n);
           return out;
@@ -240,6 +245,169 @@ TEST_P(RemoveHTMLTagsZTK, PagesComeOutAsOneByteAtATime) {
       filled.resize(ztk::tags::strip_reference(in, r, reinterpret_cast<uint8_t *>(&filled[0])));
       EXPECT_EQ(call("RemoveHTMLTagsWithZTK", {S(page), S(replacement)}).bytes, filled);
       filled.resize(3 * page.size());
+    }
+  }
+}
+
+namespace {
+
+// The result of the bytes in[at] one byte at a time: the step the handler's
+// runs take where the kernel stops.
+void one_byte(ztk::ByteView in, size_t at, const std::string &replacement, int64_t &depth, std::string &out) {
+  const uint8_t c = in[at];
+  if (c == '<') {
+    ++depth;
+  } else if (c == '>' && depth > 0) {
+    --depth;
+  } else if (depth == 0) {
+    out += static_cast<char>(c);
+  } else {
+    out += replacement;
+  }
+}
+
+}  // namespace
+
+// With a filler, the kernel writes no byte past its bound, stops only at a
+// run that does not fit whole (at its first byte, or where a block cut it),
+// and has written all before it. The bound is put `gap` bytes past the
+// output again after each stop, which gets one byte through one at a time,
+// so that it falls inside text and tag runs, at brackets and at the end.
+TEST(TagRemovalKernel, StripStopsAtItsBoundAtEveryLevel) {
+  std::vector<std::string> inputs = block_edge_inputs();
+  inputs.resize(inputs.size() / 3);  // the shapes repeat: a third of them, for the time
+  for (const std::string &s : tag_inputs()) {
+    if (s.size() >= 60) inputs.push_back(s);
+  }
+  for (const std::string &replacement : {std::string(" "), std::string("ab"), std::string("abc"),
+                                         std::string(17, '*'), std::string(64, '+')}) {
+    SCOPED_TRACE(replacement);
+    const ztk::ByteView r{reinterpret_cast<const uint8_t *>(replacement.data()), replacement.size()};
+    const ztk::tags::Filler filler = ztk::tags::filler_of(r);
+    const size_t unit = replacement.size();
+    for (size_t gap : {size_t{0}, size_t{1}, size_t{40}, 64 * unit - 1, 64 * unit, 64 * unit + 1, 150 * unit + 7}) {
+      SCOPED_TRACE(gap);
+      expect_equal_at_every_level(
+          inputs,
+          [&](ztk::ByteView in) {
+            std::string out(in.size * unit + 1, '#');
+            auto *o = reinterpret_cast<uint8_t *>(&out[0]);
+            uint8_t *const end = o + in.size * unit;
+            std::string result, failures;
+            int64_t depth = 0;
+            size_t i = 0;
+            while (i < in.size) {
+              uint8_t *const at_out = o + result.size();
+              uint8_t *const bound = at_out + std::min<size_t>(gap, static_cast<size_t>(end - at_out));
+              size_t at = 0;
+              const size_t n = ztk::tags::kernels().strip(in, i, filler, depth, at_out, end, bound, at);
+              result.append(reinterpret_cast<const char *>(at_out), n);
+              if (at_out + n > bound) failures += " past the bound at " + std::to_string(i);
+              if (at < i || at > in.size) failures += " stopped outside at " + std::to_string(i);
+              if (at < in.size) {  // the run from in[at] to its bracket (or the end) must not fit whole
+                size_t e = at;
+                while (e < in.size && in[e] != '<' && (depth == 0 || in[e] != '>')) ++e;
+                if (at_out + n + (e - at) * (depth == 0 ? 1 : unit) <= bound) {
+                  failures += " stopped with room at " + std::to_string(at);
+                }
+              }
+              if (at >= in.size) break;
+              one_byte(in, at, replacement, depth, result);
+              i = at + 1;
+            }
+            if (out[in.size * unit] != '#') failures += " a store past the room";
+            return result + failures;
+          },
+          [&](const std::string &s) {
+            std::string out(s.size() * unit, '\0');
+            const ztk::ByteView in{reinterpret_cast<const uint8_t *>(s.data()), s.size()};
+            out.resize(ztk::tags::strip_reference(in, r, reinterpret_cast<uint8_t *>(&out[0])));
+            return out;
+          });
+    }
+  }
+}
+
+namespace {
+
+// What the buffer shows after the whole text: its bytes, the rule's size,
+// the block's size, whether it lives, and the allocations it made.
+template <class Write>
+std::string buffer_after(int64_t initial, Write write) {
+  const int64_t before = ZTKTestingAllocationCount();
+  AsciiStringHandle out(initial);
+  write(out);
+  const int64_t allocations = ZTKTestingAllocationCount() - before;
+  if (!out.alive()) return "dead after " + std::to_string(allocations);
+  return std::string(*out.handle, size_t(out.used)) + "|" + std::to_string(out.limit) + "|" +
+         std::to_string(out.capacity) + "|" + std::to_string(allocations);
+}
+
+// Results that outgrow the input many times over: long tags and long text,
+// markup whose brackets take turns and text with a bracket here and there,
+// so that the rule grows inside text runs, inside tags and right at their
+// brackets, and the input ends inside a tag or text at the guard page.
+std::vector<std::string> growing_inputs() {
+  std::vector<std::string> inputs;
+  std::mt19937 rng(11);
+  for (size_t tag : {1, 5, 30, 63, 64, 65, 200, 5000}) {
+    for (size_t text : {0, 1, 7, 64, 100, 3000}) {
+      std::string s;
+      while (s.size() < 12000) s += std::string(text, 't') + "<" + std::string(tag, 'g') + ">";
+      inputs.push_back(s);
+      inputs.push_back(s.substr(0, s.size() - 1 - rng() % 50));
+    }
+  }
+  for (int variant = 0; variant < 8; ++variant) {
+    std::string s;
+    while (s.size() < 20000) {
+      s += std::string(rng() % 90, 'x');
+      s += "<" + std::string(rng() % (variant < 4 ? 90 : 400), 'y');
+      if (rng() % 6 == 0) s += rng() % 2 == 0 ? "<<z" : ">>";
+      s += ">";
+    }
+    inputs.push_back(s.substr(0, s.size() - rng() % 30));
+  }
+  inputs.push_back(ztk_bench::html_page(40000));
+  inputs.push_back(std::string(9000, '<') + std::string(9000, '>') + std::string(5000, 'q'));
+  return inputs;
+}
+
+}  // namespace
+
+// Through the buffer, from a small first size, with replacements of 1 to 64
+// bytes: the bytes, the rule's size, the block's size and the allocations
+// equal those of one append at a time, so the rule grows at the same
+// appends.
+TEST(TagRemovalKernel, GrowsTheBufferAtTheSameAppends) {
+  const std::vector<std::string> inputs = growing_inputs();
+  for (size_t unit : {1, 2, 3, 7, 16, 17, 33, 63, 64}) {
+    std::string replacement;
+    for (size_t k = 0; k < unit; ++k) replacement += static_cast<char>('A' + k % 26);
+    SCOPED_TRACE(replacement);
+    const ztk::ByteView r{reinterpret_cast<const uint8_t *>(replacement.data()), replacement.size()};
+    for (int64_t initial : {int64_t{16}, int64_t{5000}}) {
+      expect_equal_at_every_level(
+          inputs,
+          [&](ztk::ByteView in) {
+            return buffer_after(initial, [&](AsciiStringHandle &out) { ztk::tags::remove_tags(in, r, out); });
+          },
+          [&](const std::string &s) {
+            return buffer_after(initial, [&](AsciiStringHandle &out) {
+              int64_t depth = 0;
+              for (char c : s) {
+                if (c == '<') {
+                  ++depth;
+                } else if (c == '>' && depth > 0) {
+                  --depth;
+                } else if (depth == 0) {
+                  AddBinary(out, &c, 1);
+                } else {
+                  AddBinary(out, replacement.data(), static_cast<int>(replacement.size()));
+                }
+              }
+            });
+          });
     }
   }
 }

@@ -51,16 +51,21 @@ inline void masks(const uint8_t *p, size_t w, uint64_t &open, uint64_t &close) {
     close |= uint64_t{p[k] == '>'} << k;
   }
 }
-// Walks in[i, in.size) and finishes the walk.
+// Walks in[i, in.size) and finishes the walk, or stops at the first block
+// that might write past the walk's bound.
 template <class W>
-inline size_t finish_from(W &w, size_t i, int64_t &depth) {
+inline size_t finish_from(W &w, size_t i, int64_t &depth, size_t &at) {
   for (; i < w.size; i += 64) {
     const size_t n = w.size - i < 64 ? w.size - i : 64;
     uint64_t open, close;
     masks(w.in + i, n, open, close);
+    if (!w.fits(n)) {
+      if (!w.bounded(open, close, i, n)) return w.stop(depth, at);
+      continue;
+    }
     w.step(open, close, i, n);
   }
-  return w.finish(depth);
+  return w.finish(depth, at);
 }
 }  // namespace
 extern const Kernels kKernels;

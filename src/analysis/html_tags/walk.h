@@ -35,8 +35,10 @@ inline uint64_t lowest_word(uint64_t x) {
 
 // kFill: with a filler (the form that writes a replacement for the bytes
 // inside tags); the two forms are separate instances, so that the one without
-// carries none of the other's tests or registers.
-template <bool kFill>
+// carries none of the other's tests or registers. kBound: with a filler, the
+// bound may be reached; a call whose whole rest surely fits (a replacement of
+// one byte, a short rest) takes the instance without its tests.
+template <bool kFill, bool kBound = kFill>
 struct Walk {
   const uint8_t *in;
   size_t size;
@@ -48,12 +50,14 @@ struct Walk {
   ptrdiff_t outFar;      // the last output offset 64 bytes can be stored at
   ptrdiff_t blockFar;     // the last block that can take the whole-block path
   uintptr_t outBlockFar;  // the last output address from which that path may write
+  uint8_t *bound;         // with a filler: no byte is written past it
+  uintptr_t blockBound;   // with a filler: the last output address a block of 64 may start from
   size_t filled[64];     // filled[k]: k times the filler's unit, once blocks() has set it up
   bool filled_ready = false;
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
 
-  Walk(ByteView bytes, size_t from, const Filler &f, int64_t d, uint8_t *o, uint8_t *end)
+  Walk(ByteView bytes, size_t from, const Filler &f, int64_t d, uint8_t *o, uint8_t *end, uint8_t *b)
       : in(bytes.data),
         size(bytes.size),
         out(o),
@@ -62,6 +66,7 @@ struct Walk {
         filler(&f),
         inFar(static_cast<ptrdiff_t>(bytes.size) - 64),
         outFar((end - o) - 64),
+        bound(b),
         start(from),
         depth(d) {
     // The whole-block path reads up to 64 bytes from anywhere in its block
@@ -71,6 +76,65 @@ struct Walk {
     // turns the path off.
     blockFar = static_cast<ptrdiff_t>(bytes.size) - 128;
     outBlockFar = reinterpret_cast<uintptr_t>(end) - (64 * f.unit + 128);
+    blockBound = reinterpret_cast<uintptr_t>(b) - 64 * f.unit;
+  }
+
+  // With a filler: whether the next `width` bytes of input, whatever they
+  // are, write no byte past the bound (the form without one never stops).
+  bool fits(size_t width) const {
+    return !kBound || reinterpret_cast<uintptr_t>(out) + width * filler->unit <= reinterpret_cast<uintptr_t>(bound);
+  }
+  bool fits_block() const { return !kBound || reinterpret_cast<uintptr_t>(out) <= blockBound; }
+  // With a filler: the end of the whole blocks from `i` on that surely fit
+  // below the bound, at most `size` (the form without one: `size`), so that
+  // a loop of blocks tests its room once a stretch, not once a block.
+  size_t sure_end(size_t i) const {
+    if (!kBound) return size;
+    const size_t room = static_cast<size_t>(bound - out) / (64 * filler->unit);
+    return room >= (size - i) / 64 ? size : i + 64 * room;
+  }
+
+  // Stops at in[start], everything before it written; returns the bytes
+  // written and hands back the depth and where it stopped.
+  size_t stop(int64_t &depthAfter, size_t &at) {
+    depthAfter = depth;
+    at = start;
+    return static_cast<size_t>(out - outStart);
+  }
+
+  // A block that might write past the bound, from its start: its runs one
+  // at a time, each written where it fits whole. False at the first that
+  // does not, with `start` at its first byte (there the caller's rule
+  // grows, within this run); true with the block written.
+  bool bounded(uint64_t open, uint64_t close, size_t base, size_t width) {
+    if constexpr (kFill) {
+      size_t pos = start;
+      for (;;) {
+        const uint64_t m = depth == 0 ? open : (open | close);  // a ">" outside a tag is text
+        const size_t e = m != 0 ? base + lowest(m) : base + width;
+        const size_t n = (e - pos) * (depth == 0 ? 1 : filler->unit);
+        if (reinterpret_cast<uintptr_t>(out) + n > reinterpret_cast<uintptr_t>(bound)) {
+          start = pos;
+          return false;
+        }
+        if (depth == 0) {
+          text(pos, e);
+        } else {
+          fill(e - pos);
+        }
+        if (m == 0) break;
+        const uint64_t bit = m & (0 - m);
+        depth += (open & bit) != 0 ? 1 : -1;
+        const uint64_t above = ~(bit * 2 - 1);
+        open &= above;
+        close &= above;
+        pos = e + 1;
+      }
+    } else {
+      step_by_brackets(open, close, base, width);
+    }
+    start = base + width;
+    return true;
   }
 
   // Copies in[a, b) to the output. Runs end at the latest with their block,
@@ -183,8 +247,11 @@ struct Walk {
     const uint8_t *p = in + i;
     const uint8_t *const last = in + blockFar;
     // A block writes at most 64 times the unit, the run it starts with 63
-    // times as much, and the last piece's stores reach 64 bytes further.
-    const uintptr_t oLast = outBlockFar - 64 * filler->unit - 64;
+    // times as much, and the last piece's stores reach 64 bytes further; the
+    // run left open when the loop ends is part of the same 127 bytes.
+    const uintptr_t roomLast = outBlockFar - 64 * filler->unit - 64;
+    const uintptr_t boundLast = kBound ? reinterpret_cast<uintptr_t>(bound) - 127 * filler->unit : roomLast;
+    const uintptr_t oLast = roomLast < boundLast ? roomLast : boundLast;
     const uint8_t *const pattern = filler->pattern;
     const size_t unit = filler->unit;
     uint8_t head[16];  // the pattern's first 16 bytes, which most tags take, kept in a register
@@ -407,14 +474,15 @@ struct Walk {
   }
 
   // Ends the last run with the input (a later call goes on from there);
-  // returns the bytes written and hands back the depth.
-  size_t finish(int64_t &depthAfter) {
+  // returns the bytes written and hands back the depth and the input's end.
+  size_t finish(int64_t &depthAfter, size_t &at) {
     if (depth == 0) {
       text(start, size);
     } else if (kFill) {
       fill(size - start);
     }
     depthAfter = depth;
+    at = size;
     return static_cast<size_t>(out - outStart);
   }
 };
