@@ -38,7 +38,12 @@ ZTK_AVX2 size_t replace_blocks(ByteView bytes, uint8_t replacement, uint8_t *out
 // The level's own loop inlines here: one call less on short inputs.
 template <Class C>
 ZTK_AVX2 bool all(ByteView bytes) {
-  return plain::all_from<C>(bytes, sse2::clean_prefix<C>(bytes, clean_prefix<C>(bytes)));
+  // A block a loop stopped at holds a byte outside the class: the answer is
+  // known without finding it, and no narrower level's code is reached.
+  const size_t wide = clean_prefix<C>(bytes);
+  if (wide + 64 <= bytes.size) return false;
+  const size_t i = sse2::clean_prefix<C>(bytes, wide);
+  return i + 16 > bytes.size && plain::all_from<C>(bytes, i);
 }
 
 ZTK_AVX2 void replace(ByteView bytes, uint8_t replacement, uint8_t *out) {

@@ -1,8 +1,9 @@
 // The byte-check kernels of each level. A class check's block loop returns
-// the bytes before the first block holding a byte outside the class, and a
-// narrower level goes on from there, ending with the plain loop's verdict;
-// replacement's block loops return where they stopped. No load passes the end
-// of the input.
+// the bytes before the first block holding a byte outside the class: a loop
+// that stopped at a block answers "no" at once, one that ran out of whole
+// blocks hands the rest to a narrower level, ending with the plain loop's
+// verdict; replacement's block loops return where they stopped. No load
+// passes the end of the input.
 #pragma once
 
 #include <cstddef>
