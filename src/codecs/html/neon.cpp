@@ -265,43 +265,83 @@ size_t decode(U16View in, uint16_t *out, uint16_t *outEnd) {
   return plain::decode_from(w, i);
 }
 
-// Bytes of all ones for the five markup characters among 16 narrowed units.
-inline uint8x16_t markup_bytes(uint8x16_t b) {
-  return vorrq_u8(vorrq_u8(vceqq_u8(b, vdupq_n_u8('"')), vceqq_u8(b, vdupq_n_u8('&'))),
-                  vorrq_u8(vorrq_u8(vceqq_u8(b, vdupq_n_u8('\'')), vceqq_u8(b, vdupq_n_u8('<'))),
-                           vceqq_u8(b, vdupq_n_u8('>'))));
+// Bytes of all ones, by byte, for the five markup characters: all of them
+// are below 0x40, so one look-up in 64 bytes marks them.
+struct MarkupTable {
+  uint8_t byte[64];
+};
+constexpr MarkupTable kMarkup = [] {
+  MarkupTable t{};
+  for (const char c : {'"', '&', '\'', '<', '>'}) t.byte[static_cast<unsigned char>(c)] = 0xFF;
+  return t;
+}();
+
+// The reference of units[at], from 0x100 up, written at o; returns its
+// length. Out of line: the block loop keeps nothing of its own for the few
+// units that come here.
+__attribute__((noinline)) size_t wide_reference(const uint16_t *units, size_t at, uint8_t *o) {
+  return static_cast<size_t>(EncodeWalk::reference(units[at], o) - o);
 }
 
 template <bool kKeepASCII>
 size_t encode(U16View in, size_t from, uint8_t *out) {
   EncodeWalk w(in.data, out);
-  alignas(16) uint8_t bytes[48] = {};
-  const uint16x8_t ascii = vdupq_n_u16(0x80);
-  size_t i = from;
-  for (; i + 32 <= in.size; i += 32) {
-    const uint16_t *p = in.data + i;
-    const uint16x8_t a = vld1q_u16(p), b = vld1q_u16(p + 8), c = vld1q_u16(p + 16), d = vld1q_u16(p + 24);
-    // The low bytes stand for the units below 0x80; any other unit is
-    // special, and its byte here is written over by its reference.
-    const uint8x16_t low = narrow(a, b), high = narrow(c, d);
-    uint8x16_t plainLow = narrow(vcltq_u16(a, ascii), vcltq_u16(b, ascii));
-    uint8x16_t plainHigh = narrow(vcltq_u16(c, ascii), vcltq_u16(d, ascii));
+  // The block's bytes and 32 more, so that a 32-byte move from any of them
+  // stays inside.
+  alignas(16) uint8_t bytes[64] = {};
+  const uint8x16x4_t markup = {{vld1q_u8(kMarkup.byte), vld1q_u8(kMarkup.byte + 16), vld1q_u8(kMarkup.byte + 32),
+                                vld1q_u8(kMarkup.byte + 48)}};
+  const uint16_t *p = in.data + from;
+  uint8_t *o = out;
+  for (const uint16_t *const end = p + (in.size - from) / 32 * 32; p != end; p += 32) {
+    // Under unsigned saturation a unit below 0x80 is its byte and any other
+    // a byte from 0x80 up: the bytes are the text, and their top bits mark
+    // every unit from 0x80 up.
+    const uint8x16_t low = vcombine_u8(vqmovn_u16(vld1q_u16(p)), vqmovn_u16(vld1q_u16(p + 8)));
+    const uint8x16_t high = vcombine_u8(vqmovn_u16(vld1q_u16(p + 16)), vqmovn_u16(vld1q_u16(p + 24)));
+    // Stored before they are marked, wherever the block has references.
+    vst1q_u8(o, low);
+    vst1q_u8(o + 16, high);
+    uint8x16_t markLow = vreinterpretq_u8_s8(vshrq_n_s8(vreinterpretq_s8_u8(low), 7));
+    uint8x16_t markHigh = vreinterpretq_u8_s8(vshrq_n_s8(vreinterpretq_s8_u8(high), 7));
     if (!kKeepASCII) {
-      plainLow = vbicq_u8(plainLow, markup_bytes(low));
-      plainHigh = vbicq_u8(plainHigh, markup_bytes(high));
+      // A byte past the table keeps its top-bit mark.
+      markLow = vqtbx4q_u8(markLow, markup, low);
+      markHigh = vqtbx4q_u8(markHigh, markup, high);
     }
-    const uint32_t special = ~bits_of(plainLow, plainHigh);
+    uint32_t special = bits_of(markLow, markHigh);
     if (special == 0) {
-      vst1q_u8(w.out, low);
-      vst1q_u8(w.out + 16, high);
-      w.out += 32;
+      o += 32;
       continue;
     }
     vst1q_u8(bytes, low);
     vst1q_u8(bytes + 16, high);
-    w.step(special, bytes, i, 32);
+    // The block's text is already out; each reference goes where its unit
+    // would have been, and the text after it moves over what follows. The
+    // text after unit j goes to next + j, next moved on by what each
+    // reference adds: every load and store is at an offset from a pointer.
+    const uint8_t *const textAfter = bytes + 1;
+    uint8_t *next = o + 1;
+    do {
+      const auto at = static_cast<size_t>(__builtin_ctz(special));
+      const size_t unit = p[at];
+      if (__builtin_expect(unit < 256, 1)) {
+        const EncodeRow *row = kLatinRows.row + unit;
+        vst1q_u8(next - 1 + at, vld1q_u8(reinterpret_cast<const uint8_t *>(row)));
+        next += row->length - 1;
+      } else {
+        next += wide_reference(p, at, next - 1 + at) - 1;
+      }
+      // The rest of the block: 32 bytes whatever is left.
+      const uint8x16_t t0 = vld1q_u8(textAfter + at), t1 = vld1q_u8(textAfter + 16 + at);
+      vst1q_u8(next + at, t0);
+      vst1q_u8(next + 16 + at, t1);
+      special &= special - 1;
+    } while (special != 0);
+    o = next + 31;
   }
-  return plain::encode_from(w, in, i, kKeepASCII);
+  w.out = o;
+  return plain::encode_from(w, in, static_cast<size_t>(p - in.data), kKeepASCII);
 }
 
 }  // namespace
