@@ -18,8 +18,6 @@ inline uint32_t bits_of(uint8x16_t x, uint8x16_t y) {
   s = vpaddq_u8(s, s);
   return vgetq_lane_u32(vreinterpretq_u32_u8(s), 0);
 }
-// The compares of two vectors of units, narrowed to one byte a unit.
-inline uint8x16_t narrow(uint16x8_t a, uint16x8_t b) { return vcombine_u8(vmovn_u16(a), vmovn_u16(b)); }
 
 // Copies the text [s, a) to o: one 16-byte move, which covers the text
 // between most references of a page, past it 48 bytes more, then 64, and 64
