@@ -2,7 +2,8 @@
 """Two builds side by side: the plugin's own time per call of every method
 benchmark at 20 B, 1 KiB and 1 MiB, as medians of repetitions, and the ratio
 new / old (above 1 is slower). The two builds' runs alternate, size by size
-and round by round, so that a drift of the machine touches both alike.
+and round by round (the one that runs first alternating too), so that a
+drift of the machine touches both alike.
 
 Usage: compare.py OLD_BUILD NEW_BUILD [--bench byte_methods_bench]
                   [--rounds 3] [--repetitions 5] [--filter REGEX] [--cpu N]
@@ -54,9 +55,11 @@ def main():
 
     sizes = [20, 1 << 10, 1 << 20]
     times = {}  # (build, size, row) -> [medians]
-    for _ in range(args.rounds):
+    for round_ in range(args.rounds):
         for size in sizes:
-            for build in (args.old, args.new):
+            # Which build runs first alternates, so that a machine warming up
+            # or slowing down within a round touches both alike.
+            for build in (args.old, args.new) if round_ % 2 == 0 else (args.new, args.old):
                 if args.harness:
                     bench = os.path.join(args.harness, "bench", args.bench)
                     library = library_of(build)
