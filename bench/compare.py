@@ -13,7 +13,13 @@ With --harness, both libraries (OLD_BUILD/ZTKStrings.so and NEW_BUILD's, or
 the library files themselves) run under that build's benchmark and host, so
 that only the library differs: the host's heap and code (where its strings
 lie, how its calls line up) otherwise move the short calls by 10-20%.
+With --control (and --harness), a copy of the old library runs as a third
+build in the same rounds: its ratio to the old one is what the machine alone
+makes of identical code, printed beside each cell, and the rows of the new
+build above --flag that the copy also reaches are listed apart.
 """
+import shutil
+import tempfile
 import argparse
 import json
 import os
@@ -46,20 +52,30 @@ def main():
     ap.add_argument("--cpu", type=int)
     ap.add_argument("--flag", type=float, default=1.05)
     ap.add_argument("--harness")
+    ap.add_argument("--control", action="store_true")
     args = ap.parse_args()
+    if args.control and not args.harness:
+        ap.error("--control needs --harness")
 
     def library_of(build):
         # With ZTK_BENCH_LEVEL set, the level is limited through the probe build.
         probe = os.environ.get("ZTK_BENCH_LEVEL", "") != ""
         return build if os.path.isfile(build) else os.path.join(build, "ZTKStrings_probe.so" if probe else "ZTKStrings.so")
 
+    builds = [args.old, args.new]
+    if args.control:
+        # The copy has a path of its own, so that it is loaded as a library of its own.
+        control = os.path.join(tempfile.mkdtemp(prefix="ztk-control-"), "ZTKStrings.so")
+        shutil.copyfile(library_of(args.old), control)
+        builds.append(control)
     sizes = [20, 1 << 10, 1 << 20]
     times = {}  # (build, size, row) -> [medians]
     for round_ in range(args.rounds):
         for size in sizes:
-            # Which build runs first alternates, so that a machine warming up
-            # or slowing down within a round touches both alike.
-            for build in (args.old, args.new) if round_ % 2 == 0 else (args.new, args.old):
+            # Which build runs first rotates, so that a machine warming up
+            # or slowing down within a round touches every build alike.
+            k = round_ % len(builds)
+            for build in builds[k:] + builds[:k]:
                 if args.harness:
                     bench = os.path.join(args.harness, "bench", args.bench)
                     library = library_of(build)
@@ -68,26 +84,43 @@ def main():
                 for row, ns in run(bench, size, args.repetitions, args.filter, args.cpu, library).items():
                     times.setdefault((build, size, row), []).append(ns)
     rows = sorted({row for (_, _, row) in times})
-    print("| Method / input | 20 B old / new (ns) | ratio | 1 KiB old / new (ns) | ratio | 1 MiB old / new (us) | ratio |")
-    print("|---|---:|---:|---:|---:|---:|---:|")
-    flagged = []
+    if args.control:
+        print("| Method / input | 20 B old / new (ns) | ratio | copy | 1 KiB old / new (ns) | ratio | copy "
+              "| 1 MiB old / new (us) | ratio | copy |")
+        print("|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
+    else:
+        print("| Method / input | 20 B old / new (ns) | ratio | 1 KiB old / new (ns) | ratio | 1 MiB old / new (us) | ratio |")
+        print("|---|---:|---:|---:|---:|---:|---:|")
+    flagged, spread, copies = [], [], 0
     for row in rows:
         line = [row]
         for size in sizes:
             old = times.get((args.old, size, row))
             new = times.get((args.new, size, row))
             if not old or not new:
-                line += ["—", "—"]
+                line += ["—", "—"] + (["—"] if args.control else [])
                 continue
             o, n = statistics.median(old), statistics.median(new)
             scale = 1000.0 if size == sizes[-1] else 1.0
             line += [f"{o / scale:.4g} / {n / scale:.4g}", f"{n / o:.2f}"]
+            c = None
+            if args.control:
+                c = statistics.median(times[(builds[2], size, row)]) / o
+                line.append(f"{c:.2f}")
+                copies += c > args.flag
             if n / o > args.flag:
-                flagged.append(f"{row} at {size} B: {n / o:.2f}")
+                cell = f"{row} at {size} B: {n / o:.2f}"
+                if c is not None and c >= n / o:
+                    spread.append(cell + f" (copy {c:.2f})")
+                else:
+                    flagged.append(cell)
         print("| " + " | ".join(line) + " |")
     print()
     print("Above %.2f: %s" % (args.flag, "; ".join(flagged) if flagged else "none"))
-
+    if args.control:
+        cells = sum(1 for key in times if key[0] == args.old)
+        print("Above %.2f, and no further than the old library's copy: %s" % (args.flag, "; ".join(spread) or "none"))
+        print("The copy itself above %.2f in %d of %d cells." % (args.flag, copies, cells))
 
 if __name__ == "__main__":
     main()
