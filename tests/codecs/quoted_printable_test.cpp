@@ -5,6 +5,7 @@
 
 #include "../../bench/bench_inputs.h"
 
+#include "codecs/quoted_printable/levels.h"
 #include "host_test.h"
 #include "kernel_levels.h"
 #include "reference_codecs.h"
@@ -501,4 +502,67 @@ TEST(QuotedPrintableKernel, ProseOfEscapedPairsBreaksAtEveryColumnAsThePlainKern
     inputs.push_back(s.substr(0, n));
   }
   expect_levels_equal_plain_kernel(inputs, {5, 6, 7, 8, 9, 10, 11, 12, 16, 17, 18, 33, 34, 35, 75, 76, 77});
+}
+
+namespace {
+// Where each stretch of an encoding stopped, what it wrote and the state it
+// left, with the output after: the stretches' ends decide how the output
+// grows, which must not depend on the level.
+std::string stretches_of(const ztk::qp::Kernels &k, ztk::ByteView in, int32_t lineLength) {
+  ztk::qp::EncoderState state{lineLength};
+  std::string trace, out;
+  std::vector<uint8_t> room;
+  size_t i = 0;
+  while (i < in.size) {
+    const size_t end = in.size - i > ztk::qp::kStretch ? i + ztk::qp::kStretch : in.size;
+    room.assign((end - i) * ztk::qp::kMostPerByte + ztk::qp::kMostAtFinish, 0);
+    size_t written;
+    i = k.encode_stretch(in, i, end, state, room.data(), written);
+    trace += std::to_string(i) + "/" + std::to_string(written) + "/" + std::to_string(state.column) + "/" +
+             std::to_string(state.pending) + " ";
+    out.append(room.begin(), room.begin() + static_cast<std::ptrdiff_t>(written));
+  }
+  return trace + out;
+}
+}  // namespace
+
+TEST(QuotedPrintableKernel, TokensAtEveryLaneBeforeAStretchsEndGiveThePlainKernelsBytes) {
+  // The encoder works in stretches of 8 KiB, whose last window is cut at the
+  // stretch's end: each token at every lane of it and right after it (a line
+  // end's partner past the end, white space whose next byte is the next
+  // stretch's), after prose that puts the end at many columns, and the input
+  // going on for a window or more after it, or ending right there.
+  const size_t kEnd = ztk::qp::kStretch;
+  // A tab is a token to the windows but may sit in a run of the plain loop,
+  // which holds white space at a stretch's end only outside a run.
+  static const char *const kTokens[] = {"\xC3\xA9", "\r\n", " \r\n", "\t\r\n", "\t", " ", "=", "\r", "\n",
+                                        "=\r\n",    " \t",   "\tx =",  "\t =",    "x\t =", "\tx \r\n"};
+  std::mt19937 rng(53);
+  std::vector<std::string> inputs;
+  for (const char *token : kTokens) {
+    for (size_t back = 0; back <= 36; ++back) {
+      std::string s = ztk_bench::crlf_prose(kEnd - back + rng() % 3);
+      s.resize(kEnd - back, 'p');
+      s += token;
+      for (size_t after : {0, 1, 33, 70}) inputs.push_back(s + std::string(after, 'q'));
+      inputs.push_back(s + ztk_bench::crlf_prose(kEnd + 40));
+    }
+  }
+#ifdef ZTK_EMULATED_TARGET
+  const std::vector<int32_t> lineLengths = {17, 72};
+#else
+  const std::vector<int32_t> lineLengths = {5, 17, 33, 72, 76, 1000};
+#endif
+  expect_levels_equal_plain_kernel(inputs, lineLengths);
+  for_each_level([&](ztk::cpu::Level) {
+    for (const std::string &in : inputs) {
+      const GuardedBytes guarded(in);
+      for (int32_t lineLength : lineLengths) {
+        const std::string got = stretches_of(ztk::qp::kernels(), guarded.view(), lineLength);
+        const std::string want = stretches_of(ztk::qp::plain::kKernels, guarded.view(), lineLength);
+        ASSERT_TRUE(got == want) << "encoding " << in.size() << " bytes at line length " << lineLength << ": "
+                                 << difference(got, want);
+      }
+    }
+  });
 }
