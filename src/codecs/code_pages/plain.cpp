@@ -24,6 +24,23 @@ size_t encode_chunks(const Table &table, bool ownC1, U16View units, size_t from,
                      const units::Kernels &scan) {
   static constexpr units::UnitSet kAboveLatin1(0xFF00, {});
   static constexpr units::UnitSet kAboveOrC1 = kAboveLatin1.with_range(0x80, 0x9F);
+  int slotted = -1;
+  if (units.size - from < 64) {
+    // A short rest (a short call, or what a level's blocks leave): unit by
+    // unit, where a chunk's narrowing and marking cost more than its units.
+    uint8_t *o = out + written;
+    for (size_t i = from; i < units.size; ++i) {
+      const uint16_t unit = units[i];
+      if (unit < 0x80 || (unit <= 0xFF && (!ownC1 || unit >= 0xA0))) {
+        *o++ = static_cast<uint8_t>(unit);
+        continue;
+      }
+      if (slotted < 0) slotted = ownC1 && slots_serve(table);
+      const int b = stop_byte(table, slotted > 0, unit);
+      if (b >= 0) *o++ = static_cast<uint8_t>(b);
+    }
+    return static_cast<size_t>(o - out);
+  }
   const units::UnitSet &stop = ownC1 ? kAboveOrC1 : kAboveLatin1;
   // A chunk at a time: every unit narrowed at once and the units the runs stop
   // at marked in a bit set, then each of those gets its byte in place, and
@@ -32,7 +49,6 @@ size_t encode_chunks(const Table &table, bool ownC1, U16View units, size_t from,
   // every few words. The output never runs ahead of the input, whose room it has.
   constexpr size_t kChunk = 1024;
   uint64_t stops[kChunk / 64];
-  int slotted = -1;
   for (size_t i = from; i < units.size;) {
     const size_t n = units.size - i > kChunk ? kChunk : units.size - i;
     uint8_t *o = out + written;  // o[k]: the byte of unit i + k, less the units dropped before it
