@@ -29,7 +29,7 @@ struct EncoderState {
 // the most a byte can become (a soft break and an escape, or a line end with
 // the escaped white space before it and its soft break), plus what finishing
 // writes.
-constexpr size_t kStretch = 8192;
+constexpr size_t kStretch = 16384;
 constexpr size_t kMostPerByte = 9;
 constexpr size_t kMostAtFinish = 9;
 

@@ -181,9 +181,9 @@ TEST(QuotedPrintableKernel, EveryLevelGivesTheOneByteRules) {
 #endif
   std::mt19937 rng(13);
   auto inputs = token_inputs(rng, {"=", "=4", "=41", "=\r\n", "= \r\n", " \r\n", "\t\n", "\r", "\n\r", " ", "\t", "=zz"}, kLongest);
-  // The encoder works in stretches of 8 KiB: runs, held white space and line
-  // ends with their partners cut by a stretch's end.
-  for (size_t at = 8189; at <= 8193; ++at) {
+  // The encoder works in stretches: runs, held white space and line ends
+  // with their partners cut by a stretch's end.
+  for (size_t at = ztk::qp::kStretch - 3; at <= ztk::qp::kStretch + 1; ++at) {
     for (const char *cut : {" \r\n", "\r\n", "\t", " x", "=\n"}) {
       inputs.push_back(std::string(at, 'a') + cut + std::string(50, 'b'));
     }
@@ -342,8 +342,8 @@ TEST(QuotedPrintableKernel, AdjacentTokensAtEveryLaneAndNearTheInputsEndGiveTheP
       }
     }
   }
-  // Runs across the encoder's stretches of 8 KiB and its line room.
-  for (size_t at = 8185; at <= 8194; ++at) {
+  // Runs across the encoder's stretches and its line room.
+  for (size_t at = ztk::qp::kStretch - 7; at <= ztk::qp::kStretch + 2; ++at) {
     inputs.push_back(std::string(at, 'a') + "\xE2\x82\xAC\xC3\xA9" + std::string(60, 'b'));
   }
   expect_levels_equal_plain_kernel(inputs, {2, 4, 5, 7, 8, 10, 16, 17, 40, 76});
@@ -527,7 +527,7 @@ std::string stretches_of(const ztk::qp::Kernels &k, ztk::ByteView in, int32_t li
 }  // namespace
 
 TEST(QuotedPrintableKernel, TokensAtEveryLaneBeforeAStretchsEndGiveThePlainKernelsBytes) {
-  // The encoder works in stretches of 8 KiB, whose last window is cut at the
+  // The encoder works in stretches, whose last window is cut at the
   // stretch's end: each token at every lane of it and right after it (a line
   // end's partner past the end, white space whose next byte is the next
   // stretch's), after prose that puts the end at many columns, and the input
