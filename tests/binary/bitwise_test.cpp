@@ -1,4 +1,5 @@
 #include "binary/bitwise.h"
+#include "binary/bitwise/levels.h"
 
 #include <cstring>
 #include <random>
@@ -112,6 +113,24 @@ TEST(BitwiseKernel, RunsOfEveryLevelGiveTheOneByteRule) {
           }
           c.run(k, data.view(), mask.view().data, position, reinterpret_cast<uint8_t *>(got.data()));
           ASSERT_EQ(got, want) << c.name << " " << n << " from position " << int{position};
+        }
+      }
+    }
+    // Runs long enough for the wide levels to store whole lines of the
+    // output: the output at every place in a line, so that the first vector
+    // overlaps the aligned ones by every amount; nothing written outside.
+    for (size_t n : {ztk::bitwise::kAlignFrom - 1, ztk::bitwise::kAlignFrom, ztk::bitwise::kAlignFrom + 77}) {
+      const GuardedBytes data(random_text(rng, n)), mask(random_text(rng, n));
+      for (const Case &c : cases) {
+        std::string want(n, '\0');
+        for (size_t i = 0; i < n; ++i) {
+          want[i] = static_cast<char>(c.rule(data.view()[i], mask.view()[i], static_cast<uint8_t>(200 + i)));
+        }
+        for (size_t offset = 0; offset < 64; ++offset) {
+          std::string buffer(n + 64, '\0');
+          c.run(k, data.view(), mask.view().data, 200, reinterpret_cast<uint8_t *>(buffer.data()) + offset);
+          ASSERT_EQ(buffer.substr(offset, n), want) << c.name << " " << n << " at offset " << offset;
+          ASSERT_EQ(buffer.substr(0, offset) + buffer.substr(offset + n), std::string(64, '\0')) << c.name << " " << n;
         }
       }
     }

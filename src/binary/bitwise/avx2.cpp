@@ -13,6 +13,25 @@ ZTK_AVX2 size_t stream_blocks(ByteView data, const uint8_t *mask, uint8_t positi
                        25, 26, 27, 28, 29, 30, 31));
   const __m256i step = _mm256_set1_epi8(32);
   size_t k = 0;
+  if (data.size >= kAlignFrom) {
+    // As the 64-byte level: one vector as it falls, then stores that stay
+    // within the output's lines.
+    const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data.data));
+    const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(mask));
+    __m256i r;
+    if constexpr (K == Kind::And) {
+      r = _mm256_and_si256(x, y);
+    } else if constexpr (K == Kind::Or) {
+      r = _mm256_or_si256(x, y);
+    } else if constexpr (K == Kind::Xor) {
+      r = _mm256_xor_si256(x, y);
+    } else {
+      r = _mm256_xor_si256(_mm256_xor_si256(x, y), positions);
+    }
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), r);
+    k = 32 - (reinterpret_cast<uintptr_t>(out) & 31);
+    positions = _mm256_add_epi8(positions, _mm256_set1_epi8(static_cast<char>(k)));
+  }
   for (; k + 32 <= data.size; k += 32) {
     const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data.data + k));
     const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(mask + k));

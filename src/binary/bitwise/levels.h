@@ -22,6 +22,11 @@ constexpr uint8_t apply(uint8_t a, uint8_t b, uint8_t position) {
   return static_cast<uint8_t>(a ^ b ^ position);
 }
 
+// From this many bytes a wide level's loop stores whole lines of the output:
+// the runs of a long input with a short mask (about 2 KiB), not the short
+// calls, to which the extra vector would add a twentieth.
+constexpr size_t kAlignFrom = 2048;
+
 namespace plain {
 template <Kind K>
 void stream_from(ByteView data, const uint8_t *mask, size_t from, uint8_t position, uint8_t *out);
