@@ -5,6 +5,17 @@
 namespace ztk::bitwise::avx2 {
 namespace {
 
+ZTK_AVX2 inline __m256i load(const uint8_t *p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p)); }
+
+// The rule on one vector; XOR2's positions are the lanes' own.
+template <Kind K>
+ZTK_AVX2 inline __m256i apply_vector(__m256i x, __m256i y, __m256i positions) {
+  if constexpr (K == Kind::And) return _mm256_and_si256(x, y);
+  if constexpr (K == Kind::Or) return _mm256_or_si256(x, y);
+  if constexpr (K == Kind::Xor) return _mm256_xor_si256(x, y);
+  return _mm256_xor_si256(_mm256_xor_si256(x, y), positions);
+}
+
 template <Kind K>
 ZTK_AVX2 size_t stream_blocks(ByteView data, const uint8_t *mask, uint8_t position, uint8_t *out) {
   __m256i positions = _mm256_add_epi8(
@@ -16,37 +27,14 @@ ZTK_AVX2 size_t stream_blocks(ByteView data, const uint8_t *mask, uint8_t positi
   if (data.size >= kAlignFrom) {
     // As the 64-byte level: one vector as it falls, then stores that stay
     // within the output's lines.
-    const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data.data));
-    const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(mask));
-    __m256i r;
-    if constexpr (K == Kind::And) {
-      r = _mm256_and_si256(x, y);
-    } else if constexpr (K == Kind::Or) {
-      r = _mm256_or_si256(x, y);
-    } else if constexpr (K == Kind::Xor) {
-      r = _mm256_xor_si256(x, y);
-    } else {
-      r = _mm256_xor_si256(_mm256_xor_si256(x, y), positions);
-    }
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), r);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), apply_vector<K>(load(data.data), load(mask), positions));
     k = 32 - (reinterpret_cast<uintptr_t>(out) & 31);
     positions = _mm256_add_epi8(positions, _mm256_set1_epi8(static_cast<char>(k)));
   }
   for (; k + 32 <= data.size; k += 32) {
-    const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(data.data + k));
-    const __m256i y = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(mask + k));
-    __m256i r;
-    if constexpr (K == Kind::And) {
-      r = _mm256_and_si256(x, y);
-    } else if constexpr (K == Kind::Or) {
-      r = _mm256_or_si256(x, y);
-    } else if constexpr (K == Kind::Xor) {
-      r = _mm256_xor_si256(x, y);
-    } else {
-      r = _mm256_xor_si256(_mm256_xor_si256(x, y), positions);
-      positions = _mm256_add_epi8(positions, step);
-    }
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k), r);
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k),
+                        apply_vector<K>(load(data.data + k), load(mask + k), positions));
+    if constexpr (K == Kind::XorPosition) positions = _mm256_add_epi8(positions, step);
   }
   return k;
 }

@@ -10,6 +10,15 @@ constexpr uint8_t kIota[64] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 1
                                32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47,
                                48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58, 59, 60, 61, 62, 63};
 
+// The rule on one vector; XOR2's positions are the lanes' own.
+template <Kind K>
+ZTK_AVX512 inline __m512i apply_vector(__m512i x, __m512i y, __m512i positions) {
+  if constexpr (K == Kind::And) return _mm512_and_si512(x, y);
+  if constexpr (K == Kind::Or) return _mm512_or_si512(x, y);
+  if constexpr (K == Kind::Xor) return _mm512_xor_si512(x, y);
+  return _mm512_ternarylogic_epi32(x, y, positions, 0x96);  // x ^ y ^ positions
+}
+
 template <Kind K>
 ZTK_AVX512 size_t stream_blocks(ByteView data, const uint8_t *mask, uint8_t position, uint8_t *out) {
   __m512i positions = _mm512_add_epi8(_mm512_set1_epi8(static_cast<char>(position)), _mm512_loadu_si512(kIota));
@@ -20,36 +29,14 @@ ZTK_AVX512 size_t stream_blocks(ByteView data, const uint8_t *mask, uint8_t posi
     // across two lines costs both (XOR2 of 1 MiB about 7% slower). The bytes
     // the first vector and the aligned ones both cover are written twice,
     // alike.
-    const __m512i x = _mm512_loadu_si512(data.data), y = _mm512_loadu_si512(mask);
-    __m512i r;
-    if constexpr (K == Kind::And) {
-      r = _mm512_and_si512(x, y);
-    } else if constexpr (K == Kind::Or) {
-      r = _mm512_or_si512(x, y);
-    } else if constexpr (K == Kind::Xor) {
-      r = _mm512_xor_si512(x, y);
-    } else {
-      r = _mm512_ternarylogic_epi32(x, y, positions, 0x96);
-    }
-    _mm512_storeu_si512(out, r);
+    _mm512_storeu_si512(out, apply_vector<K>(_mm512_loadu_si512(data.data), _mm512_loadu_si512(mask), positions));
     k = 64 - (reinterpret_cast<uintptr_t>(out) & 63);
     positions = _mm512_add_epi8(positions, _mm512_set1_epi8(static_cast<char>(k)));
   }
   for (; k + 64 <= data.size; k += 64) {
-    const __m512i x = _mm512_loadu_si512(data.data + k);
-    const __m512i y = _mm512_loadu_si512(mask + k);
-    __m512i r;
-    if constexpr (K == Kind::And) {
-      r = _mm512_and_si512(x, y);
-    } else if constexpr (K == Kind::Or) {
-      r = _mm512_or_si512(x, y);
-    } else if constexpr (K == Kind::Xor) {
-      r = _mm512_xor_si512(x, y);
-    } else {
-      r = _mm512_ternarylogic_epi32(x, y, positions, 0x96);  // x ^ y ^ positions
-      positions = _mm512_add_epi8(positions, step);
-    }
-    _mm512_storeu_si512(out + k, r);
+    _mm512_storeu_si512(out + k, apply_vector<K>(_mm512_loadu_si512(data.data + k), _mm512_loadu_si512(mask + k),
+                                                 positions));
+    if constexpr (K == Kind::XorPosition) positions = _mm512_add_epi8(positions, step);
   }
   return k;
 }
