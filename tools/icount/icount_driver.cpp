@@ -5,8 +5,13 @@
 // unmeasured, so that its code is translated and its caches are filled as in
 // a running application, and then once inside a measured region.
 //
-//   icount_driver [--library PATH] [--level N] [--size BYTES] [--only NAME] [--no-dense]
+//   icount_driver [--library PATH] [--level N] [--size BYTES] [--only NAME] [--input NAME] [--no-dense]
+//                [--uncounted]
 //   icount_driver --self-test
+//
+// --uncounted makes the same calls without qemu, for a profiler that counts
+// by itself (valgrind's callgrind, which cannot pass the marks), and prints
+// no counts.
 //
 // One line per measurement, tab-separated: method, registry row, number of
 // arguments, input, bytes, instructions, and instructions per byte (per call for methods that read no text).
@@ -197,10 +202,15 @@ void release(const Value &r) {
 }
 
 // Warm-up, then the measured call: its instructions in the library.
-uint64_t measure(Counter &counter, const Call &call) {
+uint64_t measure(Counter &counter, const Call &call, bool counted = true) {
   subhost::Host &host = subhost::Host::get();
   release(host.call(call.method->declaration, call.args));
   host.clear_pending();
+  if (!counted) {
+    release(host.call(call.method->declaration, call.args));
+    host.clear_pending();
+    return 0;
+  }
   counter.start();
   const Value r = host.call(call.method->declaration, call.args);
   const uint64_t count = counter.stop_or_fail();
@@ -305,8 +315,10 @@ struct Options {
   int level = -1;  // -1: the best the CPU has
   size_t size = 1 << 20;
   std::string only;
+  std::string input;  // one input by its name ("mixed", "page", ...); empty: every one
   bool dense = true;
   bool selfTest = false;
+  bool counted = true;
 };
 
 Options parse(int argc, char **argv) {
@@ -321,8 +333,10 @@ Options parse(int argc, char **argv) {
     else if (a == "--level") o.level = std::atoi(value().c_str());
     else if (a == "--size") o.size = std::strtoull(value().c_str(), nullptr, 0);
     else if (a == "--only") o.only = value();
+    else if (a == "--input") o.input = value();
     else if (a == "--no-dense") o.dense = false;
     else if (a == "--self-test") o.selfTest = true;
+    else if (a == "--uncounted") o.counted = false;
     else fail("unknown argument " + a);
   }
   return o;
@@ -353,26 +367,28 @@ int main(int argc, char **argv) {
   if (code.end <= code.start) fail("cannot find the library's code among the loaded objects");
   counter.range(code.start, code.end);
   counter.start();
-  if (!counter.stop()) fail("no count came back: run under qemu user mode with -plugin <libztk_icount_tcg.so>");
+  if (o.counted && !counter.stop()) fail("no count came back: run under qemu user mode with -plugin <libztk_icount_tcg.so>");
 
   for (const subhost::MethodInfo &m : subhost::methods()) {
     const std::string name = m.name();
     if (!o.only.empty() && name != o.only) continue;
-    {
+    if (o.input.empty() || o.input == "mixed") {
       Call call;
       call.method = &m;
       call.input = "mixed";
       make_args(call, o.size, std::nullopt);
-      print(call, measure(counter, call));
+      const uint64_t count = measure(counter, call, o.counted);
+      if (o.counted) print(call, count);
     }
     if (!o.dense) continue;
     for (const Dense &d : dense_inputs()) {
-      if (name != d.method) continue;
+      if (name != d.method || (!o.input.empty() && o.input != d.input)) continue;
       Call call;
       call.method = &m;
       call.input = d.input;
       make_args(call, o.size, d.make(o.size));
-      print(call, measure(counter, call));
+      const uint64_t count = measure(counter, call, o.counted);
+      if (o.counted) print(call, count);
     }
   }
   return 0;
