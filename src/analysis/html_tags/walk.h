@@ -52,7 +52,7 @@ struct Walk {
   uintptr_t outBlockFar;  // the last output address from which that path may write
   uint8_t *bound;         // with a filler: no byte is written past it
   uintptr_t blockBound;   // with a filler: the last output address a block of 64 may start from
-  size_t filled[64];     // filled[k]: k times the filler's unit, once blocks() has set it up
+  size_t filled[64];      // filled[k]: k times the filler's unit up to k = 16, once blocks() has set it up
   bool filled_ready = false;
   size_t start;          // the current run: text at depth 0, the bytes since the last bracket inside a tag
   int64_t depth;
@@ -254,19 +254,36 @@ struct Walk {
     const uintptr_t oLast = roomLast < boundLast ? roomLast : boundLast;
     const uint8_t *const pattern = filler->pattern;
     const size_t unit = filler->unit;
-    uint8_t head[16];  // the pattern's first 16 bytes, which most tags take, kept in a register
-    std::memcpy(head, pattern, 16);
-    // The filling's length for each tag length in a block: one load added to
-    // the output, where a multiplication takes a copy and two instructions.
+    // The filling's length for each tag length one store fills: one load
+    // added to the output, where a multiplication takes a copy and two
+    // instructions.
     if (!filled_ready) {
-      for (size_t k = 0; k < 64; ++k) filled[k] = k * unit;
+      for (size_t k = 0; k < 17; ++k) filled[k] = k * unit;
       filled_ready = true;
     }
+    uint8_t head[16];  // the pattern's first 16 bytes, which most tags take, kept in a register
+    std::memcpy(head, pattern, 16);
     const size_t shortTag = 16 / unit;  // tags up to this long take one store
+    // A block writes at most 64 times the unit, at most 2^shift bytes.
+    const unsigned shift = 6 + (unit <= 1 ? 0 : 64 - static_cast<unsigned>(__builtin_clzll(unit - 1)));
     const uint8_t *run = in + start;
     uint8_t *o = out;
     uint64_t d = static_cast<uint64_t>(depth);
-    for (; p <= last && reinterpret_cast<uintptr_t>(o) <= oLast; p += 64) {
+    // The blocks that surely start within both bounds are counted down, so
+    // that the loop tests one count a block and keeps neither bound in a
+    // register: those it frees keep the tags' state out of memory. The count
+    // is taken again when it runs out, for the room then left.
+    size_t left = 0;
+    for (;; p += 64) {
+      if (__builtin_expect(left == 0, 0)) {
+        if (p > last || reinterpret_cast<uintptr_t>(o) > oLast) break;
+        // The open run writes up to `unit` a byte before the block's own.
+        const uintptr_t from = reinterpret_cast<uintptr_t>(o) + static_cast<size_t>(p - run) * unit;
+        const size_t byRoom = from <= oLast ? ((oLast - from) >> shift) + 1 : 1;
+        const size_t byInput = static_cast<size_t>(last - p) / 64 + 1;
+        left = byRoom < byInput ? byRoom : byInput;
+      }
+      --left;
       uint64_t open = open_of(p);
       if ((open | d) == 0) {  // text throughout (a ">" too): the run before it, then the block whole
         if (run != p) o = text_at(o, run, static_cast<size_t>(p - run));
@@ -299,7 +316,7 @@ struct Walk {
           o = text_at(o, run, static_cast<size_t>(p + a - run));
           const size_t k = b - a - 1;
           std::memcpy(o, head, 16);
-          if (k > shortTag) o = filling_at(o, k, unit, pattern, head);
+          if (__builtin_expect(k > shortTag, 0)) o = filling_at(o, k, unit, pattern, head);
           else o += filled[k];
           run = p + b + 1;
         } while ((close &= close - 1) != 0);
