@@ -11,12 +11,13 @@
 namespace ztk::mysql {
 
 // What a backslash and the byte after it become, by that byte: the low byte
-// is the first byte written, the high byte how many are written (1 for an
-// escape; 2, the backslash and the byte, for anything else).
-inline constexpr std::array<uint16_t, 256> kPair = [] {
-  std::array<uint16_t, 256> t{};
-  for (auto &v : t) v = 0x200 | '\\';
-  const auto escape = [&t](uint8_t after, uint8_t becomes) { t[after] = static_cast<uint16_t>(0x100 | becomes); };
+// is the first byte written; the sign is set where two are written (the
+// backslash and the byte, for anything but an escape), so that one test of
+// the loaded value tells them apart.
+inline constexpr std::array<int16_t, 256> kPair = [] {
+  std::array<int16_t, 256> t{};
+  for (auto &v : t) v = static_cast<int16_t>(0x8000 | '\\');
+  const auto escape = [&t](uint8_t after, uint8_t becomes) { t[after] = static_cast<int16_t>(becomes); };
   escape('0', 0x00);
   escape('\'', '\'');
   escape('"', '"');
@@ -36,14 +37,15 @@ inline constexpr std::array<uint16_t, 256> kPair = [] {
 // read from the table: in a dump nearly every backslash starts one, and the
 // output's place must not wait for a table load when escapes follow each
 // other.
-inline uint8_t *unescape_pair(ByteView in, size_t i, uint8_t *o) {
-  const uint8_t after = in[i + 1];
-  const uint16_t pair = kPair[after];
+inline uint8_t *unescape_pair(const uint8_t *backslash, uint8_t *o) {
+  const uint8_t after = backslash[1];
+  const int16_t pair = kPair[after];
   o[0] = static_cast<uint8_t>(pair);
-  if (__builtin_expect(pair >> 8 == 1, 1)) return o + 1;
+  if (__builtin_expect(pair >= 0, 1)) return o + 1;
   o[1] = after;
   return o + 2;
 }
+inline uint8_t *unescape_pair(ByteView in, size_t i, uint8_t *o) { return unescape_pair(in.data + i, o); }
 
 // The one-byte loop from in[i]; returns the output's new end.
 inline uint8_t *unescape_from(ByteView in, size_t i, uint8_t *o) {
