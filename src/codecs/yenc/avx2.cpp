@@ -30,7 +30,10 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
   const __m256i escape = V::set1(kEscape), offset = V::set1(static_cast<uint8_t>(-kOffset));
   const __m256i more = V::set1(static_cast<uint8_t>(-kEscapeOffset));
   uint8_t *o = out;
-  unsigned clean = 0;
+  // Clean to begin with: a short call of text or random bytes (a few
+  // blocks) then stores its blocks as they are, where packing each would
+  // cost more than a whole article's first blocks taken one escape at a time.
+  unsigned clean = kCleanRun;
   while (in.size - i >= 64) {
     const __m256i v0 = V::load(in.data + i), v1 = V::load(in.data + i + 32);
     const __m256i e0 = _mm256_cmpeq_epi8(v0, escape), e1 = _mm256_cmpeq_epi8(v1, escape);
