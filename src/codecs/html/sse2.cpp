@@ -212,6 +212,18 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
     const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
     const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
     if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
+    // A numeric reference of digits alone to a unit of the BMP (most of
+    // them: "&#39;", "&#8217;", "&#x3A;") goes out here, with no bookkeeping
+    // for the rarer kinds below.
+    if ((bytes & 0xFF) == '#') {
+      const int32_t value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+      if (__builtin_expect(value > 0 && value <= 0xFFFF, 1)) {
+        o = copy_text(s, a, o);
+        *o++ = static_cast<uint16_t>(value);
+        s = a + k + 2;
+        continue;
+      }
+    }
     bool general = false;
     const int32_t value = other_value(bytes, k, general);
     if (value <= 0) continue;  // the "&" stays in the text
