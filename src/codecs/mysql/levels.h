@@ -32,7 +32,7 @@ inline constexpr std::array<int16_t, 256> kPair = [] {
   return t;
 }();
 
-// The backslash at in[i] and the byte after it (there must be one); returns
+// The backslash at `backslash` and the byte after it (there must be one); returns
 // the output's new end. A branch on whether it is an escape, not an advance
 // read from the table: in a dump nearly every backslash starts one, and the
 // output's place must not wait for a table load when escapes follow each
