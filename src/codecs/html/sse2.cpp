@@ -96,9 +96,15 @@ inline int32_t hex_value(uint64_t bytes, size_t k) {
 // 0 or less for none. `bytes` are the narrowed units after the "&", `k` the
 // units before the ";" (1 <= k <= 6). `general` tells a numeric reference
 // read up to a "-" or another stop, which alone may hold an "&".
+// The value of "&#" and digits alone (decimal, or hexadecimal after "x")
+// before the ";", from the same bytes; -1 when they are not all digits.
+__attribute__((always_inline)) inline int32_t digits_value(uint64_t bytes, size_t k) {
+  return (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+}
+
 __attribute__((always_inline)) inline int32_t other_value(uint64_t bytes, size_t k, bool &general) {
   if ((bytes & 0xFF) != '#') return static_cast<int32_t>(code_of_key(bytes & DecodeWalk::kKeyMasks[k]));
-  const int32_t value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+  const int32_t value = digits_value(bytes, k);
   if (value >= 0) return value;
   general = true;
   return DecodeWalk::numeric(bytes, k);
@@ -216,7 +222,7 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
     // them: "&#39;", "&#8217;", "&#x3A;") goes out here, with no bookkeeping
     // for the rarer kinds below.
     if ((bytes & 0xFF) == '#') {
-      const int32_t value = (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
+      const int32_t value = digits_value(bytes, k);
       if (__builtin_expect(value > 0 && value <= 0xFFFF, 1)) {
         o = copy_text(s, a, o);
         *o++ = static_cast<uint16_t>(value);
