@@ -679,6 +679,9 @@ TEST(HtmlCodecKernels, EveryShapeOfNumericReferenceAroundBlockEnds) {
       u"&#xffff;", u"&#x0;",    u"&#x00;",   u"&#x4g;",   u"&#xG;",    u"&#x-1;",   u"&#x1-;",   u"&#x12345;",
       u"&#x@;",    u"&#x`;",    u"&#x/;",    u"&#x:;",    u"&#xF;",    u"&#X41;",   u"&#\u0131;", u"&#4\u0130;",
       u"&#x4\u0161;", u"&#\u8031;",
+      // Digits past the six units a reference may have before its ";", to
+      // a value inside the BMP.
+      u"&#x0FFFF;", u"&#x0003A;", u"&#000065;", u"&#0000065;",
       // Units below 0x100 from 0x80 up narrow to themselves: in a digit's
       // place, the top bit of a byte that is no digit, on either side of
       // the two ends of the digits' range.

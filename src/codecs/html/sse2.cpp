@@ -46,26 +46,6 @@ __attribute__((always_inline)) inline uint16_t *copy_run(const uint16_t *s, cons
   return reinterpret_cast<uint16_t *>(to + length);
 }
 
-// The value of "&#" and k - 1 decimal digits before the ";" (bytes from the
-// "#" up, 2 <= k <= 6), or -1 when those are not all digits. The digits,
-// moved to the top of the word so that the places before them count as
-// zeros, are summed in pairs, fours and eights by three multiplies.
-inline int32_t decimal_value(uint64_t bytes, size_t k) {
-  constexpr uint64_t kLow = 0x0F0F0F0F0F0F0F0Full, kZeros = 0x3030303030303030ull;
-  const unsigned shift = static_cast<unsigned>(72 - 8 * k);  // the digits at the top
-  const uint64_t digits = (bytes >> 8) << shift;
-  const uint64_t zeros = kZeros << shift;
-  // A byte below "0" borrows into its top bit when "0" is taken away, one
-  // above "9" carries into it when 0x46 is added; the places below the
-  // first that fails neither borrow nor carry, so that one shows.
-  constexpr uint64_t kTop = 0x8080808080808080ull;
-  if ((((digits - zeros) | (digits + (0x4646464646464646ull << shift))) & kTop) != 0) return -1;
-  uint64_t v = ((digits & kLow) * 2561) >> 8;
-  v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
-  v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
-  return static_cast<int32_t>(v);
-}
-
 // Each byte's value as a hexadecimal digit; 16 for any other.
 struct HexDigits {
   uint8_t value[256];
@@ -78,35 +58,43 @@ constexpr HexDigits kHexDigits = [] {
   return t;
 }();
 
-// The value of "&#x" and k - 2 hexadecimal digits before the ";" (bytes from
-// the "#" up, k <= 6, so four digits at most), or -1 when those are not all
-// digits.
-inline int32_t hex_value(uint64_t bytes, size_t k) {
+// The value of "&#" and decimal digits, or "&#x" and hexadecimal ones, up
+// to a ";" (bytes from the "#" up), with `semi` set to the ";"'s byte; -1
+// when the units before the ";" are not digits alone or are more than six.
+// A digit at a time: most such references have two to four ("&#39;",
+// "&#8217;", "&#x3A;").
+__attribute__((always_inline)) inline int32_t digits_value(uint64_t bytes, size_t &semi) {
   int32_t value = 0;
-  for (size_t j = 2; j < k; ++j) {
-    const unsigned digit = kHexDigits.value[bytes >> (8 * j) & 0xFF];
-    if (digit > 15) return -1;
-    value = value * 16 + static_cast<int32_t>(digit);
+  size_t j = 1;
+  uint64_t rest = bytes >> 8;
+  if ((rest & 0xFF) == 'x') {
+    for (j = 2, rest >>= 8; (rest & 0xFF) != ';'; ++j, rest >>= 8) {
+      const unsigned digit = kHexDigits.value[rest & 0xFF];
+      if (digit > 15 || j == kMaxName) return -1;
+      value = value * 16 + static_cast<int32_t>(digit);
+    }
+    if (j == 2) return -1;
+  } else {
+    for (; (rest & 0xFF) != ';'; ++j, rest >>= 8) {
+      const auto digit = static_cast<unsigned>(rest & 0xFF) - '0';
+      if (digit > 9 || j == kMaxName) return -1;
+      value = value * 10 + static_cast<int32_t>(digit);
+    }
+    if (j == 1) return -1;
   }
+  semi = j;
   return value;
 }
 
 // The value of a reference the window loop does not take from its name's
-// own slot: a name that lost its slot to another, or a numeric reference;
+// own slot or as digits alone: a name that lost its slot to another, or a
+// numeric reference to a value beyond the BMP or read up to another stop;
 // 0 or less for none. `bytes` are the narrowed units after the "&", `k` the
-// units before the ";" (1 <= k <= 6). `general` tells a numeric reference
-// read up to a "-" or another stop, which alone may hold an "&".
-// The value of "&#" and digits alone (decimal, or hexadecimal after "x")
-// before the ";", from the same bytes; -1 when they are not all digits.
-__attribute__((always_inline)) inline int32_t digits_value(uint64_t bytes, size_t k) {
-  return (bytes >> 8 & 0xFF) == 'x' ? hex_value(bytes, k) : k >= 2 ? decimal_value(bytes, k) : -1;
-}
-
-__attribute__((always_inline)) inline int32_t other_value(uint64_t bytes, size_t k, bool &general) {
+// units before the ";" (1 <= k <= 6). `numeric` tells a numeric reference,
+// which alone may hold an "&".
+__attribute__((always_inline)) inline int32_t other_value(uint64_t bytes, size_t k, bool &numeric) {
   if ((bytes & 0xFF) != '#') return static_cast<int32_t>(code_of_key(bytes & DecodeWalk::kKeyMasks[k]));
-  const int32_t value = digits_value(bytes, k);
-  if (value >= 0) return value;
-  general = true;
+  numeric = true;
   return DecodeWalk::numeric(bytes, k);
 }
 
@@ -214,24 +202,25 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
       s = a + names->advance[slot];
       continue;
     }
+    // A numeric reference of digits alone to a unit of the BMP (most of
+    // them) goes out here, with no search for its ";" and no bookkeeping
+    // for the rarer kinds below.
+    if ((bytes & 0xFF) == '#') {
+      size_t end;
+      const int32_t value = digits_value(bytes, end);
+      if (__builtin_expect(static_cast<uint32_t>(value - 1) < 0xFFFF, 1)) {
+        o = copy_text(s, a, o);
+        *o++ = static_cast<uint16_t>(value);
+        s = a + end + 2;
+        continue;
+      }
+    }
     // The first ";" within seven units; 7 when there is none.
     const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
     const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
     if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
-    // A numeric reference of digits alone to a unit of the BMP (most of
-    // them: "&#39;", "&#8217;", "&#x3A;") goes out here, with no bookkeeping
-    // for the rarer kinds below.
-    if ((bytes & 0xFF) == '#') {
-      const int32_t value = digits_value(bytes, k);
-      if (__builtin_expect(value > 0 && value <= 0xFFFF, 1)) {
-        o = copy_text(s, a, o);
-        *o++ = static_cast<uint16_t>(value);
-        s = a + k + 2;
-        continue;
-      }
-    }
-    bool general = false;
-    const int32_t value = other_value(bytes, k, general);
+    bool numeric = false;
+    const int32_t value = other_value(bytes, k, numeric);
     if (value <= 0) continue;  // the "&" stays in the text
     o = copy_text(s, a, o);
     if (value <= 0xFFFF) {
@@ -242,7 +231,7 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
     }
     s = a + k + 2;
     // Its "&"s are text; it may end past the window.
-    if (general) amps = s - p < 64 ? amps & ~uint64_t{0} << (s - p) : 0;
+    if (numeric) amps = s - p < 64 ? amps & ~uint64_t{0} << (s - p) : 0;
   }
 windows_done:
   return {s, o, p};
