@@ -8,6 +8,7 @@ namespace {
 
 #define ZTK_MYSQL_TARGET ZTK_AVX2
 using V = simd::avx2::ByteLanes;
+using N = V;
 #include "codecs/mysql/blocks.inc"
 #undef ZTK_MYSQL_TARGET
 

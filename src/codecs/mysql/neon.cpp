@@ -8,6 +8,7 @@ namespace {
 
 #define ZTK_MYSQL_TARGET
 using V = simd::neon::ByteLanes;
+using N = V;
 #include "codecs/mysql/blocks.inc"
 #undef ZTK_MYSQL_TARGET
 
