@@ -1,4 +1,5 @@
 #include "codecs/html/levels.h"
+#include "frame/ascii.h"
 #include "frame/simd.h"
 
 #include <cstring>
@@ -46,18 +47,6 @@ __attribute__((always_inline)) inline uint16_t *copy_run(const uint16_t *s, cons
   return reinterpret_cast<uint16_t *>(to + length);
 }
 
-// Each byte's value as a hexadecimal digit; 16 for any other.
-struct HexDigits {
-  uint8_t value[256];
-};
-constexpr HexDigits kHexDigits = [] {
-  HexDigits t{};
-  for (auto &v : t.value) v = 16;
-  for (int c = 0; c < 10; ++c) t.value['0' + c] = static_cast<uint8_t>(c);
-  for (int c = 0; c < 6; ++c) t.value['a' + c] = t.value['A' + c] = static_cast<uint8_t>(10 + c);
-  return t;
-}();
-
 // The value of "&#" and decimal digits, or "&#x" and hexadecimal ones, up
 // to a ";" (bytes from the "#" up), with `semi` set to the ";"'s byte; -1
 // when the units before the ";" are not digits alone or are more than six.
@@ -69,8 +58,8 @@ __attribute__((always_inline)) inline int32_t digits_value(uint64_t bytes, size_
   uint64_t rest = bytes >> 8;
   if ((rest & 0xFF) == 'x') {
     for (j = 2, rest >>= 8; (rest & 0xFF) != ';'; ++j, rest >>= 8) {
-      const unsigned digit = kHexDigits.value[rest & 0xFF];
-      if (digit > 15 || j == kMaxName) return -1;
+      const unsigned digit = ascii::kHexValue.value[rest & 0xFF];
+      if (digit >= ascii::kNotHex || j == kMaxName) return -1;
       value = value * 16 + static_cast<int32_t>(digit);
     }
     if (j == 2) return -1;
