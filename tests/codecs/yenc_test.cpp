@@ -170,3 +170,33 @@ TEST(YencKernel, EveryLevelTakesAnEscapeAtEveryPlaceOfABlock) {
       },
       [](const std::string &in) { return reference::ydecode(in); });
 }
+
+// Two escapes at every pair of places of a block, and a third beside them:
+// blocks with up to two escapes are written in segments whose places come
+// from the escapes, the others packed. Each lead puts the loop in another
+// state: from the start, after clean text, after article blocks.
+TEST(YencKernel, EveryLevelTakesEscapesAtEveryPairOfPlacesOfABlock) {
+  const std::string article = ztk_bench::yenc_article(4096);
+  std::vector<std::string> inputs;
+  for (const std::string &lead : {std::string(), std::string(640, 'k'), article.substr(0, 512)}) {
+    for (size_t a = 0; a < 66; ++a) {
+      for (size_t b = a + 2; b < 67; ++b) {
+        std::string s = lead + std::string(200, 'k');
+        s[lead.size() + a] = '=';
+        s[lead.size() + b] = '=';
+        inputs.push_back(s);
+        if ((a + b) % 5 == 0) {
+          s[lead.size() + (b + 9) % 66] = '=';
+          inputs.push_back(s);
+        }
+      }
+    }
+  }
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        return std::string(out.bytes(), out.bytes() + ztk::yenc::decode(in, out.bytes()));
+      },
+      [](const std::string &in) { return reference::ydecode(in); });
+}

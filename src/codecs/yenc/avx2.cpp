@@ -15,62 +15,87 @@ using V = simd::avx2::ByteLanes;
 using simd::avx2_pack::pack16;
 
 // A count of blocks with no escape, less kEscapeCost for each block with
-// escapes (up to kCleanCap, down to 0): from kCleanRun on, blocks are tested
-// for an escape before they are packed. In an article (an escape in 64 bytes
-// or so) the count stays low, and the test would cost mispredictions; text
-// and random bytes (an escape in 256) keep it high.
+// escapes (up to kCleanCap, down to 0): from kCleanRun on, a block with no
+// escape is stored as it is before anything else is tried. In an article (an
+// escape in 64 bytes or so) the count stays low, and the test would cost
+// mispredictions; text and random bytes (an escape in 256) keep it high.
 constexpr unsigned kCleanRun = 8, kCleanCap = 64, kEscapeCost = 2;
 
-// 64 bytes at a time with no branch on where the escapes are: every byte is
-// decoded, the bytes after escapes get the escape's offset too (the escape
-// lanes moved up by one, across the two halves), and the escapes are packed
-// away. The output never runs ahead of the input, so the packing's stores
-// stay within the room the input's size gives.
+// A block with up to two escapes is written from the input three times over:
+// the block, then the input from after the first escape at the first
+// escape's place, then from after the second at the second's place (each
+// store overwrites the tail of the one before). Those reads reach this many
+// bytes past the block's start.
+constexpr size_t kSegmentReach = 130;
+
+// Bytes from `from` decoded to `to`, the first of them as an escaped one.
+ZTK_AVX2 inline void segment(const uint8_t *from, uint8_t *to, __m256i offset) {
+  V::store(to, _mm256_add_epi8(V::load(from), offset));
+  V::store(to + 32, _mm256_add_epi8(V::load(from + 32), offset));
+  *to = static_cast<uint8_t>(*from - (kEscapeOffset + kOffset));
+}
+
+// 64 bytes at a time. An article's blocks (up to two escapes in nine of ten)
+// are written by segments with no branch on where the escapes are; blocks
+// with more escapes have every byte decoded, the bytes after escapes given
+// the escape's offset too (the escape lanes moved up by one, across the two
+// halves), and the escapes packed away. The output never runs ahead of the
+// input, so every store stays within the room the input's size gives.
 ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
   const __m256i escape = V::set1(kEscape), offset = V::set1(static_cast<uint8_t>(-kOffset));
   const __m256i more = V::set1(static_cast<uint8_t>(-kEscapeOffset));
+  const uint8_t *p = in.data + i, *const end = in.data + in.size;
   uint8_t *o = out;
   // Clean to begin with: a short call of text or random bytes (a few
-  // blocks) then stores its blocks as they are, where packing each would
-  // cost more than a whole article's first blocks taken one escape at a time.
+  // blocks) then stores its blocks as they are.
   unsigned clean = kCleanRun;
-  while (in.size - i >= 64) {
-    const __m256i v0 = V::load(in.data + i), v1 = V::load(in.data + i + 32);
+  while (end - p >= 64) {
+    const __m256i v0 = V::load(p), v1 = V::load(p + 32);
     const __m256i e0 = _mm256_cmpeq_epi8(v0, escape), e1 = _mm256_cmpeq_epi8(v1, escape);
     const uint64_t m = static_cast<uint32_t>(_mm256_movemask_epi8(e0)) |
                        uint64_t{static_cast<uint32_t>(_mm256_movemask_epi8(e1))} << 32;
-    // An escape in the last lane (its byte is in the next block) or right
-    // after another escape: the block goes the one-escape way.
-    bool step = ((m & (m << 1)) | (m >> 63)) != 0;
-    if (clean >= kCleanRun) {
-      // Long stretches with no escape (text, random bytes, not an article)
-      // are stored as they are, and a lone escape in them is undone by a few
-      // scalar instructions.
-      if (m == 0) {
-        V::store(o, _mm256_add_epi8(v0, offset));
-        V::store(o + 32, _mm256_add_epi8(v1, offset));
-        i += 64;
-        o += 64;
-        clean += clean < kCleanCap;
-        continue;
-      }
-      step |= (m & (m - 1)) == 0;
+    if (clean >= kCleanRun && m == 0) {
+      V::store(o, _mm256_add_epi8(v0, offset));
+      V::store(o + 32, _mm256_add_epi8(v1, offset));
+      p += 64;
+      o += 64;
+      clean += clean < kCleanCap;
+      continue;
     }
     // No branch: an article mixes both kinds of block.
     const unsigned less = clean >= kEscapeCost ? clean - kEscapeCost : 0;
     clean = m == 0 ? clean + 1 : less;
+    // "==" is an escaped "=", not two escapes, and an escape in the last
+    // lane takes its byte from the next block: such blocks go one escape at
+    // a time. Every other block moves the input on by 64 bytes, so the next
+    // block's reads never wait for this one's escapes.
+    const bool step = ((m & (m << 1)) | (m >> 63)) != 0;
+    const uint64_t rest = m & (m - 1);  // the escapes after the first
+    if (!step && (rest & (rest - 1)) == 0 && end - p >= static_cast<ptrdiff_t>(kSegmentReach)) {
+      V::store(o, _mm256_add_epi8(v0, offset));
+      V::store(o + 32, _mm256_add_epi8(v1, offset));
+      // A missing escape's segment lands past the block's output (64 bytes
+      // with no escape, 63 with one), where the next block overwrites it.
+      const size_t first = m != 0 ? static_cast<size_t>(__builtin_ctzll(m)) : 64;
+      const size_t second = rest != 0 ? static_cast<size_t>(__builtin_ctzll(rest)) - 1 : 64;
+      segment(p + first + 1, o + first, offset);
+      segment(p + second + 2, o + second, offset);
+      p += 64;
+      o += 64 - static_cast<size_t>(m != 0) - static_cast<size_t>(rest != 0);
+      continue;
+    }
     if (step) {
       V::store(o, _mm256_add_epi8(v0, offset));
       V::store(o + 32, _mm256_add_epi8(v1, offset));
-      const size_t at = static_cast<size_t>(__builtin_ctzll(m));
-      i += at;
-      o += at;
-      if (i + 1 == in.size) {  // a final escape stands for nothing
-        i = in.size;
+      const size_t first = static_cast<size_t>(__builtin_ctzll(m));
+      p += first;
+      o += first;
+      if (p + 1 == end) {  // a final escape stands for nothing
+        p = end;
         break;
       }
-      *o++ = static_cast<uint8_t>(in[i + 1] - (kEscapeOffset + kOffset));
-      i += 2;
+      *o++ = static_cast<uint8_t>(p[1] - (kEscapeOffset + kOffset));
+      p += 2;
       continue;
     }
     // Each lane's neighbour below: the 16 bytes below a lane are the other
@@ -84,10 +109,10 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, uint8_t *&out) {
     o = pack16(_mm256_extracti128_si256(t0, 1), keep >> 16 & 0xFFFF, o);
     o = pack16(_mm256_castsi256_si128(t1), keep >> 32 & 0xFFFF, o);
     o = pack16(_mm256_extracti128_si256(t1, 1), keep >> 48 & 0xFFFF, o);
-    i += 64;
+    p += 64;
   }
   out = o;
-  return i;
+  return static_cast<size_t>(p - in.data);
 }
 
 ZTK_AVX2 size_t decode(ByteView in, uint8_t *out) {
