@@ -88,14 +88,48 @@ constexpr Compaction kCompaction = [] {
   return c;
 }();
 
-// The values of 32 hex digit bytes (0 elsewhere), and which lanes are digits.
-ZTK_AVX2 inline __m256i hex_values(__m256i v, __m256i &isHex) {
-  const __m256i d = _mm256_sub_epi8(v, _mm256_set1_epi8('0'));
-  const __m256i isDigit = _mm256_cmpeq_epi8(_mm256_min_epu8(d, _mm256_set1_epi8(9)), d);
-  const __m256i l = _mm256_sub_epi8(_mm256_or_si256(v, _mm256_set1_epi8(0x20)), _mm256_set1_epi8('a'));
-  const __m256i isLetter = _mm256_cmpeq_epi8(_mm256_min_epu8(l, _mm256_set1_epi8(5)), l);
-  isHex = _mm256_or_si256(isDigit, isLetter);
-  return _mm256_or_si256(_mm256_and_si256(isDigit, d), _mm256_and_si256(isLetter, _mm256_add_epi8(l, _mm256_set1_epi8(10))));
+// Hex digits by their nibbles, three lookups that share the high nibble: a
+// byte is a digit when the classes of its two nibbles share a bit (bit 0
+// "0"-"9", bit 1 "A"-"F" and "a"-"f"; a byte from 0x80 up reads 0 from the
+// low table), and a digit's value is its low nibble plus 9 for a letter.
+// Fewer constants than ranges tested by compares, so that the block's
+// values stay in registers.
+struct HexNibbles {
+  __m256i lowClass, highClass, letterAdd, nibble;
+};
+ZTK_AVX2 inline HexNibbles hex_nibbles() {
+  const __m256i lowClass = _mm256_setr_epi8(1, 3, 3, 3, 3, 3, 3, 1, 1, 1, 0, 0, 0, 0, 0, 0,  //
+                                            1, 3, 3, 3, 3, 3, 3, 1, 1, 1, 0, 0, 0, 0, 0, 0);
+  const __m256i highClass = _mm256_setr_epi8(0, 0, 0, 1, 2, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0,  //
+                                             0, 0, 0, 1, 2, 0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+  const __m256i letterAdd = _mm256_setr_epi8(0, 0, 0, 0, 9, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0,  //
+                                             0, 0, 0, 0, 9, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+  return {lowClass, highClass, letterAdd, _mm256_set1_epi8(0x0F)};
+}
+
+// The values of 32 hex digit bytes (anything elsewhere), and the lanes that
+// are not digits.
+ZTK_AVX2 inline __m256i hex_values(__m256i v, const HexNibbles &h, __m256i &notHex) {
+  const __m256i high = _mm256_and_si256(_mm256_srli_epi16(v, 4), h.nibble);
+  const __m256i cls = _mm256_and_si256(_mm256_shuffle_epi8(h.lowClass, v), _mm256_shuffle_epi8(h.highClass, high));
+  notHex = _mm256_cmpeq_epi8(cls, _mm256_setzero_si256());
+  return _mm256_add_epi8(_mm256_and_si256(v, h.nibble), _mm256_shuffle_epi8(h.letterAdd, high));
+}
+
+struct alignas(32) Splats {
+  uint8_t equals[32], cr[32], lf[32];
+};
+constexpr Splats kSplats = [] {
+  Splats s{};
+  for (int j = 0; j < 32; ++j) {
+    s.equals[j] = '=';
+    s.cr[j] = '\r';
+    s.lf[j] = '\n';
+  }
+  return s;
+}();
+ZTK_AVX2 inline __m256i splat(const uint8_t (&bytes)[32]) {
+  return _mm256_load_si256(reinterpret_cast<const __m256i *>(bytes));
 }
 
 ZTK_AVX2 inline uint64_t bits(__m256i m) { return static_cast<uint32_t>(_mm256_movemask_epi8(m)); }
@@ -129,9 +163,17 @@ ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
   // (bit 0, or bits 0 and 1). Blocks step by 32 whatever their tokens, so
   // that the next load does not wait for this block's masks.
   uint64_t carried = 0;
-  const __m256i equals = _mm256_set1_epi8('='), cr = _mm256_set1_epi8('\r'), lf = _mm256_set1_epi8('\n');
+  const HexNibbles hex = hex_nibbles();
+  // Opaque to the compiler, which would otherwise broadcast the bytes it
+  // knows.
+  const Splats *splats = &kSplats;
+  ZTK_IN_GENERAL_REGISTER(splats);
   // A scalar step may look two bytes past a 16-byte block two lanes on.
   while (i + 36 <= in.size) {
+    // Read from memory in the loop: the rare tokens' calls leave no vector
+    // register as it was, and a byte broadcast again costs three
+    // instructions where a compare with memory costs none.
+    const __m256i equals = splat(splats->equals), cr = splat(splats->cr), lf = splat(splats->lf);
     const __m256i v0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in.data + i));
     const __m256i eq = _mm256_cmpeq_epi8(v0, equals), cr0 = _mm256_cmpeq_epi8(v0, cr), lf0 = _mm256_cmpeq_epi8(v0, lf);
     const __m256i lineEnd0 = _mm256_or_si256(cr0, lf0);
@@ -146,9 +188,9 @@ ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
     const __m256i v1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in.data + i + 1));
     const __m256i v2 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in.data + i + 2));
     const __m256i cr1 = _mm256_cmpeq_epi8(v1, cr), lf1 = _mm256_cmpeq_epi8(v1, lf);
-    __m256i hex1, hex2;
-    const __m256i high = hex_values(v1, hex1), low = hex_values(v2, hex2);
-    const uint64_t escapes = bits(_mm256_and_si256(eq, _mm256_and_si256(hex1, hex2)));
+    __m256i notHex1, notHex2;
+    const __m256i high = hex_values(v1, hex, notHex1), low = hex_values(v2, hex, notHex2);
+    const uint64_t escapes = bits(_mm256_andnot_si256(_mm256_or_si256(notHex1, notHex2), eq));
     const uint64_t softBreaks = bits(_mm256_and_si256(eq, _mm256_or_si256(cr1, lf1)));
     const uint64_t pairs = bits(_mm256_and_si256(cr0, lf1)) & ~carried;  // CR LF: the LF goes with the CR
     const uint64_t rare = (bits(eq) & ~(escapes | softBreaks)) | (bits(_mm256_and_si256(lf0, cr1)) & ~carried);
