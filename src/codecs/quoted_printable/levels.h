@@ -5,7 +5,9 @@
 // input.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -138,11 +140,14 @@ extern const Kernels kKernels;
 
 namespace sse2 {
 extern const Kernels kKernels;
+// The 16-byte level's windows from i, none of them starting from `limit` on;
+// returns where they stopped.
+size_t decode_windows_until(ByteView in, size_t i, uint8_t *&o, size_t limit);
 }  // namespace sse2
 
 namespace avx2 {
-// The decoder of the 16-byte blocks with byte shuffles, which the wider
-// levels use too.
+// The decoder of the wide levels: 32-byte blocks packed by byte shuffles,
+// and the 16-byte level's windows for stretches of mail.
 size_t decode_dense(ByteView in, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace avx2

@@ -48,6 +48,10 @@ using Wide = V;
 
 }  // namespace
 
+size_t decode_windows_until(ByteView in, size_t i, uint8_t *&o, size_t limit) {
+  return decode_windows(in, i, o, limit);
+}
+
 const Kernels kKernels = {encode_stretch, decode};
 
 }  // namespace ztk::qp::sse2
