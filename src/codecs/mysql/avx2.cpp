@@ -8,7 +8,6 @@ namespace {
 
 #define ZTK_MYSQL_TARGET ZTK_AVX2
 using V = simd::avx2::ByteLanes;
-using N = V;
 #include "codecs/mysql/blocks.inc"
 #undef ZTK_MYSQL_TARGET
 

@@ -8,7 +8,6 @@ namespace {
 
 #define ZTK_MYSQL_TARGET
 using V = simd::neon::ByteLanes;
-using N = V;
 #include "codecs/mysql/blocks.inc"
 #undef ZTK_MYSQL_TARGET
 

@@ -7,7 +7,6 @@ namespace ztk::mysql::sse2 {
 
 #define ZTK_MYSQL_TARGET
 using V = simd::sse2::ByteLanes;
-using N = V;
 #include "codecs/mysql/blocks.inc"
 #undef ZTK_MYSQL_TARGET
 
