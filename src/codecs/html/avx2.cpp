@@ -110,11 +110,11 @@ ZTK_AVX2 size_t encode(U16View in, size_t from, uint8_t *out) {
   return plain::encode_from(w, in, static_cast<size_t>(p - in.data), kKeepASCII);
 }
 
+}  // namespace
+
 ZTK_AVX2 size_t encode_any(U16View units, size_t from, bool keepASCII, uint8_t *out) {
   return keepASCII ? encode<true>(units, from, out) : encode<false>(units, from, out);
 }
-
-}  // namespace
 
 const Kernels kKernels = {decode, encode_any};
 

@@ -66,6 +66,8 @@ extern const Kernels kKernels;
 
 namespace avx2 {
 extern const Kernels kKernels;
+// The AVX-512 levels encode with it too.
+size_t encode_any(U16View units, size_t from, bool keepASCII, uint8_t *out);
 }  // namespace avx2
 
 namespace avx512 {
