@@ -25,8 +25,9 @@ ZTK_AVX2 size_t stream_blocks(ByteView data, const uint8_t *mask, uint8_t positi
   const __m256i step = _mm256_set1_epi8(32);
   size_t k = 0;
   if (data.size >= kAlignFrom) {
-    // As the 64-byte level: one vector as it falls, then stores that stay
-    // within the output's lines.
+    // One vector as it falls, then stores aligned to the output's half
+    // lines, none across two lines. The bytes the first vector and the
+    // aligned ones both cover are written twice, alike.
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(out), apply_vector<K>(load(data.data), load(mask), positions));
     k = 32 - (reinterpret_cast<uintptr_t>(out) & 31);
     positions = _mm256_add_epi8(positions, _mm256_set1_epi8(static_cast<char>(k)));

@@ -43,10 +43,6 @@ namespace avx2 {
 extern const Kernels kKernels;
 }  // namespace avx2
 
-namespace avx512 {
-extern const Kernels kKernels;
-}  // namespace avx512
-
 namespace neon {
 extern const Kernels kKernels;
 }  // namespace neon
