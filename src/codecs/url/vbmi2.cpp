@@ -12,20 +12,32 @@ namespace {
 // and the output has room for what four quarters store.
 constexpr size_t kPackedRoom = 256;
 
+// Where each of 48 slots takes its byte from (a quarter's 16 bytes, three
+// slots each), the hex digits by value, and the slots of each place in a
+// byte's three: made once, not at every call (about 20 ns of a 1 KiB call).
+struct Spread {
+  alignas(64) uint8_t from[64];
+  alignas(64) uint8_t hex[64];
+  uint64_t slot[3];
+};
+constexpr Spread kSpread = [] {
+  Spread t{};
+  for (int p = 0; p < 64; ++p) {
+    t.from[p] = static_cast<uint8_t>(p < 48 ? p / 3 : 0);
+    t.hex[p] = static_cast<uint8_t>(ascii::kHexDigits[p % 16]);
+    if (p < 48) t.slot[p % 3] |= uint64_t{1} << p;
+  }
+  return t;
+}();
+
 ZTK_AVX512VBMI2 size_t encode_blocks(ByteView in, const scan::ByteSet &special, bool spaceAsPlus, char *&out,
                                      const char *end) {
   // gcc 12 warns falsely about the unmasked forms of some of these
   // intrinsics, so masked forms with every lane set stand in for them.
   constexpr __mmask64 kAll = ~uint64_t{0};
-  alignas(64) uint8_t spread[64], hex[64];
-  uint64_t slot[3] = {};  // the slots of 16 bytes by their place in a byte's three
-  for (int p = 0; p < 64; ++p) {
-    spread[p] = static_cast<uint8_t>(p < 48 ? p / 3 : 0);
-    hex[p] = static_cast<uint8_t>(ascii::kHexDigits[p % 16]);
-    if (p < 48) slot[p % 3] |= uint64_t{1} << p;
-  }
-  const __m512i spreadIndex = _mm512_load_si512(spread);
-  const __m512i digits = _mm512_load_si512(hex);
+  const uint64_t *const slot = kSpread.slot;
+  const __m512i spreadIndex = _mm512_load_si512(kSpread.from);
+  const __m512i digits = _mm512_load_si512(kSpread.hex);
   const __m512i low = _mm512_set1_epi8(15);
   __m512i rangeFirst[scan::ByteSet::kMaxRanges], rangeSpan[scan::ByteSet::kMaxRanges];
   for (int k = 0; k < special.count(); ++k) {
