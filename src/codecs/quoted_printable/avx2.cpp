@@ -32,7 +32,8 @@ struct V {
   using reg = __m128i;
   static constexpr size_t kWidth = 16;
   static constexpr int kLaneBits = 1;
-  // Its decoder is decode_dense; the windows are the 16-byte level's.
+  // Its decoder is decode_wide, which takes the 16-byte level's windows
+  // for mail; these windows serve only the last bytes.
   static constexpr size_t kDecoderWindowBlocks = 1;
   // Its encoder's windows span two blocks, as at the 16-byte level: CR LF
   // prose and random bytes 10-16% faster at 1 MiB than with one.
@@ -243,7 +244,7 @@ constexpr bool mail_like(size_t read, size_t saved) { return saved * 32 >= read 
 
 }  // namespace
 
-ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
+ZTK_AVX2 size_t decode_wide(ByteView in, uint8_t *out) {
   if (in.size < 36) return decode_rest(in, 0, out, out);
   uint8_t *o = out;
   size_t i = 0;
@@ -259,7 +260,7 @@ ZTK_AVX2 size_t decode_dense(ByteView in, uint8_t *out) {
   return decode_rest(in, i, o, out);
 }
 
-const Kernels kKernels = {encode_stretch, decode_dense};
+const Kernels kKernels = {encode_stretch, decode_wide};
 
 }  // namespace ztk::qp::avx2
 #endif  // ZTK_WIDE_VECTORS

@@ -148,7 +148,7 @@ size_t decode_windows_until(ByteView in, size_t i, uint8_t *&o, size_t limit);
 namespace avx2 {
 // The decoder of the wide levels: 32-byte blocks packed by byte shuffles,
 // and the 16-byte level's windows for stretches of mail.
-size_t decode_dense(ByteView in, uint8_t *out);
+size_t decode_wide(ByteView in, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace avx2
 
