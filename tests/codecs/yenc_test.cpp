@@ -87,6 +87,18 @@ TEST_P(yDecodeZTK, MissingMemoryBlockServicesReadAsEmpty) {
   }
 }
 
+// Each input decoded at every level, into an output that ends right before
+// an unreadable page, against the one-byte rule.
+static void expect_every_level_decodes_as_one_byte_rule(const std::vector<std::string> &inputs) {
+  expect_equal_at_every_level(
+      inputs,
+      [](ztk::ByteView in) {
+        GuardedBytes out(std::string(in.size, '\0'));
+        return std::string(out.bytes(), out.bytes() + ztk::yenc::decode(in, out.bytes()));
+      },
+      [](const std::string &in) { return reference::ydecode(in); });
+}
+
 TEST(YencKernel, OutputLengthIsInputLessEscapes) {
   std::string in;
   for (int b = 0; b < 256; ++b) in += static_cast<char>(b);
@@ -104,14 +116,7 @@ TEST(YencKernel, EveryLevelGivesTheOneByteRules) {
   constexpr size_t kLongest = 300;
 #endif
   std::mt19937 rng(9);
-  expect_equal_at_every_level(
-      token_inputs(rng, {"=", "=J", "=M", "\r\n", "=="}, kLongest),
-      [](ztk::ByteView in) {
-        GuardedBytes out(std::string(in.size, '\0'));
-        const size_t n = ztk::yenc::decode(in, out.bytes());
-        return std::string(out.view().data, out.view().data + n);
-      },
-      [](const std::string &in) { return reference::ydecode(in); });
+  expect_every_level_decodes_as_one_byte_rule(token_inputs(rng, {"=", "=J", "=M", "\r\n", "=="}, kLongest));
 }
 
 // Articles of 128-character lines and escape-dense bytes at every level
@@ -137,14 +142,7 @@ TEST(YencKernel, EveryLevelGivesTheOneByteRulesOnArticlesAndDenseEscapes) {
     s.back() = '=';  // a final escape after whole blocks
     inputs.push_back(s);
   }
-  expect_equal_at_every_level(
-      inputs,
-      [](ztk::ByteView in) {
-        GuardedBytes out(std::string(in.size, '\0'));
-        const size_t n = ztk::yenc::decode(in, out.bytes());
-        return std::string(out.view().data, out.view().data + n);
-      },
-      [](const std::string &in) { return reference::ydecode(in); });
+  expect_every_level_decodes_as_one_byte_rule(inputs);
 }
 
 // An escape at every place of the first blocks, after long clean stretches
@@ -162,13 +160,7 @@ TEST(YencKernel, EveryLevelTakesAnEscapeAtEveryPlaceOfABlock) {
       }
     }
   }
-  expect_equal_at_every_level(
-      inputs,
-      [](ztk::ByteView in) {
-        GuardedBytes out(std::string(in.size, '\0'));
-        return std::string(out.bytes(), out.bytes() + ztk::yenc::decode(in, out.bytes()));
-      },
-      [](const std::string &in) { return reference::ydecode(in); });
+  expect_every_level_decodes_as_one_byte_rule(inputs);
 }
 
 // Two escapes at every pair of places of a block, and a third beside them:
@@ -192,11 +184,5 @@ TEST(YencKernel, EveryLevelTakesEscapesAtEveryPairOfPlacesOfABlock) {
       }
     }
   }
-  expect_equal_at_every_level(
-      inputs,
-      [](ztk::ByteView in) {
-        GuardedBytes out(std::string(in.size, '\0'));
-        return std::string(out.bytes(), out.bytes() + ztk::yenc::decode(in, out.bytes()));
-      },
-      [](const std::string &in) { return reference::ydecode(in); });
+  expect_every_level_decodes_as_one_byte_rule(inputs);
 }
