@@ -65,6 +65,8 @@ PluginLibrary::PluginLibrary(const std::string &path) {
       fs::remove(copy_, error);
       throw std::runtime_error("cannot load plugin " + path + ": " + e.what());
     }
+    // The image was read into memory of its own: the copy has served.
+    fs::remove(copy_, error);
     return;
   }
   handle_ = open_library(copy_);
@@ -73,6 +75,12 @@ PluginLibrary::PluginLibrary(const std::string &path) {
     fs::remove(copy_, error);
     throw std::runtime_error("cannot load plugin " + path + ": " + why);
   }
+#if !defined(_WIN32)
+  // A mapped file outlives its name: removed now, no copy is left behind by
+  // a library that lives as long as its process (started_once) or by a
+  // process that ends without unwinding.
+  fs::remove(copy_, error);
+#endif
 }
 
 PluginLibrary::~PluginLibrary() {

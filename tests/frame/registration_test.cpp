@@ -4,6 +4,10 @@
 #include <cmath>
 #include <map>
 #include <cstring>
+#include <filesystem>
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
 
 #include "host_test.h"
 
@@ -82,6 +86,27 @@ TEST(ShippedLibrary, ExportsOnlyTheEntryPoint) {
   for (const char *hidden : {"ZTKTestingFailAllocation", "EncodingToHex", "gResolver", "rbversion"}) {
     EXPECT_FALSE(shipped.exports(hidden)) << hidden;
   }
+}
+
+// The host loads a copy of the library under a name of its own; the copy is
+// gone as soon as the library is loaded (the mapping keeps it), so a process
+// that keeps its library to the end, or dies, leaves none behind.
+TEST(ShippedLibrary, LeavesNoCopyInTheTemporaryDirectory) {
+#if defined(_WIN32)
+  GTEST_SKIP() << "a loaded library's file cannot be removed here; the copy goes when it is unloaded";
+#else
+  const auto copies = [] {
+    const std::string prefix = "ztk-plugin-" + std::to_string(getpid()) + "-";
+    int found = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::temp_directory_path())) {
+      found += entry.path().filename().string().rfind(prefix, 0) == 0 ? 1 : 0;
+    }
+    return found;
+  };
+  subhost::PluginLibrary shipped(ZTK_SHIPPED_PLUGIN_PATH);
+  EXPECT_EQ(copies(), 0);
+  EXPECT_TRUE(shipped.exports("REALPluginMain")) << "still callable with its file gone";
+#endif
 }
 
 // Each declaration's parameter and result types, as Xojo reads them, agree
