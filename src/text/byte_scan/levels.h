@@ -75,7 +75,7 @@ namespace avx512 {
 size_t find(ByteView bytes, size_t from, const ByteSet &set);
 size_t copy_until(ByteView bytes, size_t from, const ByteSet &stop, uint8_t add, uint8_t *out);
 size_t count(ByteView bytes, uint8_t b);
-size_t count_needle(ByteView bytes, ByteView needle);
+size_t count_short_or_long(ByteView bytes, ByteView needle);
 extern const Kernels kKernels;
 }  // namespace avx512
 

@@ -66,7 +66,7 @@ ZTK_AVX512VBMI2 size_t unescape(ByteView in, uint8_t escape, uint8_t add, uint8_
 
 }  // namespace
 
-const Kernels kKernels = {avx512::find, avx512::copy_until, avx512::count, avx512::count_needle, unescape};
+const Kernels kKernels = {avx512::find, avx512::copy_until, avx512::count, avx512::count_short_or_long, unescape};
 
 }  // namespace ztk::scan::vbmi2
 #endif  // ZTK_WIDE_VECTORS
