@@ -1,5 +1,7 @@
 #include "codecs/code_pages.h"
 
+#include <algorithm>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -285,4 +287,34 @@ TEST_P(EncodingToCP1252ZTK, ASCIITextIsItsOwnEncoding) {
     EXPECT_EQ(call("EncodingToCP1252ZTK", {S(euroLast)}).bytes, ascii + "\x80");
     EXPECT_EQ(call("EncodingToISO8859ZTK", {S(euroLast)}).bytes, ascii);
   }
+}
+
+// Outputs that start at every unit of a 64-byte line, for texts either side of
+// a block and a head: the AVX-512 decoder writes the units before the output's
+// first line boundary apart, a head of any length from 0 to 31 units, then
+// whole lines; each unit is written once, none outside the output.
+TEST(CodePageKernels, DecodingToEveryPlaceOfALineEqualsTheOneUnitVersion) {
+  std::mt19937 rng(5);
+  std::string bytes(200, '\0');
+  for (char &b : bytes) b = static_cast<char>(rng());
+  for_each_level([&](ztk::cpu::Level) {
+    for (size_t n : {31, 32, 33, 47, 48, 63, 64, 65, 80, 95, 96, 97, 200}) {
+      const GuardedBytes raw(std::string_view(bytes).substr(0, n));
+      for (const auto *table : {&ztk::codepage::escapecharsISO8859, &ztk::codepage::escapecharsCP1252}) {
+        std::vector<uint16_t> expect(n);
+        ztk::codepage::decode_reference(*table, raw.view(), expect.data());
+        for (size_t at = 0; at < 32; ++at) {
+          // Sentinels either side of the output show a unit written out of place.
+          alignas(64) uint16_t room[32 + 200 + 32];
+          std::fill(std::begin(room), std::end(room), uint16_t{0xBEEF});
+          ztk::codepage::decode(*table, raw.view(), room + at);
+          const std::vector<uint16_t> got(room + at, room + at + n);
+          ASSERT_EQ(got, expect) << "n " << n << " at " << at;
+          ASSERT_TRUE(std::all_of(room, room + at, [](uint16_t u) { return u == 0xBEEF; })) << "before, at " << at;
+          ASSERT_TRUE(std::all_of(room + at + n, std::end(room), [](uint16_t u) { return u == 0xBEEF; }))
+              << "after, n " << n << " at " << at;
+        }
+      }
+    }
+  });
 }
