@@ -152,10 +152,6 @@ size_t decode_wide(ByteView in, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace avx2
 
-namespace avx512 {
-extern const Kernels kKernels;
-}  // namespace avx512
-
 namespace neon {
 extern const Kernels kKernels;
 }  // namespace neon
