@@ -127,6 +127,9 @@ constexpr unsigned kCleanRun = 8;
 // goes byte by byte. Reads two bytes past the block, so works while 34
 // remain; the output never runs ahead of the input, so the packing's stores
 // stay within the room the input's size gives.
+// With kHandBackClean it returns at the block that would start a stretch
+// stored as it is, for a wider level to store it.
+template <bool kHandBackClean>
 ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, bool plusIsSpace, uint8_t *&out) {
   const __m256i percent = V::set1('%'), plus = V::set1(plusIsSpace ? '+' : '%'), space = V::set1(' ');
   uint8_t *o = out;
@@ -137,6 +140,7 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, bool plusIsSpace, uint8_t *
     const uint32_t m = static_cast<uint32_t>(_mm256_movemask_epi8(isPercent));
     const uint32_t special = static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_or_si256(isPercent, isPlus)));
     if (clean >= kCleanRun) {
+      if (kHandBackClean) break;
       // Long stretches with nothing to decode (text, not a query) are
       // stored as they are until the next escape.
       if (special == 0) {
@@ -181,7 +185,15 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, bool plusIsSpace, uint8_t *
 ZTK_AVX2 size_t decode(ByteView in, int64_t options, uint8_t *out) {
   const bool plusIsSpace = (options & 1) != 0;
   uint8_t *o = out;
-  size_t i = decode_packed(in, 0, plusIsSpace, o);
+  const size_t i = decode_packed<false>(in, 0, plusIsSpace, o);
+  return decode_last(in, i, plusIsSpace, o, out);
+}
+
+ZTK_AVX2 size_t decode_until_clean(ByteView in, size_t i, bool plusIsSpace, uint8_t *&out) {
+  return decode_packed<true>(in, i, plusIsSpace, out);
+}
+
+ZTK_AVX2 size_t decode_last(ByteView in, size_t i, bool plusIsSpace, uint8_t *o, uint8_t *out) {
   i = decode_blocks(in, i, plusIsSpace, o);
   if (in.size - i >= 16) i = sse2::decode_blocks(in, i, plusIsSpace, o);
   return static_cast<size_t>(decode_from(in, i, plusIsSpace, o) - out);

@@ -121,6 +121,12 @@ extern const Kernels kKernels;
 
 namespace avx2 {
 size_t decode(ByteView in, int64_t options, uint8_t *out);
+// The decoder's packed blocks from i, up to where a stretch with nothing to
+// decode starts (or 34 bytes are left); advances out.
+size_t decode_until_clean(ByteView in, size_t i, bool plusIsSpace, uint8_t *&out);
+// The decoder's last bytes from i, o where they go; returns the length
+// written from out.
+size_t decode_last(ByteView in, size_t i, bool plusIsSpace, uint8_t *o, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace avx2
 

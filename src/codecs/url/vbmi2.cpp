@@ -90,10 +90,58 @@ size_t encode(ByteView in, int64_t options, char *out) {
   return static_cast<size_t>(o - out) + plain::encode_from(in, mode, done, o);
 }
 
+// Whether 64 bytes hold nothing to decode.
+ZTK_AVX512VBMI2 inline bool clean(__m512i v, __m512i percent, __m512i plus) {
+  return (_mm512_cmpeq_epi8_mask(v, percent) | _mm512_cmpeq_epi8_mask(v, plus)) == 0;
+}
+
+// Stores 64 bytes at a time from i while they hold nothing to decode, and
+// 64 remain; returns where it stopped.
+ZTK_AVX512VBMI2 size_t copy_clean(ByteView in, size_t i, bool plusIsSpace, uint8_t *&out) {
+  const __m512i percent = _mm512_set1_epi8('%'), plus = _mm512_set1_epi8(plusIsSpace ? '+' : '%');
+  uint8_t *o = out;
+  // Two blocks a step while they last (one a step measured 8% slower on
+  // text of 1 MiB).
+  while (in.size - i >= 128) {
+    const __m512i a = _mm512_loadu_si512(in.data + i), b = _mm512_loadu_si512(in.data + i + 64);
+    if (!clean(a, percent, plus) || !clean(b, percent, plus)) break;
+    _mm512_storeu_si512(o, a);
+    _mm512_storeu_si512(o + 64, b);
+    i += 128;
+    o += 128;
+  }
+  while (in.size - i >= 64) {
+    const __m512i v = _mm512_loadu_si512(in.data + i);
+    if (!clean(v, percent, plus)) break;
+    _mm512_storeu_si512(o, v);
+    i += 64;
+    o += 64;
+  }
+  out = o;
+  return i;
+}
+
+// Decoding packs its blocks as the AVX2 level does, and stores the long
+// stretches with nothing to decode (text, not a query) 64 bytes at a time:
+// text of 1 MiB 1.2x as fast as with the AVX2 level's 32-byte stores.
+size_t decode(ByteView in, int64_t options, uint8_t *out) {
+  const bool plusIsSpace = (options & 1) != 0;
+  uint8_t *o = out;
+  size_t i = 0;
+  // Each return of the packed blocks comes after a clean run's worth of
+  // blocks at least, so the loop moves on even where the stretch stored here
+  // ends at once.
+  for (;;) {
+    i = avx2::decode_until_clean(in, i, plusIsSpace, o);
+    if (in.size - i < 64) break;
+    i = copy_clean(in, i, plusIsSpace, o);
+  }
+  return avx2::decode_last(in, i, plusIsSpace, o, out);
+}
+
 }  // namespace
 
-// Decoding packs its blocks as the AVX2 level does.
-const Kernels kKernels = {encode, avx2::decode};
+const Kernels kKernels = {encode, decode};
 
 }  // namespace ztk::url::vbmi2
 #endif  // ZTK_WIDE_VECTORS
