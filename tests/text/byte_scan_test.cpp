@@ -127,7 +127,10 @@ TEST(ByteScanKernels, CountsEqualTheOneByteLoopAtEveryLevel) {
   const std::string needles[] = {"ab",  "aa",    "aba",   "abc",    "abca",     "abcd",
                                  "abcab", "abbab", "xyzzy", "a b", "aaaaaaaa", std::string("\0\xFF", 2),
                                  // Middles of 8, 16 and 17 bytes: the widest word compares and memcmp.
-                                 "abcdabcdab", "ababababababababab", "abcdabcdabcdabcdabc"};
+                                 "abcdabcdab", "ababababababababab", "abcdabcdabcdabcdabc",
+                                 // Five to ten bytes that are frequent in the small alphabets, with
+                                 // (abaab) or without an end that is also a start.
+                                 "aabab", "abaab", "aabbab", "aaabbbab", "aacbd", "aabababbab"};
   for_each_level([&](ztk::cpu::Level) {
     for (size_t n = 0; n <= kLongest; ++n) {
       // A small alphabet gives many matches, overlapping candidates included.
