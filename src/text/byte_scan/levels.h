@@ -4,6 +4,8 @@
 // one, so no load passes the end of the input.
 #pragma once
 
+#include <cstring>
+
 #include "text/byte_scan.h"
 
 namespace ztk::scan {
@@ -36,7 +38,26 @@ inline size_t count_from(ByteView in, size_t i, uint8_t b) {
 }
 
 // `next` is the first place a match may start (matches do not overlap).
-size_t count_needle_from(ByteView in, ByteView needle, size_t i, size_t next);
+// Inline, as the loops above: after the blocks only a few places are left,
+// fewer than a call costs.
+inline size_t count_needle_from(ByteView in, ByteView needle, size_t i, size_t next) {
+  size_t total = 0;
+  size_t p = i > next ? i : next;
+  while (in.size >= needle.size && p <= in.size - needle.size) {
+    // The first byte before a call: most places fail there.
+    if (in[p] == needle[0] && std::memcmp(in.data + p, needle.data, needle.size) == 0) {
+      ++total;
+      p += needle.size;
+    } else {
+      ++p;
+    }
+  }
+  return total;
+}
+// The same out of line, for the wider levels' entries: inlined there, it
+// moved their block loops and made a 64-byte level's count of a word in 1
+// MiB of text 10% slower.
+size_t count_needle_rest(ByteView in, ByteView needle, size_t i, size_t next);
 
 // Moves `out` past what it writes.
 inline void unescape_from(ByteView in, size_t i, uint8_t escape, uint8_t add, uint8_t escaped_add, uint8_t *&out) {
