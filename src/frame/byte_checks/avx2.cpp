@@ -42,8 +42,7 @@ ZTK_AVX2 bool all(ByteView bytes) {
   // known without finding it, and no narrower level's code is reached.
   const size_t wide = clean_prefix<C>(bytes);
   if (wide + 64 <= bytes.size) return false;
-  const size_t i = sse2::clean_prefix<C>(bytes, wide);
-  return i + 16 > bytes.size && plain::all_from<C>(bytes, i);
+  return sse2::rest_passes<C>(bytes, wide);
 }
 
 ZTK_AVX2 void replace(ByteView bytes, uint8_t replacement, uint8_t *out) {

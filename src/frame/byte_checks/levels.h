@@ -24,6 +24,10 @@ extern const Kernels kKernels;
 namespace sse2 {
 template <Class C>
 size_t clean_prefix(ByteView bytes, size_t from);
+// Whether every byte from `from` on is in class C, by the blocks and then
+// the last block again: a wider level's last bytes in one call.
+template <Class C>
+bool rest_passes(ByteView bytes, size_t from);
 size_t replace_blocks(ByteView bytes, size_t from, uint8_t replacement, uint8_t *out);
 extern const Kernels kKernels;
 }  // namespace sse2

@@ -30,6 +30,26 @@ template size_t clean_prefix<Class::Ascii>(ByteView, size_t);
 template size_t clean_prefix<Class::Printable>(ByteView, size_t);
 template size_t clean_prefix<Class::NoControl>(ByteView, size_t);
 
+template <Class C>
+bool rest_passes(ByteView bytes, size_t from) {
+  // A block the loop stopped at holds a byte outside the class: the answer
+  // is known without finding it.
+  const size_t i = clean_prefix<C>(bytes, from);
+  if (i + 16 <= bytes.size) return false;
+  if (i == bytes.size) return true;
+  // The last bytes, fewer than a block, in the block that ends with them
+  // (bytes tested twice change nothing), not in a loop of their own.
+  if (bytes.size >= 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes.data + bytes.size - 16));
+    return _mm_movemask_epi8(pass_mask<C>(v)) == 0xFFFF;
+  }
+  return plain::all_from<C>(bytes, i);
+}
+
+template bool rest_passes<Class::Ascii>(ByteView, size_t);
+template bool rest_passes<Class::Printable>(ByteView, size_t);
+template bool rest_passes<Class::NoControl>(ByteView, size_t);
+
 size_t replace_blocks(ByteView bytes, size_t from, uint8_t replacement, uint8_t *out) {
   const __m128i r = _mm_set1_epi8(static_cast<char>(replacement));
   size_t i = from;
@@ -46,10 +66,7 @@ namespace {
 
 template <Class C>
 bool all(ByteView bytes) {
-  // A block the loop stopped at holds a byte outside the class: the answer
-  // is known without finding it, and the plain loop is not reached at all.
-  const size_t i = clean_prefix<C>(bytes, 0);
-  return i + 16 > bytes.size && plain::all_from<C>(bytes, i);
+  return rest_passes<C>(bytes, 0);
 }
 
 void replace(ByteView bytes, uint8_t replacement, uint8_t *out) {
