@@ -183,6 +183,9 @@ ZTK_AVX2 size_t decode_packed(ByteView in, size_t i, bool plusIsSpace, uint8_t *
 }  // namespace
 
 ZTK_AVX2 size_t decode(ByteView in, int64_t options, uint8_t *out) {
+  // Less than a block: the 16-byte entry (escape-dense text of 20 bytes 10%
+  // faster there than through the 32-byte level's calls).
+  if (in.size < 32) return sse2::kKernels.decode(in, options, out);
   const bool plusIsSpace = (options & 1) != 0;
   uint8_t *o = out;
   const size_t i = decode_packed<false>(in, 0, plusIsSpace, o);
