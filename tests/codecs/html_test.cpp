@@ -752,6 +752,53 @@ TEST(HtmlCodecKernels, ReferencesAroundWindowEndsInTextsOfEveryLength) {
   expect_decoded_as_one_unit_at_a_time(texts);
 }
 
+// Long texts that meet the same references again and again, as a page
+// does: numeric ones of every shape, names that share their first three
+// characters with another, near misses of both, and "&"s that begin none,
+// drawn at random with text of random length between them. A reference met
+// once is taken the next time from what was kept of it, and two that the
+// keeping puts in one place take it from each other.
+TEST(HtmlCodecKernels, ReferencesMetAgainInOneText) {
+  const std::vector<std::u16string> pool = {
+      u"&#39;",  u"&#8217;", u"&#58;",  u"&#x3A;",   u"&#x3a;",  u"&#160;",  u"&#65;",   u"&#065;",  u"&#6;",
+      u"&#x27;", u"&#X27;",  u"&#59;",  u"&#5;9;",   u"&#128512;", u"&#x1F600;", u"&#12&lt;", u"&#3a;", u"&#;",
+      u"&sup1;", u"&sup2;",  u"&sup3;", u"&sube;",   u"&sigma;", u"&sigmaf;", u"&frac12;", u"&frac14;",
+      u"&amp;",  u"&amp",    u"&am;",   u"&ampx;",   u"&eacute;", u"&Eacute;", u"& ",      u"&&",      u"&;",
+      u"&#x;",   u"&#39",    u"&#3\u0139;", u"&sup\u0131;", u"&#x2\u0137;"};
+  std::mt19937 rng(17);
+  std::vector<std::u16string> texts;
+  for (int t = 0; t < 60; ++t) {
+    // A few references a text, or many: the fewer, the more often each.
+    const size_t kinds = 2 + rng() % (t % 2 == 0 ? 4 : pool.size());
+    std::vector<std::u16string> drawn;
+    for (size_t k = 0; k < kinds; ++k) drawn.push_back(pool[rng() % pool.size()]);
+    std::u16string text;
+    while (text.size() < 3000) {
+      const size_t gap = rng() % 4 == 0 ? rng() % 90 : rng() % 9;
+      for (size_t j = 0; j < gap; ++j) text += static_cast<char16_t>(u'a' + rng() % 26);
+      text += drawn[rng() % drawn.size()];
+    }
+    texts.push_back(text);
+  }
+  // Each such reference, then its near misses (one unit more or less, or
+  // another in place of its ";" or of the unit before it), then the
+  // reference again, with text of every length from none to two windows
+  // between them.
+  for (const std::u16string r : {u"&#8217;", u"&#x2014;", u"&#12345;", u"&#39;", u"&#x27;", u"&sigmaf;", u"&frac34;"}) {
+    const size_t semi = r.size() - 1;
+    std::vector<std::u16string> misses = {r.substr(0, semi), r.substr(0, semi - 1) + u";", r + u";",
+                                          r.substr(0, semi) + u"0;", r.substr(0, semi) + u"x", r.substr(0, semi - 1) + u"0;"};
+    std::u16string text;
+    for (size_t gap = 0; gap <= 130; gap += 13) {
+      for (const std::u16string &m : misses) {
+        text += r + std::u16string(gap, u'g') + m + std::u16string(gap % 7, u'h');
+      }
+    }
+    texts.push_back(text);
+  }
+  expect_decoded_as_one_unit_at_a_time(texts);
+}
+
 // Long stretches of text between references at every offset from a window's
 // start: the text goes out in 16-byte and 32-byte moves that may overlap
 // what follows, and must come out whole.

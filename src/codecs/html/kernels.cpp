@@ -257,6 +257,7 @@ constexpr PrefixNameIndex make_prefix_name_index() {
       index.mask[slot] = (uint64_t{1} << (8 * (k + 1))) - 1;
       index.code[slot] = static_cast<uint16_t>(escapecodes[r].code);
       index.advance[slot] = static_cast<uint8_t>(k + 2);
+      index.shrink[slot] = static_cast<ptrdiff_t>(2 * (k + 1));
     }
   }
   return index;

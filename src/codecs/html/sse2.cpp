@@ -2,6 +2,7 @@
 #include "frame/ascii.h"
 #include "frame/simd.h"
 
+#include <cstddef>
 #include <cstring>
 
 #if ZTK_X86
@@ -16,36 +17,6 @@ inline uint32_t bits_of(__m128i a, __m128i b) {
 }  // namespace
 
 namespace {
-
-// Copies the text [s, a) to o: one 16-byte move, which covers the text
-// between most references of a page (often a space or a letter), and past
-// it 48 bytes more (the text up to a sentence's next reference), then 64
-// more, and 64 at a time in a loop only past 128; 32 units past a stay
-// readable, and o has room for them. Returns the end of what it wrote.
-__attribute__((always_inline)) inline uint16_t *copy_text(const uint16_t *s, const uint16_t *a, uint16_t *o) {
-  const auto *from = reinterpret_cast<const char *>(s);
-  auto *to = reinterpret_cast<char *>(o);
-  const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
-  std::memcpy(to, from, 16);
-  if (length > 16) {
-    std::memcpy(to + 16, from + 16, 48);
-    if (length > 64) {
-      std::memcpy(to + 64, from + 64, 64);
-      for (size_t j = 128; j < length; j += 64) std::memcpy(to + j, from + j, 64);
-    }
-  }
-  return reinterpret_cast<uint16_t *>(to + length);
-}
-
-// copy_text() for a long text, the text up to the end of a window with no
-// "&": 64-byte moves; 32 units past a stay readable.
-__attribute__((always_inline)) inline uint16_t *copy_run(const uint16_t *s, const uint16_t *a, uint16_t *o) {
-  const auto *from = reinterpret_cast<const char *>(s);
-  auto *to = reinterpret_cast<char *>(o);
-  const auto length = static_cast<size_t>(reinterpret_cast<const char *>(a) - from);
-  for (size_t j = 0; j < length; j += 64) std::memcpy(to + j, from + j, 64);
-  return reinterpret_cast<uint16_t *>(to + length);
-}
 
 // The value of "&#" and decimal digits, or "&#x" and hexadecimal ones, up
 // to a ";" (bytes from the "#" up), with `semi` set to the ";"'s byte; -1
@@ -87,6 +58,25 @@ __attribute__((always_inline)) inline int32_t other_value(uint64_t bytes, size_t
   return DecodeWalk::numeric(bytes, k);
 }
 
+// References met off their name's own slot (numeric ones, names that lost
+// the slot), kept in 16 lines by the last four bits of that slot, known by
+// the time the name in it has failed: a page uses a few of them again and
+// again ("&#39;", "&#8217;"), and one found here costs a few instructions
+// more than a name in its slot. A line holds the last one met; `used` has a
+// bit for each line that holds one, so the lines need no clearing (cleared
+// as two memsets, the compiler wrote them with rep stos, whose start made a
+// page of 1 KiB a tenth slower).
+struct Memo {
+  static constexpr size_t kLines = 16;
+  uint64_t key[kLines];
+  uint64_t mask[kLines];
+  ptrdiff_t shrink[kLines];
+  uint16_t code[kLines];
+  uint8_t advance[kLines];
+  uint32_t used = 0;
+  static size_t line_of(uint64_t bytes) { return prefix_slot_of(bytes) % kLines; }
+};
+
 // Where the windows stopped: the first unit not yet written, where it goes,
 // and the first unit no window took.
 struct Stop {
@@ -95,135 +85,401 @@ struct Stop {
   const uint16_t *next;
 };
 
-// One loop over the "&"s of windows of 64 units, one mask a window, so
-// that the window's cost is paid once for about three references of a
-// page. 32 units after a window stay readable: the eight after an "&" and
-// the moves of the text before it. Near the end windows of 32 take the
-// units while 32 follow them.
-__attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const u, size_t n, uint16_t *o) {
-  // Text is written when a reference or a window with none needs it, in
-  // whole moves that may run past it.
-  const uint16_t *s = u;
+// The low eight bytes of x as a word.
+__attribute__((always_inline)) inline uint64_t narrowed_word(__m128i x) {
+#if defined(__x86_64__)
+  return static_cast<uint64_t>(_mm_cvtsi128_si64(x));
+#else
+  uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
+  _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+  return bytes;
+#endif
+}
+
+// Where the unit at q goes: d bytes from it.
+__attribute__((always_inline)) inline char *shifted(const void *q, ptrdiff_t d) {
+  return reinterpret_cast<char *>(reinterpret_cast<uintptr_t>(q) + d);
+}
+
+// The text from s8 - 8 up to a to where it goes: one 16-byte move, which
+// covers the text between most references of a page (often a space or a
+// letter), past it 48 bytes more (the text up to a sentence's next
+// reference), then 64 at a time.
+__attribute__((always_inline)) inline void write_text(const uint16_t *s8, ptrdiff_t d, const uint16_t *a) {
+  std::memcpy(shifted(s8 - 8, d), s8 - 8, 16);
+  if (a > s8) {
+    std::memcpy(shifted(s8, d), s8, 48);
+    for (const uint16_t *q = s8 + 24; q < a; q += 32) std::memcpy(shifted(q, d), q, 64);
+  }
+}
+
+// The "&"s of the 32 units at q. Narrowed with unsigned saturation a unit
+// above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
+__attribute__((always_inline)) inline uint32_t amps_at(const uint16_t *q, __m128i amp) {
+  const auto *v = reinterpret_cast<const __m128i *>(q);
+  const __m128i lo = _mm_packus_epi16(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
+  const __m128i hi = _mm_packus_epi16(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
+  return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
+         static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp))) << 16;
+}
+
+// A window of `width` units at p with no "&": its text is written while it
+// is at hand, not reread from afar at the next reference.
+__attribute__((always_inline)) inline void take_clean(const uint16_t *p, size_t width, const uint16_t *&s8,
+                                                      ptrdiff_t d) {
+  const uint16_t *const s = s8 - 8;
+  if (s == p) {
+    std::memcpy(shifted(p, d), p, 64);
+    if (width == 64) std::memcpy(shifted(p + 32, d), p + 32, 64);
+  } else {
+    // A reference before it ended inside it, or text before it waits.
+    for (const uint16_t *q = s; q < p + width; q += 32) std::memcpy(shifted(q, d), q, 64);
+  }
+  s8 = p + width + 8;
+}
+
+// The state of the windows (see decode_windows): the window at p and its
+// "&"s not yet taken, s8 and d.
+struct Windows {
+  const uint16_t *p;
+  uint64_t amps;
+  const uint16_t *s8;
+  ptrdiff_t d;
+};
+
+// Takes the "&"s of the window at p while each begins the name that holds
+// its slot, and then the windows of 64 units after it while p is at most
+// `last` (compared as addresses; one before any text ends the run with the
+// window): writes the text before each name and its unit, and the text of
+// each window with none. Stops with amps 0 when the windows are done, or at
+// an "&" that needs more, its bit still set, with `a` at it and `x` the
+// eight units after it narrowed.
+__attribute__((always_inline)) inline void run(Windows &w, uintptr_t last, const PrefixNameIndex *names,
+                                               const Memo &memo, __m128i amp, __m128i semi, __m128i zero,
+                                               const uint16_t *&a, __m128i &x) {
+#if defined(__x86_64__)
+  // In assembly: compiled, the loop kept the text's start and its target in
+  // registers of their own beside s8 and d, spilled four registers around
+  // every window, and took six instructions a reference more than the 22
+  // here (a page has a reference every 19 bytes). It does what the C++
+  // below does, and also takes the references the memo holds (unless their
+  // text is longer than the first move) and passes over the "&"s with no
+  // ";" among the six units after them, which begin no reference. rep bsf
+  // is tzcnt where the CPU has it (it waits for no earlier value of its
+  // target, as bsf does) and bsf elsewhere.
+  //
+  // The tables' rows by their places, written into the code (an asm
+  // statement takes at most 30 operands).
+  static_assert(offsetof(PrefixNameIndex, key) == 0 && offsetof(PrefixNameIndex, mask) == 8192 &&
+                    offsetof(PrefixNameIndex, code) == 16384 && offsetof(PrefixNameIndex, advance) == 18432 &&
+                    offsetof(PrefixNameIndex, shrink) == 19456,
+                "the name table's rows moved");
+  static_assert(offsetof(Memo, key) == 0 && offsetof(Memo, mask) == 128 && offsetof(Memo, shrink) == 256 &&
+                    offsetof(Memo, code) == 384 && offsetof(Memo, advance) == 416,
+                "the memo's rows moved");
+  size_t slot, t;
+  __m128i v0, v1;
+  __asm__(
+      "testq %[amps], %[amps]\n\t"
+      "jne 1f\n"
+      // The next window, or out.
+      "0:\n\t"
+      "cmpq %[last], %[p]\n\t"
+      "ja 9f\n\t"
+      "addq $128, %[p]\n\t"
+      "movdqu (%[p]), %[v0]\n\t"
+      "movdqu 16(%[p]), %[v1]\n\t"
+      "packuswb %[v1], %[v0]\n\t"
+      "pcmpeqb %[amp], %[v0]\n\t"
+      "pmovmskb %[v0], %k[amps]\n\t"
+      "movdqu 32(%[p]), %[v0]\n\t"
+      "movdqu 48(%[p]), %[v1]\n\t"
+      "packuswb %[v1], %[v0]\n\t"
+      "pcmpeqb %[amp], %[v0]\n\t"
+      "pmovmskb %[v0], %k[t]\n\t"
+      "shll $16, %k[t]\n\t"
+      "orl %k[t], %k[amps]\n\t"
+      "movdqu 64(%[p]), %[v0]\n\t"
+      "movdqu 80(%[p]), %[v1]\n\t"
+      "packuswb %[v1], %[v0]\n\t"
+      "pcmpeqb %[amp], %[v0]\n\t"
+      "pmovmskb %[v0], %k[t]\n\t"
+      "movdqu 96(%[p]), %[v0]\n\t"
+      "movdqu 112(%[p]), %[v1]\n\t"
+      "packuswb %[v1], %[v0]\n\t"
+      "pcmpeqb %[amp], %[v0]\n\t"
+      "pmovmskb %[v0], %k[slot]\n\t"
+      "shll $16, %k[slot]\n\t"
+      "orl %k[slot], %k[t]\n\t"
+      "shlq $32, %[t]\n\t"
+      "orq %[t], %[amps]\n\t"
+      "je 7f\n"
+      // An "&": the name in the slot of its first three bytes, checked with
+      // its ";" by one masked compare.
+      "1:\n\t"
+      "rep bsfq %[amps], %[t]\n\t"
+      "leaq (%[p],%[t],2), %[a]\n\t"
+      "movdqu 2(%[a]), %[x]\n\t"
+      "packuswb %[zero], %[x]\n\t"
+      "movq %[x], %[t]\n\t"
+      "imull %[mul], %k[t], %k[slot]\n\t"
+      "shrl $22, %k[slot]\n\t"
+      "andq 8192(%[names],%[slot],8), %[t]\n\t"
+      "cmpq 0(%[names],%[slot],8), %[t]\n\t"
+      "jne 3f\n\t"
+      "movdqu -16(%[s8]), %[v0]\n\t"
+      "movdqu %[v0], -16(%[s8],%[d])\n\t"
+      "cmpq %[a], %[s8]\n\t"
+      "jb 5f\n"
+      "2:\n\t"
+      "movzwl 16384(%[names],%[slot],2), %k[t]\n\t"
+      "movw %w[t], (%[a],%[d])\n\t"
+      "movzbl 18432(%[names],%[slot]), %k[t]\n\t"
+      "leaq 16(%[a],%[t],2), %[s8]\n\t"
+      "subq 19456(%[names],%[slot],8), %[d]\n\t"
+      "leaq -1(%[amps]), %[t]\n\t"
+      "andq %[t], %[amps]\n\t"
+      "jne 1b\n\t"
+      "jmp 0b\n"
+      // Not the name in the slot: one remembered, with its text within
+      // the first move (else the caller takes it).
+      "3:\n\t"
+      "andl $15, %k[slot]\n\t"
+      "btl %k[slot], %k[used]\n\t"
+      "jnc 4f\n\t"
+      "movq %[x], %[t]\n\t"
+      "andq 128(%[memo],%[slot],8), %[t]\n\t"
+      "cmpq 0(%[memo],%[slot],8), %[t]\n\t"
+      "jne 4f\n\t"
+      "cmpq %[a], %[s8]\n\t"
+      "jb 9f\n\t"
+      "movdqu -16(%[s8]), %[v0]\n\t"
+      "movdqu %[v0], -16(%[s8],%[d])\n\t"
+      "movzwl 384(%[memo],%[slot],2), %k[t]\n\t"
+      "movw %w[t], (%[a],%[d])\n\t"
+      "movzbl 416(%[memo],%[slot]), %k[t]\n\t"
+      "leaq 16(%[a],%[t],2), %[s8]\n\t"
+      "subq 256(%[memo],%[slot],8), %[d]\n\t"
+      "leaq -1(%[amps]), %[t]\n\t"
+      "andq %[t], %[amps]\n\t"
+      "jne 1b\n\t"
+      "jmp 0b\n"
+      // Neither: with no ";" among the six units after the "&" it begins no
+      // reference and stays in the text ("A & B"); else the caller reads it.
+      "4:\n\t"
+      "movdqa %[x], %[v0]\n\t"
+      "pcmpeqb %[semi], %[v0]\n\t"
+      "pmovmskb %[v0], %k[t]\n\t"
+      "testl $0x7E, %k[t]\n\t"
+      "jne 9f\n\t"
+      "leaq -1(%[amps]), %[t]\n\t"
+      "andq %[t], %[amps]\n\t"
+      "jne 1b\n\t"
+      "jmp 0b\n"
+      // A longer text: 48 bytes more, then 64 at a time.
+      "5:\n\t"
+      "movdqu (%[s8]), %[v0]\n\t"
+      "movdqu %[v0], (%[s8],%[d])\n\t"
+      "movdqu 16(%[s8]), %[v0]\n\t"
+      "movdqu %[v0], 16(%[s8],%[d])\n\t"
+      "movdqu 32(%[s8]), %[v0]\n\t"
+      "movdqu %[v0], 32(%[s8],%[d])\n\t"
+      "leaq 48(%[s8]), %[t]\n"
+      "6:\n\t"
+      "cmpq %[a], %[t]\n\t"
+      "jae 2b\n\t"
+      "movdqu (%[t]), %[v0]\n\t"
+      "movdqu %[v0], (%[t],%[d])\n\t"
+      "movdqu 16(%[t]), %[v0]\n\t"
+      "movdqu %[v0], 16(%[t],%[d])\n\t"
+      "movdqu 32(%[t]), %[v0]\n\t"
+      "movdqu %[v0], 32(%[t],%[d])\n\t"
+      "movdqu 48(%[t]), %[v0]\n\t"
+      "movdqu %[v0], 48(%[t],%[d])\n\t"
+      "addq $64, %[t]\n\t"
+      "jmp 6b\n"
+      // A window with no "&".
+      "7:\n\t"
+      "leaq -16(%[s8]), %[t]\n\t"
+      "cmpq %[p], %[t]\n\t"
+      "jne 71f\n\t"
+      "movdqu (%[p]), %[v0]\n\t"
+      "movdqu %[v0], (%[p],%[d])\n\t"
+      "movdqu 16(%[p]), %[v0]\n\t"
+      "movdqu %[v0], 16(%[p],%[d])\n\t"
+      "movdqu 32(%[p]), %[v0]\n\t"
+      "movdqu %[v0], 32(%[p],%[d])\n\t"
+      "movdqu 48(%[p]), %[v0]\n\t"
+      "movdqu %[v0], 48(%[p],%[d])\n\t"
+      "movdqu 64(%[p]), %[v0]\n\t"
+      "movdqu %[v0], 64(%[p],%[d])\n\t"
+      "movdqu 80(%[p]), %[v0]\n\t"
+      "movdqu %[v0], 80(%[p],%[d])\n\t"
+      "movdqu 96(%[p]), %[v0]\n\t"
+      "movdqu %[v0], 96(%[p],%[d])\n\t"
+      "movdqu 112(%[p]), %[v0]\n\t"
+      "movdqu %[v0], 112(%[p],%[d])\n\t"
+      "jmp 72f\n"
+      "71:\n\t"
+      "leaq 128(%[p]), %[slot]\n"
+      "73:\n\t"
+      "movdqu (%[t]), %[v0]\n\t"
+      "movdqu %[v0], (%[t],%[d])\n\t"
+      "movdqu 16(%[t]), %[v0]\n\t"
+      "movdqu %[v0], 16(%[t],%[d])\n\t"
+      "movdqu 32(%[t]), %[v0]\n\t"
+      "movdqu %[v0], 32(%[t],%[d])\n\t"
+      "movdqu 48(%[t]), %[v0]\n\t"
+      "movdqu %[v0], 48(%[t],%[d])\n\t"
+      "addq $64, %[t]\n\t"
+      "cmpq %[slot], %[t]\n\t"
+      "jb 73b\n"
+      "72:\n\t"
+      "leaq 144(%[p]), %[s8]\n\t"
+      "jmp 0b\n"
+      "9:"
+      : [amps] "+r"(w.amps), [p] "+r"(w.p), [s8] "+r"(w.s8), [d] "+r"(w.d), [a] "=&r"(a), [slot] "=&r"(slot),
+        [t] "=&r"(t), [x] "=&x"(x), [v0] "=&x"(v0), [v1] "=&x"(v1)
+      : [last] "r"(last), [names] "r"(names), [amp] "x"(amp), [zero] "x"(zero),
+        [mul] "n"(static_cast<int32_t>(kPrefixMultiplier << 8)), [memo] "r"(&memo), [used] "r"(memo.used), [semi] "x"(semi)
+      : "cc", "memory");
+#else
+  // The caller takes the references the memo holds, and the "&"s with no
+  // ";" after them.
+  static_cast<void>(memo);
+  static_cast<void>(semi);
+  for (;;) {
+    while (w.amps != 0) {
+      a = w.p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(w.amps)));
+      x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
+      uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
+      _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
+      const size_t slot = prefix_slot_of(bytes);
+      if ((bytes & names->mask[slot]) != names->key[slot]) return;
+      write_text(w.s8, w.d, a);
+      std::memcpy(shifted(a, w.d), &names->code[slot], 2);
+      w.s8 = a + names->advance[slot] + 8;
+      w.d -= names->shrink[slot];
+      w.amps &= w.amps - 1;
+    }
+    if (reinterpret_cast<uintptr_t>(w.p) > last) return;
+    w.p += 64;
+    w.amps = amps_at(w.p, amp) | uint64_t{amps_at(w.p + 32, amp)} << 32;
+    if (w.amps == 0) take_clean(w.p, 64, w.s8, w.d);
+  }
+#endif
+}
+
+// Loops over the "&"s of windows of 64 units, one mask a window, so that
+// the window's cost is paid once for about three references of a page. The
+// output is the text moved down: the unit at q, from the first not yet
+// written on, goes d bytes from q, and each reference lowers d by what it
+// saves; s8 is that first unit, eight units on, so that whether a text needs
+// more than its first 16-byte move is one compare. Text is written when a
+// reference or a window with none needs it, in whole 16-byte moves that
+// may run up to 32 units past it; that many units after a window stay
+// readable (the eight after an "&" too), and the output has room for them.
+// Near the end windows of 32 take the units while 32 follow them.
+__attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const u, size_t n, uint16_t *const out) {
+  Windows w{u, 0, u + 8,
+            static_cast<ptrdiff_t>(reinterpret_cast<uintptr_t>(out) - reinterpret_cast<uintptr_t>(u))};
+  Memo memo;
   const __m128i amp = _mm_set1_epi8('&'), semi = _mm_set1_epi8(';'), zero = _mm_setzero_si128();
-  // The "&"s of the 32 units at q. Narrowed with unsigned saturation a unit
-  // above 0xFF becomes 0x00 or 0xFF, no "&" and no ";".
-  const auto amps_at = [amp](const uint16_t *q) {
-    const auto *v = reinterpret_cast<const __m128i *>(q);
-    const __m128i lo = _mm_packus_epi16(_mm_loadu_si128(v), _mm_loadu_si128(v + 1));
-    const __m128i hi = _mm_packus_epi16(_mm_loadu_si128(v + 2), _mm_loadu_si128(v + 3));
-    return static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(lo, amp))) |
-           static_cast<uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(hi, amp))) << 16;
-  };
-  // The last 64-unit window (0: none) and the last 32-unit one.
-  const uintptr_t wide = n >= 96 ? reinterpret_cast<uintptr_t>(u + n - 96) : 0;
-  const uintptr_t narrow = reinterpret_cast<uintptr_t>(u + n - 64);
-  // The table's address held in a register: taken afresh at every
-  // reference, it cost an instruction each.
+  // The table's address held in a register: taken afresh, it cost an
+  // instruction at each return to the windows.
   const PrefixNameIndex *names = &kPrefixNameIndex;
   ZTK_IN_GENERAL_REGISTER(names);
-  const uint16_t *p = u;
-  size_t width;
-  uint64_t amps;
-  if (reinterpret_cast<uintptr_t>(p) <= wide) {
-    amps = amps_at(p) | uint64_t{amps_at(p + 32)} << 32;
-    width = 64;
-  } else {
-    amps = amps_at(p);
-    width = 32;
-  }
-  for (;;) {
-    while (amps == 0) {
-      p += width;
-      if (reinterpret_cast<uintptr_t>(p) <= wide) {
-        amps = amps_at(p) | uint64_t{amps_at(p + 32)} << 32;
-        width = 64;
-      } else if (reinterpret_cast<uintptr_t>(p) <= narrow) {
-        amps = amps_at(p);
-        width = 32;
+
+  // Runs the windows up to `last` (see run), taking each "&" that is not a
+  // name in its slot here; `width` is the windows' width.
+  const auto run_to = [&](uintptr_t last, size_t width) __attribute__((always_inline)) {
+    for (;;) {
+      const uint16_t *a;
+      __m128i x;
+      run(w, last, names, memo, amp, semi, zero, a, x);
+      if (w.amps == 0) return;
+      const auto bytes = narrowed_word(x);
+      const size_t at = static_cast<size_t>(a - w.p);
+      // Met before, and still in its line: the same few moves as a name.
+      const size_t line = Memo::line_of(bytes);
+      if ((memo.used >> line & 1) != 0 && (bytes & memo.mask[line]) == memo.key[line]) {
+        write_text(w.s8, w.d, a);
+        std::memcpy(shifted(a, w.d), &memo.code[line], 2);
+        w.s8 = a + memo.advance[line] + 8;
+        w.d -= memo.shrink[line];
       } else {
-        goto windows_done;
-      }
-      if (amps == 0) {
-        // The text up to the end of a window with none is written while it
-        // is at hand, not reread from afar at the next reference.
-        if (s == p) {
-          // Clean text since the window before: the window as it is.
-          std::memcpy(o, p, 64);
-          if (width == 64) std::memcpy(o + 32, p + 32, 64);
-          o += width;
+        size_t k;
+        int32_t value;
+        bool numeric = false;
+        if ((bytes & 0xFF) == '#' && (value = digits_value(bytes, k), static_cast<uint32_t>(value - 1) < 0xFFFF)) {
+          // Digits alone to a unit of the BMP (most numeric references).
         } else {
-          o = copy_run(s, p + width, o);
+          // The first ";" within seven units; 7 when there is none.
+          const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
+          k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
+          // "&;", or no ";" within seven: the "&" stays in the text.
+          if (k - 1 >= kMaxName) goto next;
+          value = other_value(bytes, k, numeric);
+          if (value <= 0) goto next;  // the "&" stays in the text
         }
-        s = p + width;
-        continue;
+        write_text(w.s8, w.d, a);
+        if (!numeric) {
+          // Digits alone or a name: the same bytes up to the ";" give the
+          // same unit wherever they stand.
+          memo.used |= uint32_t{1} << line;
+          memo.key[line] = bytes & DecodeWalk::kKeyMasks[k];
+          memo.mask[line] = DecodeWalk::kKeyMasks[k];
+          memo.code[line] = static_cast<uint16_t>(value);
+          memo.advance[line] = static_cast<uint8_t>(k + 2);
+          memo.shrink[line] = static_cast<ptrdiff_t>(2 * (k + 1));
+          const auto unit = static_cast<uint16_t>(value);
+          std::memcpy(shifted(a, w.d), &unit, 2);
+          w.s8 = a + k + 2 + 8;
+          w.d -= memo.shrink[line];
+        } else {
+          uint16_t units[2];
+          size_t written = 1;
+          if (value <= 0xFFFF) {
+            units[0] = static_cast<uint16_t>(value);
+          } else {
+            units[0] = static_cast<uint16_t>(0xD800 + ((value - 0x10000) >> 10));
+            units[1] = static_cast<uint16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
+            written = 2;
+          }
+          std::memcpy(shifted(a, w.d), units, 2 * written);
+          w.s8 = a + k + 2 + 8;
+          w.d -= static_cast<ptrdiff_t>(2 * (k + 2 - written));
+          // Its "&"s are text. One past the window leaves it: the next
+          // window starts at the text after it.
+          const auto past = static_cast<size_t>(w.s8 - 8 - w.p);
+          if (past >= width) {
+            w.p = w.s8 - 8 - width;
+            w.amps = uint64_t{1} << at;
+          } else {
+            w.amps = (w.amps & ~uint64_t{0} << past) | uint64_t{1} << at;
+          }
+        }
       }
-      // A numeric reference may hold "&"s, up to nine units past its own.
-      if (s > p) amps &= ~uint64_t{0} << (s - p);
+    next:
+      w.amps &= w.amps - 1;
     }
-#if defined(__x86_64__)
-    // The scan in a 64-bit register: no widening of an int count. The
-    // scan keeps its target's old value for a zero word, so it waits for
-    // that value: a fresh zero (the idiom the processor takes for no
-    // input), not the last reference's register, or the references of a
-    // window run one after another (dense references 30% slower).
-    uint64_t at;
-    __asm__("xorl %k0, %k0\n\tbsfq %1, %0" : "=&r"(at) : "rm"(amps) : "cc");
-    const uint16_t *const a = p + at;
-#else
-    const uint16_t *const a = p + static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(amps)));
-#endif
-    amps &= amps - 1;
-    // The eight units after the "&" as bytes; the upper half is zeros.
-    const __m128i x = _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(a + 1)), zero);
-#if defined(__x86_64__)
-    const auto bytes = static_cast<uint64_t>(_mm_cvtsi128_si64(x));
-#else
-    uint64_t bytes;  // stored: the 32-bit target has no 64-bit move
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(&bytes), x);
-#endif
-    // The name that holds the slot of the first three bytes, checked with
-    // its ";" by one masked compare: no search for the ";" first.
-    const size_t slot = prefix_slot_of(bytes);
-    if (__builtin_expect((bytes & names->mask[slot]) == names->key[slot], 1)) {
-      // A name, all letters and digits: no "&" inside it.
-      o = copy_text(s, a, o);
-      *o++ = names->code[slot];  // every name is in the BMP
-      s = a + names->advance[slot];
-      continue;
-    }
-    // A numeric reference of digits alone to a unit of the BMP (most of
-    // them) goes out here, with no search for its ";" and no bookkeeping
-    // for the rarer kinds below.
-    if ((bytes & 0xFF) == '#') {
-      size_t end;
-      const int32_t value = digits_value(bytes, end);
-      if (__builtin_expect(static_cast<uint32_t>(value - 1) < 0xFFFF, 1)) {
-        o = copy_text(s, a, o);
-        *o++ = static_cast<uint16_t>(value);
-        s = a + end + 2;
-        continue;
-      }
-    }
-    // The first ";" within seven units; 7 when there is none.
-    const auto semis = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(x, semi)));
-    const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctz(semis | 0x80)));
-    if (k - 1 >= kMaxName) continue;  // "&;", or no ";" within seven: the "&" stays in the text
-    bool numeric = false;
-    const int32_t value = other_value(bytes, k, numeric);
-    if (value <= 0) continue;  // the "&" stays in the text
-    o = copy_text(s, a, o);
-    if (value <= 0xFFFF) {
-      *o++ = static_cast<uint16_t>(value);
-    } else {
-      *o++ = static_cast<uint16_t>(0xD800 + ((value - 0x10000) >> 10));
-      *o++ = static_cast<uint16_t>(0xDC00 + ((value - 0x10000) & 0x3FF));
-    }
-    s = a + k + 2;
-    // Its "&"s are text; it may end past the window.
-    if (numeric) amps = s - p < 64 ? amps & ~uint64_t{0} << (s - p) : 0;
+  };
+
+  if (n >= 96) {
+    // From one window before the text, so that the run starts with a step.
+    w.p = reinterpret_cast<const uint16_t *>(reinterpret_cast<uintptr_t>(u) - 128);
+    run_to(reinterpret_cast<uintptr_t>(u + n - 96) - 128, 64);
+    w.p += 64;
   }
-windows_done:
-  return {s, o, p};
+  for (const uint16_t *const last = u + n - 64; w.p <= last; w.p += 32) {
+    w.amps = amps_at(w.p, amp);
+    if (w.amps == 0) {
+      take_clean(w.p, 32, w.s8, w.d);
+    } else {
+      run_to(0, 32);
+    }
+  }
+  return {w.s8 - 8, reinterpret_cast<uint16_t *>(shifted(w.s8 - 8, w.d)), w.p};
 }
 
 }  // namespace

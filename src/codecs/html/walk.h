@@ -122,11 +122,13 @@ struct PrefixNameIndex {
   uint64_t mask[1024];  // keeps those bytes (0 in an empty slot: no match)
   uint16_t code[1024];
   uint8_t advance[1024];  // units from the "&" to past the ";"
+  ptrdiff_t shrink[1024];  // bytes the reference saves: (advance - 1) units
 };
 // A 32-bit multiply by an immediate: the multiplier leaves every common name
 // and most others in a slot of their own (checked in kernels.cpp).
+constexpr uint32_t kPrefixMultiplier = 824465427u;
 constexpr size_t prefix_slot_of(uint64_t bytes) {
-  return static_cast<size_t>((static_cast<uint32_t>(bytes << 8) * 824465427u) >> 22);
+  return static_cast<size_t>((static_cast<uint32_t>(bytes << 8) * kPrefixMultiplier) >> 22);
 }
 extern const PrefixNameIndex kPrefixNameIndex;
 
