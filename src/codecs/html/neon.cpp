@@ -157,6 +157,7 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
   const uintptr_t wide = n >= 96 ? reinterpret_cast<uintptr_t>(u + n - 96) : 0;
   const uintptr_t narrowest = reinterpret_cast<uintptr_t>(u + n - 64);
   const PrefixNameIndex *names = &kPrefixNameIndex;
+  Memo memo;
   const uint16_t *p = u;
   size_t width;
   uint64_t amps;
@@ -211,6 +212,15 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
       s = a + names->advance[slot];
       continue;
     }
+    // Met before, and still in its line.
+    const size_t line = slot % Memo::kLines;
+    size_t advance;
+    if (const uint16_t unit = memo.find(bytes, line, advance)) {
+      o = copy_text(s, a, o);
+      *o++ = unit;
+      s = a + advance;
+      continue;
+    }
     // The first ";" within seven units; 7 when there is none.
     const uint64_t semis = vget_lane_u64(vreinterpret_u64_u8(vceq_u8(x, vdup_n_u8(';'))), 0);
     const auto k = static_cast<size_t>(static_cast<unsigned>(__builtin_ctzll(semis | 0x80ull << 56))) / 8;
@@ -218,6 +228,7 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
     bool general = false;
     const int32_t value = other_value(bytes, k, general);
     if (value <= 0) continue;  // the "&" stays in the text
+    if (!general && value <= 0xFFFF) memo.keep(bytes, line, k, static_cast<uint16_t>(value));
     o = copy_text(s, a, o);
     if (value <= 0xFFFF) {
       *o++ = static_cast<uint16_t>(value);

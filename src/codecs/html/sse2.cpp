@@ -58,25 +58,6 @@ __attribute__((always_inline)) inline int32_t other_value(uint64_t bytes, size_t
   return DecodeWalk::numeric(bytes, k);
 }
 
-// References met off their name's own slot (numeric ones, names that lost
-// the slot), kept in 16 lines by the last four bits of that slot, known by
-// the time the name in it has failed: a page uses a few of them again and
-// again ("&#39;", "&#8217;"), and one found here costs a few instructions
-// more than a name in its slot. A line holds the last one met; `used` has a
-// bit for each line that holds one, so the lines need no clearing (cleared
-// as two memsets, the compiler wrote them with rep stos, whose start made a
-// page of 1 KiB a tenth slower).
-struct Memo {
-  static constexpr size_t kLines = 16;
-  uint64_t key[kLines];
-  uint64_t mask[kLines];
-  ptrdiff_t shrink[kLines];
-  uint16_t code[kLines];
-  uint8_t advance[kLines];
-  uint32_t used = 0;
-  static size_t line_of(uint64_t bytes) { return prefix_slot_of(bytes) % kLines; }
-};
-
 // Where the windows stopped: the first unit not yet written, where it goes,
 // and the first unit no window took.
 struct Stop {
@@ -402,10 +383,11 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
       const size_t at = static_cast<size_t>(a - w.p);
       // Met before, and still in its line: the same few moves as a name.
       const size_t line = Memo::line_of(bytes);
-      if ((memo.used >> line & 1) != 0 && (bytes & memo.mask[line]) == memo.key[line]) {
+      size_t advance;
+      if (const uint16_t unit = memo.find(bytes, line, advance)) {
         write_text(w.s8, w.d, a);
-        std::memcpy(shifted(a, w.d), &memo.code[line], 2);
-        w.s8 = a + memo.advance[line] + 8;
+        std::memcpy(shifted(a, w.d), &unit, 2);
+        w.s8 = a + advance + 8;
         w.d -= memo.shrink[line];
       } else {
         size_t k;
@@ -424,16 +406,9 @@ __attribute__((always_inline)) inline Stop decode_windows(const uint16_t *const 
         }
         write_text(w.s8, w.d, a);
         if (!numeric) {
-          // Digits alone or a name: the same bytes up to the ";" give the
-          // same unit wherever they stand.
-          memo.used |= uint32_t{1} << line;
-          memo.key[line] = bytes & DecodeWalk::kKeyMasks[k];
-          memo.mask[line] = DecodeWalk::kKeyMasks[k];
-          memo.code[line] = static_cast<uint16_t>(value);
-          memo.advance[line] = static_cast<uint8_t>(k + 2);
-          memo.shrink[line] = static_cast<ptrdiff_t>(2 * (k + 1));
-          const auto unit = static_cast<uint16_t>(value);
-          std::memcpy(shifted(a, w.d), &unit, 2);
+          const auto found = static_cast<uint16_t>(value);
+          memo.keep(bytes, line, k, found);
+          std::memcpy(shifted(a, w.d), &found, 2);
           w.s8 = a + k + 2 + 8;
           w.d -= memo.shrink[line];
         } else {

@@ -410,6 +410,43 @@ struct DecodeWalk {
   }
 };
 
+// The references a level's window loop met off their name's own slot
+// (numeric ones, names that lost the slot), kept in 16 lines by the last
+// four bits of that slot, known by the time the name in it has failed: a
+// page uses a few of them again and again ("&#39;", "&#8217;"), and one
+// found here costs a few instructions more than a name in its slot. Only
+// references of digits or letters alone are kept, whose bytes up to the
+// ";" give the same unit wherever they stand. A line holds the last one met; `used` has a
+// bit for each line that holds one, so the lines need no clearing (cleared
+// as two memsets, the compiler wrote them with rep stos, whose start made a
+// page of 1 KiB a tenth slower).
+struct Memo {
+  static constexpr size_t kLines = 16;
+  uint64_t key[kLines];
+  uint64_t mask[kLines];
+  ptrdiff_t shrink[kLines];  // bytes it saves: (advance - 1) units
+  uint16_t code[kLines];
+  uint8_t advance[kLines];
+  uint32_t used = 0;
+  static size_t line_of(uint64_t bytes) { return prefix_slot_of(bytes) % kLines; }
+  // The unit of the reference whose bytes are `bytes` if a line holds it
+  // (its advance in `advance`), else 0.
+  uint16_t find(uint64_t bytes, size_t line, size_t &units) const {
+    if ((used >> line & 1) == 0 || (bytes & mask[line]) != key[line]) return 0;
+    units = advance[line];
+    return code[line];
+  }
+  // Keeps the reference of k units before its ";" whose bytes are `bytes`.
+  void keep(uint64_t bytes, size_t line, size_t k, uint16_t unit) {
+    used |= uint32_t{1} << line;
+    key[line] = bytes & DecodeWalk::kKeyMasks[k];
+    mask[line] = DecodeWalk::kKeyMasks[k];
+    code[line] = unit;
+    advance[line] = static_cast<uint8_t>(k + 2);
+    shrink[line] = static_cast<ptrdiff_t>(2 * (k + 1));
+  }
+};
+
 struct EncodeWalk {
   const uint16_t *u;
   uint8_t *out;
