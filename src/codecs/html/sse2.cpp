@@ -146,8 +146,12 @@ __attribute__((always_inline)) inline void run(Windows &w, uintptr_t last, const
   // below does, and also takes the references the memo holds (unless their
   // text is longer than the first move) and passes over the "&"s with no
   // ";" among the six units after them, which begin no reference. rep bsf
-  // is tzcnt where the CPU has it (it waits for no earlier value of its
-  // target, as bsf does) and bsf elsewhere.
+  // is tzcnt where the CPU has it, which unlike bsf does not wait for the
+  // earlier value of its target, and bsf elsewhere.
+  //
+  // The operands it changes are all early clobbers: an input known to hold
+  // the same value as one of them (amps and the memo's `used` are both 0 at
+  // the first entry) may otherwise share its register, which clang did.
   //
   // The tables' rows by their places, written into the code (an asm
   // statement takes at most 30 operands).
@@ -319,7 +323,7 @@ __attribute__((always_inline)) inline void run(Windows &w, uintptr_t last, const
       "leaq 144(%[p]), %[s8]\n\t"
       "jmp 0b\n"
       "9:"
-      : [amps] "+r"(w.amps), [p] "+r"(w.p), [s8] "+r"(w.s8), [d] "+r"(w.d), [a] "=&r"(a), [slot] "=&r"(slot),
+      : [amps] "+&r"(w.amps), [p] "+&r"(w.p), [s8] "+&r"(w.s8), [d] "+&r"(w.d), [a] "=&r"(a), [slot] "=&r"(slot),
         [t] "=&r"(t), [x] "=&x"(x), [v0] "=&x"(v0), [v1] "=&x"(v1)
       : [last] "r"(last), [names] "r"(names), [amp] "x"(amp), [zero] "x"(zero),
         [mul] "n"(static_cast<int32_t>(kPrefixMultiplier << 8)), [memo] "r"(&memo), [used] "r"(memo.used), [semi] "x"(semi)
