@@ -108,14 +108,9 @@ __attribute__((always_inline)) inline uint32_t amps_at(const uint16_t *q, __m128
 // is at hand, not reread from afar at the next reference.
 __attribute__((always_inline)) inline void take_clean(const uint16_t *p, size_t width, const uint16_t *&s8,
                                                       ptrdiff_t d) {
-  const uint16_t *const s = s8 - 8;
-  if (s == p) {
-    std::memcpy(shifted(p, d), p, 64);
-    if (width == 64) std::memcpy(shifted(p + 32, d), p + 32, 64);
-  } else {
-    // A reference before it ended inside it, or text before it waits.
-    for (const uint16_t *q = s; q < p + width; q += 32) std::memcpy(shifted(q, d), q, 64);
-  }
+  // From the first unit not yet written: the window's own, or text before
+  // it that waits, or after a reference before it that ended inside it.
+  for (const uint16_t *q = s8 - 8; q < p + width; q += 32) std::memcpy(shifted(q, d), q, 64);
   s8 = p + width + 8;
 }
 
@@ -286,28 +281,8 @@ __attribute__((always_inline)) inline void run(Windows &w, uintptr_t last, const
       // A window with no "&".
       "7:\n\t"
       "leaq -16(%[s8]), %[t]\n\t"
-      "cmpq %[p], %[t]\n\t"
-      "jne 71f\n\t"
-      "movdqu (%[p]), %[v0]\n\t"
-      "movdqu %[v0], (%[p],%[d])\n\t"
-      "movdqu 16(%[p]), %[v0]\n\t"
-      "movdqu %[v0], 16(%[p],%[d])\n\t"
-      "movdqu 32(%[p]), %[v0]\n\t"
-      "movdqu %[v0], 32(%[p],%[d])\n\t"
-      "movdqu 48(%[p]), %[v0]\n\t"
-      "movdqu %[v0], 48(%[p],%[d])\n\t"
-      "movdqu 64(%[p]), %[v0]\n\t"
-      "movdqu %[v0], 64(%[p],%[d])\n\t"
-      "movdqu 80(%[p]), %[v0]\n\t"
-      "movdqu %[v0], 80(%[p],%[d])\n\t"
-      "movdqu 96(%[p]), %[v0]\n\t"
-      "movdqu %[v0], 96(%[p],%[d])\n\t"
-      "movdqu 112(%[p]), %[v0]\n\t"
-      "movdqu %[v0], 112(%[p],%[d])\n\t"
-      "jmp 72f\n"
-      "71:\n\t"
       "leaq 128(%[p]), %[slot]\n"
-      "73:\n\t"
+      "71:\n\t"
       "movdqu (%[t]), %[v0]\n\t"
       "movdqu %[v0], (%[t],%[d])\n\t"
       "movdqu 16(%[t]), %[v0]\n\t"
@@ -318,8 +293,7 @@ __attribute__((always_inline)) inline void run(Windows &w, uintptr_t last, const
       "movdqu %[v0], 48(%[t],%[d])\n\t"
       "addq $64, %[t]\n\t"
       "cmpq %[slot], %[t]\n\t"
-      "jb 73b\n"
-      "72:\n\t"
+      "jb 71b\n\t"
       "leaq 144(%[p]), %[s8]\n\t"
       "jmp 0b\n"
       "9:"
